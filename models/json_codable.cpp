@@ -1,0 +1,90 @@
+#include "models/json_codable.h"
+
+#include <limits>
+#include <nlohmann/json.hpp>
+
+#include "models/base64.h"
+
+namespace orla {
+
+Checked<AnyCodable> anyFromJson(const nlohmann::json& json) {
+  using Type = nlohmann::json::value_t;
+  switch (json.type()) {
+    case Type::string: return AnyCodable(json.get<std::string>());
+    case Type::boolean: return AnyCodable(json.get<bool>());
+    case Type::number_integer: return AnyCodable(json.get<std::int64_t>());
+    case Type::number_unsigned: {
+      const auto u = json.get<std::uint64_t>();
+      if (u <= static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max()))
+        return AnyCodable(static_cast<std::int64_t>(u));
+      return AnyCodable(static_cast<double>(u));
+    }
+    case Type::number_float: return AnyCodable(json.get<double>());
+    case Type::null: return AnyCodable(Null{});
+    case Type::array: {
+      AnyArray items;
+      items.reserve(json.size());
+      for (const auto& element : json) {
+        auto item = anyFromJson(element);
+        if (!item) return item;
+        items.push_back(std::move(item).value());
+      }
+      return AnyCodable(std::move(items));
+    }
+    case Type::object: {
+      if (json.size() == 1 && json.contains("$data")) {
+        const auto& encoded = json["$data"];
+        if (!encoded.is_string()) return fail("A “$data” value must be a Base64 text.");
+        auto bytes = base64Decode(encoded.get_ref<const std::string&>());
+        if (!bytes) return fail("A “$data” value is not valid Base64.");
+        return AnyCodable(std::move(*bytes));
+      }
+      AnyDictionary entries;
+      for (const auto& [key, element] : json.items()) {
+        auto item = anyFromJson(element);
+        if (!item) return item;
+        entries.emplace(key, std::move(item).value());
+      }
+      return AnyCodable(std::move(entries));
+    }
+    case Type::binary:
+    case Type::discarded: break;
+  }
+  return fail("That JSON value cannot be used as a parameter.");
+}
+
+nlohmann::json anyToJson(const AnyCodable& value) {
+  using Kind = AnyCodable::Kind;
+  switch (value.kind()) {
+    case Kind::string: return *value.asString();
+    case Kind::int_: return *value.asInt();
+    case Kind::double_: return *value.asDouble();
+    case Kind::bool_: return *value.asBool();
+    case Kind::data: return nlohmann::json{{"$data", base64Encode(*value.asData())}};
+    case Kind::array: {
+      auto out = nlohmann::json::array();
+      for (const auto& item : *value.asArray()) out.push_back(anyToJson(item));
+      return out;
+    }
+    case Kind::dictionary: {
+      auto out = nlohmann::json::object();
+      for (const auto& [key, item] : *value.asDictionary()) out[key] = anyToJson(item);
+      return out;
+    }
+    case Kind::null: return nullptr;
+  }
+  return nullptr;
+}
+
+Checked<ActionData> actionDataFromJsonText(std::string_view text) {
+  auto json = nlohmann::json::parse(text.begin(), text.end(), nullptr, /*allow_exceptions=*/false);
+  if (json.is_discarded()) return fail("PARAMS is not valid JSON.");
+  if (!json.is_object()) return fail("PARAMS must be a JSON object.");
+  auto value = anyFromJson(json);
+  if (!value) return fail(value.error());
+  if (const auto* dict = value->asDictionary()) return *dict;
+  // A lone {"$data": ...} object decodes to bytes, which is not a dictionary.
+  return fail("PARAMS must be a JSON object of parameters.");
+}
+
+}  // namespace orla

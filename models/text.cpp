@@ -1,0 +1,103 @@
+#include "models/text.h"
+
+#include <unicode/locid.h>
+#include <unicode/normalizer2.h>
+#include <unicode/uchar.h>
+#include <unicode/unistr.h>
+#include <unicode/utf8.h>
+
+namespace orla {
+
+bool isWhitespaceOrNewline(char32_t c) {
+  if (c >= 0x09 && c <= 0x0D) return true;
+  if (c == 0x85) return true;
+  const auto type = u_charType(static_cast<UChar32>(c));
+  return type == U_SPACE_SEPARATOR || type == U_LINE_SEPARATOR || type == U_PARAGRAPH_SEPARATOR;
+}
+
+std::string_view trimWhitespaceAndNewlines(std::string_view text) {
+  const auto* s = reinterpret_cast<const uint8_t*>(text.data());
+  const auto length = static_cast<int32_t>(text.size());
+  int32_t begin = 0;
+  while (begin < length) {
+    int32_t next = begin;
+    UChar32 c;
+    U8_NEXT(s, next, length, c);
+    if (c < 0 || !isWhitespaceOrNewline(static_cast<char32_t>(c))) break;
+    begin = next;
+  }
+  int32_t end = length;
+  while (end > begin) {
+    int32_t previous = end;
+    UChar32 c;
+    U8_PREV(s, begin, previous, c);
+    if (c < 0 || !isWhitespaceOrNewline(static_cast<char32_t>(c))) break;
+    end = previous;
+  }
+  return text.substr(static_cast<size_t>(begin), static_cast<size_t>(end - begin));
+}
+
+namespace {
+
+icu::UnicodeString fromUtf8(std::string_view text) {
+  return icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<int32_t>(text.size())));
+}
+
+std::string toUtf8(const icu::UnicodeString& text) {
+  std::string out;
+  text.toUTF8String(out);
+  return out;
+}
+
+icu::UnicodeString foldedNfd(std::string_view text) {
+  UErrorCode status = U_ZERO_ERROR;
+  const icu::Normalizer2* nfd = icu::Normalizer2::getNFDInstance(status);
+  icu::UnicodeString folded = fromUtf8(text);
+  folded.foldCase(U_FOLD_CASE_DEFAULT);
+  if (U_FAILURE(status)) return folded;
+  icu::UnicodeString normalized = nfd->normalize(folded, status);
+  return U_SUCCESS(status) ? normalized : folded;
+}
+
+bool isAscii(std::string_view text) {
+  for (unsigned char c : text)
+    if (c >= 0x80) return false;
+  return true;
+}
+
+}  // namespace
+
+std::string toLowercase(std::string_view text) {
+  if (isAscii(text)) {
+    std::string out(text);
+    for (char& c : out)
+      if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    return out;
+  }
+  icu::UnicodeString u = fromUtf8(text);
+  u.toLower(icu::Locale::getRoot());
+  return toUtf8(u);
+}
+
+bool equalsIgnoringCase(std::string_view a, std::string_view b) {
+  if (isAscii(a) && isAscii(b)) {
+    if (a.size() != b.size()) return false;
+    for (size_t i = 0; i < a.size(); ++i) {
+      auto lower = [](char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c; };
+      if (lower(a[i]) != lower(b[i])) return false;
+    }
+    return true;
+  }
+  return foldedNfd(a) == foldedNfd(b);
+}
+
+std::string quoted(std::string_view name) {
+  std::string out;
+  out.reserve(name.size() + 6);
+  out += "\u201C";
+  out += name;
+  out += "\u201D";
+  return out;
+}
+
+}  // namespace orla

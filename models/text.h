@@ -1,0 +1,29 @@
+// Unicode text helpers shared by every plugin. Text is UTF-8 everywhere;
+// anything that depends on characters rather than bytes goes through ICU.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace orla {
+
+// Whether a code point belongs to the white-space-and-newline set: the
+// separators (Zs, Zl, Zp), the controls U+0009 to U+000D, and U+0085.
+bool isWhitespaceOrNewline(char32_t c);
+
+// The text without leading and trailing white space and line breaks. Invalid
+// UTF-8 bytes are kept (they are not white space).
+std::string_view trimWhitespaceAndNewlines(std::string_view text);
+
+// Full Unicode lowercase mapping, locale-independent ("ÄB" -> "äb").
+std::string toLowercase(std::string_view text);
+
+// Case-insensitive equality under full case folding and canonical
+// equivalence, so "finder" equals "Finder" and a precomposed "é" equals "e"
+// followed by a combining acute. Diacritics still count ("e" is not "é").
+bool equalsIgnoringCase(std::string_view a, std::string_view b);
+
+// Wraps a user-supplied name in typographic quotes: “name”.
+std::string quoted(std::string_view name);
+
+}  // namespace orla

@@ -1,0 +1,84 @@
+// The native platform on Linux. Until the X11 desktop backend exists, the
+// desktop services answer with a clear sentence that they are not available;
+// the clock, environment, files and process list are real.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <fstream>
+
+#include "platform/local_notification_center.h"
+#include "platform/platform.h"
+#include "platform/posix/posix_services.h"
+#include "platform/queued_main_thread.h"
+#include "platform/unavailable_services.h"
+
+namespace orla {
+namespace linux_desktop {
+
+// Running applications from /proc: the current user's processes that have an
+// executable (kernel threads have none). Without a window-system connection
+// there is no telling which of them have windows, so each is reported with
+// the `prohibited` policy and none is frontmost.
+class ProcWorkspace : public Workspace {
+ public:
+  std::vector<RunningApplication> runningApplications() const override {
+    std::vector<RunningApplication> apps;
+    std::error_code ec;
+    const uid_t me = getuid();
+    for (const auto& entry : std::filesystem::directory_iterator("/proc", ec)) {
+      const std::string name = entry.path().filename().string();
+      if (name.empty() || !std::all_of(name.begin(), name.end(), ::isdigit)) continue;
+      struct stat info {};
+      if (::stat(entry.path().c_str(), &info) != 0 || info.st_uid != me) continue;
+      std::error_code linkError;
+      const auto exe = std::filesystem::read_symlink(entry.path() / "exe", linkError);
+      if (linkError) continue;
+      RunningApplication app;
+      app.processIdentifier = static_cast<ProcessId>(std::stol(name));
+      app.executablePath = exe.string();
+      app.bundlePath = exe.parent_path().string();
+      app.localizedName = exe.filename().string();
+      app.activationPolicy = ActivationPolicy::prohibited;
+      apps.push_back(std::move(app));
+    }
+    std::sort(apps.begin(), apps.end(), [](const auto& a, const auto& b) {
+      return a.processIdentifier < b.processIdentifier;
+    });
+    return apps;
+  }
+
+  std::optional<RunningApplication> frontmostApplication() const override { return std::nullopt; }
+};
+
+// The host's identity: ORLA_HOST_BUNDLE_ID names it when an embedding
+// application sets it; otherwise the command-line host's own identifier.
+class ProcessHost : public Host {
+ public:
+  std::string bundleIdentifier() const override {
+    if (const char* id = std::getenv("ORLA_HOST_BUNDLE_ID")) return id;
+    return "pro.orla.OrlaPro";
+  }
+  ProcessId processIdentifier() const override { return static_cast<ProcessId>(::getpid()); }
+};
+
+}  // namespace linux_desktop
+
+std::shared_ptr<Platform> makeNativePlatform() {
+  Platform::Services services;
+  services.clock = std::make_unique<posix::PosixClock>();
+  services.notifications = std::make_unique<LocalNotificationCenter>();
+  services.mainThread = std::make_unique<QueuedMainThread>();
+  services.pasteboard = std::make_unique<UnavailablePasteboard>();
+  services.workspace = std::make_unique<linux_desktop::ProcWorkspace>();
+  services.accessibility = std::make_unique<UnavailableAccessibility>();
+  services.environment = std::make_unique<posix::PosixEnvironment>();
+  services.files = std::make_unique<posix::PosixFiles>();
+  services.host = std::make_unique<linux_desktop::ProcessHost>();
+  return std::make_shared<Platform>("linux", std::move(services),
+                                    std::set<Capability>{Capability::workspace});
+}
+
+}  // namespace orla

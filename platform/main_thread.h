@@ -1,0 +1,35 @@
+// MainThread: where work that needs the main thread goes. On the simulated
+// and Linux desktops a synchronous hop is a direct call; on macOS it is a
+// synchronous dispatch to the main queue unless already on it.
+// Thread safety: every method may be called from any thread except
+// `runPending`, which the host calls on the main thread.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+
+namespace orla {
+
+class MainThread {
+ public:
+  using Work = std::function<void()>;
+
+  virtual ~MainThread() = default;
+  virtual bool isMainThread() const = 0;
+  // Runs `work` on the main thread and returns when it is done.
+  virtual void runSync(Work work) = 0;
+  // Queues `work` for the main thread and returns at once.
+  virtual void runAsync(Work work) = 0;
+  // Runs what was queued, in order; answers how many ran.
+  virtual std::size_t runPending() = 0;
+};
+
+// Fire-and-forget work for the main thread: run now when already there,
+// otherwise queue it. A synchronous hop from the main thread to itself would
+// deadlock on macOS, hence the test.
+inline void postToMainThread(MainThread& mainThread, MainThread::Work work) {
+  if (mainThread.isMainThread()) work();
+  else mainThread.runAsync(std::move(work));
+}
+
+}  // namespace orla

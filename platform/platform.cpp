@@ -1,0 +1,66 @@
+#include "platform/platform.h"
+
+#include <mutex>
+
+#include "models/parameter_readers.h"
+
+namespace orla {
+
+std::string Environment::expandTilde(std::string_view path) const {
+  return orla::expandTilde(path, [this](std::string_view user) { return homeDirectory(user); });
+}
+
+Platform::Platform(std::string name, Services services, std::set<Capability> capabilities)
+    : name_(std::move(name)), services_(std::move(services)), capabilities_(std::move(capabilities)) {}
+
+bool Platform::supports(Capability capability) const { return capabilities_.count(capability) > 0; }
+
+namespace {
+
+std::mutex& currentMutex() {
+  static std::mutex mutex;
+  return mutex;
+}
+
+std::shared_ptr<Platform>& currentSlot() {
+  static std::shared_ptr<Platform> slot;
+  return slot;
+}
+
+}  // namespace
+
+std::shared_ptr<Platform> Platform::current() {
+  std::lock_guard lock(currentMutex());
+  auto& slot = currentSlot();
+  if (!slot) slot = makeNativePlatform();
+  return slot;
+}
+
+void Platform::setCurrent(std::shared_ptr<Platform> platform) {
+  std::lock_guard lock(currentMutex());
+  currentSlot() = std::move(platform);
+}
+
+std::string_view capabilityName(Capability capability) {
+  switch (capability) {
+    case Capability::pasteboard: return "pasteboard";
+    case Capability::workspace: return "workspace";
+    case Capability::accessibility: return "accessibility";
+    case Capability::keyboardEvents: return "keyboardEvents";
+    case Capability::mouseEvents: return "mouseEvents";
+    case Capability::displays: return "displays";
+    case Capability::popUpMenus: return "popUpMenus";
+    case Capability::alerts: return "alerts";
+    case Capability::appleScript: return "appleScript";
+    case Capability::http: return "http";
+    case Capability::processes: return "processes";
+    case Capability::keychain: return "keychain";
+    case Capability::trash: return "trash";
+    case Capability::recentDocuments: return "recentDocuments";
+    case Capability::printers: return "printers";
+    case Capability::sound: return "sound";
+  }
+  return "unknown";
+}
+
+}  // namespace orla

@@ -1,0 +1,88 @@
+// Platform: one implementation of every desktop service, handed to the
+// plugins as a bundle. A plugin asks `supports(...)` what the backend can do
+// rather than testing for a build or a null service.
+#pragma once
+
+#include <memory>
+#include <set>
+#include <string>
+#include <string_view>
+
+#include "platform/accessibility.h"
+#include "platform/clock.h"
+#include "platform/environment.h"
+#include "platform/files.h"
+#include "platform/host.h"
+#include "platform/main_thread.h"
+#include "platform/notifications.h"
+#include "platform/pasteboard.h"
+#include "platform/workspace.h"
+
+namespace orla {
+
+enum class Capability {
+  pasteboard,
+  workspace,
+  accessibility,
+  keyboardEvents,
+  mouseEvents,
+  displays,
+  popUpMenus,
+  alerts,
+  appleScript,
+  http,
+  processes,
+  keychain,
+  trash,
+  recentDocuments,
+  printers,
+  sound,
+};
+
+std::string_view capabilityName(Capability capability);
+
+class Platform {
+ public:
+  struct Services {
+    std::unique_ptr<Clock> clock;
+    std::unique_ptr<NotificationCenter> notifications;
+    std::unique_ptr<MainThread> mainThread;
+    std::unique_ptr<Pasteboard> pasteboard;
+    std::unique_ptr<Workspace> workspace;
+    std::unique_ptr<Accessibility> accessibility;
+    std::unique_ptr<Environment> environment;
+    std::unique_ptr<Files> files;
+    std::unique_ptr<Host> host;
+  };
+
+  Platform(std::string name, Services services, std::set<Capability> capabilities);
+
+  // "sim", "linux", "macos": for diagnostics only.
+  const std::string& name() const { return name_; }
+  bool supports(Capability capability) const;
+
+  Clock& clock() const { return *services_.clock; }
+  NotificationCenter& notifications() const { return *services_.notifications; }
+  MainThread& mainThread() const { return *services_.mainThread; }
+  Pasteboard& pasteboard() const { return *services_.pasteboard; }
+  Workspace& workspace() const { return *services_.workspace; }
+  Accessibility& accessibility() const { return *services_.accessibility; }
+  Environment& environment() const { return *services_.environment; }
+  Files& files() const { return *services_.files; }
+  Host& host() const { return *services_.host; }
+
+  // The process default: the native desktop unless a host or a test put
+  // another platform in its place.
+  static std::shared_ptr<Platform> current();
+  static void setCurrent(std::shared_ptr<Platform> platform);
+
+ private:
+  std::string name_;
+  Services services_;
+  std::set<Capability> capabilities_;
+};
+
+// The native desktop of the system this was built for.
+std::shared_ptr<Platform> makeNativePlatform();
+
+}  // namespace orla

@@ -1,0 +1,29 @@
+// The simulated desktop's state as JSON: `orla --sim STATE.json` seeds it and
+// `--state-out` writes it back in the same shape.
+//
+//   {"accessibilityTrusted": true, "now": "2026-11-21T09:30:00",
+//    "timeZone": "Europe/Paris", "locale": "en_US",
+//    "environment": {"HOME": "/home/ada"}, "clipboard": "text or null",
+//    "host": {"bundleIdentifier": "...", "name": "Orla Pro", "pid": 100,
+//             "frontmost": false},
+//    "lastUserApp": "com.apple.TextEdit",
+//    "applications": [{"name": "Finder", "bundleIdentifier": "com.apple.finder",
+//                      "pid": 200, "path": "/System/Library/CoreServices/Finder.app",
+//                      "frontmost": true, "hidden": false}]}
+//
+// Every key is optional; an absent one keeps the desktop's default.
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+
+#include "models/checked.h"
+#include "platform/sim/sim_desktop.h"
+
+namespace orla::sim {
+
+// Applies `state` to `desktop`. A key of the wrong type is an error naming
+// the key; unknown keys are ignored so that older hosts read newer files.
+Checked<void> loadState(SimDesktop& desktop, const nlohmann::json& state);
+nlohmann::json saveState(const SimDesktop& desktop);
+
+}  // namespace orla::sim

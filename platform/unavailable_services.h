@@ -1,0 +1,26 @@
+// Stand-ins for desktop services a backend does not offer yet. They never
+// crash and never pretend: reads find nothing, writes fail with one sentence.
+#pragma once
+
+#include "platform/accessibility.h"
+#include "platform/pasteboard.h"
+
+namespace orla {
+
+class UnavailablePasteboard : public Pasteboard {
+ public:
+  std::optional<std::string> text() const override { return std::nullopt; }
+  Checked<void> setText(std::string_view) override {
+    return fail("The clipboard is not available on this desktop in this build of Orla.");
+  }
+  std::int64_t changeCount() const override { return 0; }
+};
+
+// Reports the process as not trusted, so the plugins that need the
+// accessibility interface fail with their own permission sentence.
+class UnavailableAccessibility : public Accessibility {
+ public:
+  bool isProcessTrusted() const override { return false; }
+};
+
+}  // namespace orla

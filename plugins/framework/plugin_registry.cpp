@@ -1,0 +1,136 @@
+#include "plugins/framework/plugin_registry.h"
+
+#include <algorithm>
+#include <array>
+#include <new>
+
+#include "plugins/flow/conditional_plugin.h"
+#include "plugins/framework/orla_plugin.h"
+
+namespace orla {
+
+namespace {
+
+using Factory = std::unique_ptr<ActionPlugin> (*)(std::shared_ptr<Platform>);
+
+template <class P>
+std::unique_ptr<ActionPlugin> make(std::shared_ptr<Platform> platform) {
+  return std::make_unique<P>(std::move(platform));
+}
+
+struct Row {
+  PluginInfo info;
+  Factory factory;  // null: not in this build
+};
+
+// Sorted by pluginClass. Saved actions carry these strings: never rename one.
+constexpr std::array<Row, 31> kTable{{
+    {{"AIAction", "AIActionPlugin", false}, nullptr},
+    {{"AppleScriptShortcut", "AppleScriptPlugin", false}, nullptr},
+    {{"ApplicationShortcut", "ApplicationPlugin", false}, nullptr},
+    {{"ClipboardShortcut", "ClipboardPlugin", false}, nullptr},
+    {{"CommandShortcut", "ShellCommandPlugin", false}, nullptr},
+    {{"ConditionalAction", "ConditionalPlugin", true}, &make<ConditionalPlugin>},
+    {{"DocumentShortcut", "DocumentPlugin", false}, nullptr},
+    {{"FileOperationAction", "FileOperationPlugin", false}, nullptr},
+    {{"FinderWindowShortcut", "FinderWindowPlugin", false}, nullptr},
+    {{"FocusModeAction", "FocusModePlugin", false}, nullptr},
+    {{"FolderShortcut", "FolderPlugin", false}, nullptr},
+    {{"InterfaceShortcut", "InterfacePlugin", false}, nullptr},
+    {{"JavaScriptAction", "JavaScriptPlugin", false}, nullptr},
+    {{"KeyShortcut", "KeyShortcutPlugin", false}, nullptr},
+    {{"KeyboardShortcut", "TypeTextPlugin", false}, nullptr},
+    {{"MenuShortcut", "MenuPlugin", false}, nullptr},
+    {{"MessageShortcut", "MessagePlugin", false}, nullptr},
+    {{"MouseShortcut", "MousePlugin", false}, nullptr},
+    {{"NetworkShortcut", "NetworkPlugin", false}, nullptr},
+    {{"OrlaShortcut", "OrlaPlugin", true}, &make<OrlaPlugin>},
+    {{"PauseShortcut", "PausePlugin", false}, nullptr},
+    {{"PreferenceShortcut", "PreferencePlugin", false}, nullptr},
+    {{"PrintShortcut", "PrintPlugin", false}, nullptr},
+    {{"ShortcutsAppAction", "ShortcutsAppPlugin", false}, nullptr},
+    {{"SoundShortcut", "SoundPlugin", false}, nullptr},
+    {{"SpeechAction", "SpeechPlugin", false}, nullptr},
+    {{"SystemShortcut", "SystemPlugin", false}, nullptr},
+    {{"TextTransformAction", "TextTransformPlugin", false}, nullptr},
+    {{"URLShortcut", "URLPlugin", false}, nullptr},
+    {{"WebAPIAction", "WebAPIPlugin", false}, nullptr},
+    {{"WindowShortcut", "WindowPlugin", false}, nullptr},
+}};
+
+constexpr bool isSorted() {
+  for (size_t i = 1; i < kTable.size(); ++i)
+    if (!(kTable[i - 1].info.pluginClass < kTable[i].info.pluginClass)) return false;
+  return true;
+}
+static_assert(isSorted(), "the plugin table must stay sorted by pluginClass");
+
+constexpr std::array<PluginInfo, kTable.size()> makeInfos() {
+  std::array<PluginInfo, kTable.size()> infos{};
+  for (size_t i = 0; i < kTable.size(); ++i) infos[i] = kTable[i].info;
+  return infos;
+}
+constexpr auto kInfos = makeInfos();
+
+// Stands in for a plugin that this build does not include.
+class UnavailablePlugin : public ActionPlugin {
+ public:
+  explicit UnavailablePlugin(std::string_view pluginClass)
+      : pluginClass_(pluginClass),
+        message_("The " + std::string(pluginClass) + " action is not available in this build of Orla.") {}
+
+  std::string_view kind() const override { return pluginClass_; }
+  PluginResult execute(const ActionData&) override { return PluginResult::failure(message_); }
+  std::optional<std::string> validate(const ActionData&) const override { return message_; }
+
+ private:
+  std::string_view pluginClass_;
+  std::string message_;
+};
+
+}  // namespace
+
+PluginRegistry::PluginRegistry() : PluginRegistry(Platform::current()) {}
+
+PluginRegistry::PluginRegistry(std::shared_ptr<Platform> platform) {
+  plugins_.reserve(kTable.size());
+  for (const Row& row : kTable) {
+    if (row.factory) plugins_.push_back(row.factory(platform));
+    else plugins_.push_back(std::make_unique<UnavailablePlugin>(row.info.pluginClass));
+  }
+}
+
+PluginRegistry::~PluginRegistry() = default;
+
+ActionPlugin* PluginRegistry::find(std::string_view pluginClass) const {
+  auto it = std::lower_bound(kInfos.begin(), kInfos.end(), pluginClass,
+                             [](const PluginInfo& info, std::string_view key) {
+                               return info.pluginClass < key;
+                             });
+  if (it == kInfos.end() || it->pluginClass != pluginClass) return nullptr;
+  return plugins_[static_cast<size_t>(it - kInfos.begin())].get();
+}
+
+std::span<const PluginInfo> PluginRegistry::table() { return kInfos; }
+
+PluginResult executeAction(ActionPlugin& plugin, const ActionData& data) {
+  try {
+    return plugin.execute(data);
+  } catch (const std::bad_alloc&) {
+    return PluginResult::failure("Orla ran out of memory while running this action.");
+  } catch (...) {
+    return PluginResult::failure("This action stopped on an internal error. Please report it.");
+  }
+}
+
+std::optional<std::string> validateAction(const ActionPlugin& plugin, const ActionData& data) {
+  try {
+    return plugin.validate(data);
+  } catch (const std::bad_alloc&) {
+    return "Orla ran out of memory while checking this action.";
+  } catch (...) {
+    return "This action could not be checked because of an internal error. Please report it.";
+  }
+}
+
+}  // namespace orla

@@ -1,0 +1,112 @@
+#include "tools/orla/host_runner.h"
+
+#include "plugins/flow/conditional_plugin.h"
+#include "plugins/framework/orla_plugin.h"
+
+namespace orla::cli {
+
+HostRunner::HostRunner(std::shared_ptr<Platform> platform, Output& output)
+    : platform_(std::move(platform)), output_(output), registry_(platform_) {
+  observer_ = platform_->notifications().addObserver(
+      std::string(OrlaPlugin::notificationName), [this](const Notification& n) {
+        auto field = [&](const char* key) {
+          auto it = n.userInfo.find(key);
+          return it == n.userInfo.end() ? std::string() : it->second;
+        };
+        requests_.push_back({field("action"), field("shortcutName")});
+      });
+}
+
+HostRunner::~HostRunner() { platform_->notifications().removeObserver(observer_); }
+
+const Shortcut* HostRunner::findShortcut(std::string_view name) const {
+  for (const Shortcut& shortcut : library_)
+    if (shortcut.name == name) return &shortcut;
+  return nullptr;
+}
+
+bool HostRunner::validate(std::string_view kind, const ActionData& data) {
+  ActionPlugin* plugin = registry_.find(kind);
+  if (!plugin) return false;
+  auto problem = validateAction(*plugin, data);
+  output_.validation(kind, problem);
+  return !problem;
+}
+
+bool HostRunner::run(std::string_view kind, const ActionData& data) {
+  PluginResult result = PluginResult::silentSuccess();
+  return runAction(kind, data, result) && handleRequests(0);
+}
+
+bool HostRunner::runShortcut(const Shortcut& shortcut) { return runShortcut(shortcut, 0); }
+
+bool HostRunner::runAction(std::string_view kind, const ActionData& data, PluginResult& result) {
+  ActionPlugin* plugin = registry_.find(kind);
+  if (!plugin) return false;
+  result = executeAction(*plugin, data);
+  output_.result(kind, result);
+  // Work the plugin queued for the main thread (a notification posted from
+  // another thread) runs before the next action, as the host's run loop would.
+  platform_->mainThread().runPending();
+  return !result.isFailure();
+}
+
+bool HostRunner::runShortcut(const Shortcut& shortcut, int depth) {
+  bool ok = true;
+  bool skipNext = false;
+  std::string previousMessage;
+  for (const Action& action : shortcut.actions) {
+    if (quitting_) break;
+    if (skipNext) {
+      output_.skipped(action.kind);
+      skipNext = false;
+      continue;
+    }
+    ActionData data = action.data;
+    if (action.kind == ConditionalPlugin::pluginClass) data["_previousResult"] = previousMessage;
+    PluginResult result = PluginResult::silentSuccess();
+    // A failure is reported and the shortcut goes on, as the host does.
+    ok = runAction(action.kind, data, result) && ok;
+    ok = handleRequests(depth) && ok;
+    if (result.kind() == PluginResult::Kind::stopSequence) break;
+    skipNext = ConditionalPlugin::skipsFollowingAction(action.kind, result);
+    previousMessage = result.message();
+  }
+  return ok;
+}
+
+bool HostRunner::handleRequests(int depth) {
+  bool ok = true;
+  while (!requests_.empty()) {
+    Request request = std::move(requests_.front());
+    requests_.erase(requests_.begin());
+    if (request.action != "runByName") {
+      output_.host(request.action);
+      if (request.action == "quit") quitting_ = true;
+      continue;
+    }
+    const Shortcut* target = findShortcut(request.shortcutName);
+    if (!target) {
+      // The action itself succeeded; only the host could not follow it up,
+      // which is said but does not count as a failed result.
+      output_.host(request.action, request.shortcutName,
+                   library_.empty() ? "no shortcut library; give `orla sequence` a folder"
+                                    : "no shortcut has this name");
+      continue;
+    }
+    if (depth + 1 > kMaxNesting) {
+      output_.host(request.action, request.shortcutName, "shortcuts run each other too deeply");
+      continue;
+    }
+    output_.host(request.action, request.shortcutName);
+    // The nested shortcut has its own requests; keep ours until it is done.
+    auto pending = std::move(requests_);
+    requests_.clear();
+    ok = runShortcut(*target, depth + 1) && ok;
+    requests_.insert(requests_.end(), std::make_move_iterator(pending.begin()),
+                     std::make_move_iterator(pending.end()));
+  }
+  return ok;
+}
+
+}  // namespace orla::cli

@@ -1,0 +1,58 @@
+// HostRunner: what the `orla` command does with actions, the way the real
+// host application would: validate or run one action, or run a shortcut in
+// order with the conditional skip rule, the quiet stop, and the requests the
+// control plugin posts ("orOrlaPluginAction").
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "platform/platform.h"
+#include "plugins/framework/plugin_registry.h"
+#include "tools/orla/output.h"
+#include "tools/orla/shortcut_file.h"
+
+namespace orla::cli {
+
+class HostRunner {
+ public:
+  // Nested "run by name" shortcuts deeper than this are refused, so a
+  // shortcut that runs itself cannot recurse without end.
+  static constexpr int kMaxNesting = 8;
+
+  HostRunner(std::shared_ptr<Platform> platform, Output& output);
+  ~HostRunner();
+  HostRunner(const HostRunner&) = delete;
+  HostRunner& operator=(const HostRunner&) = delete;
+
+  // The shortcuts "run by name" can find.
+  void setLibrary(std::vector<Shortcut> library) { library_ = std::move(library); }
+  const Shortcut* findShortcut(std::string_view name) const;
+
+  // Each answers whether everything went well (no failure, valid).
+  bool validate(std::string_view kind, const ActionData& data);
+  bool run(std::string_view kind, const ActionData& data);
+  bool runShortcut(const Shortcut& shortcut);
+
+ private:
+  struct Request {
+    std::string action;
+    std::string shortcutName;
+  };
+
+  // Runs one action and what it asked of the host; false on failure.
+  bool runAction(std::string_view kind, const ActionData& data, PluginResult& result);
+  bool runShortcut(const Shortcut& shortcut, int depth);
+  bool handleRequests(int depth);
+
+  std::shared_ptr<Platform> platform_;
+  Output& output_;
+  PluginRegistry registry_;
+  std::vector<Shortcut> library_;
+  std::vector<Request> requests_;
+  NotificationCenter::Token observer_ = 0;
+  bool quitting_ = false;
+};
+
+}  // namespace orla::cli

@@ -1,0 +1,203 @@
+// orla: runs, validates and lists actions from the command line, on the
+// native desktop or (with --sim) on the simulated one.
+//
+// Exit status: 0 when nothing failed, 1 when an action failed or was invalid,
+// 2 for a usage error (unknown kind, malformed JSON, unreadable file).
+#include <CLI/CLI.hpp>
+
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <nlohmann/json.hpp>
+
+#include "models/json_codable.h"
+#include "models/text.h"
+#include "platform/sim/sim_state.h"
+#include "tools/orla/host_runner.h"
+
+namespace orla::cli {
+namespace {
+
+constexpr int kOk = 0;
+constexpr int kFailed = 1;
+constexpr int kUsage = 2;
+
+struct UsageError {
+  std::string message;
+};
+
+// PARAMS: inline JSON, "@FILE", "-" for standard input, or nothing for {}.
+ActionData readParams(const std::string& params) {
+  std::string text;
+  if (params.empty()) return {};
+  if (params == "-") {
+    text.assign(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
+  } else if (params.front() == '@') {
+    auto file = readTextFile(params.substr(1));
+    if (!file) throw UsageError{file.error()};
+    text = std::move(file).value();
+  } else {
+    text = params;
+  }
+  auto data = actionDataFromJsonText(text);
+  if (!data) throw UsageError{data.error()};
+  return std::move(data).value();
+}
+
+void requireKnownKind(const std::string& kind) {
+  for (const PluginInfo& info : PluginRegistry::table())
+    if (info.pluginClass == kind) return;
+  throw UsageError{"unknown action kind " + orla::quoted(kind) + "; `orla list` shows them all"};
+}
+
+// `--sim` takes an optional state file. To keep `orla run --sim KIND` from
+// reading KIND as that file, a separate argument counts as the state only
+// when it names an existing file or ends in ".json"; `--sim=FILE` always does.
+std::vector<std::string> splitSimArgument(int argc, char** argv) {
+  std::vector<std::string> args;
+  for (int i = 1; i < argc; ++i) {
+    std::string arg = argv[i];
+    if (arg.rfind("--sim=", 0) == 0) {
+      args.push_back("--sim");
+      args.push_back("--sim-state=" + arg.substr(6));
+    } else if (arg == "--sim" && i + 1 < argc) {
+      args.push_back(arg);
+      const std::string next = argv[i + 1];
+      std::error_code ec;
+      if (next.ends_with(".json") || std::filesystem::is_regular_file(next, ec)) {
+        args.push_back("--sim-state=" + next);
+        ++i;
+      }
+    } else {
+      args.push_back(std::move(arg));
+    }
+  }
+  std::reverse(args.begin(), args.end());  // CLI11 takes them reversed
+  return args;
+}
+
+struct Options {
+  bool json = false;
+  bool sim = false;
+  std::string simState;
+  bool trace = false;
+  std::string stateOut;
+};
+
+std::shared_ptr<sim::SimDesktop> makeSimDesktop(const Options& options) {
+  auto desktop = std::make_shared<sim::SimDesktop>();
+  if (options.simState.empty()) return desktop;
+  auto text = readTextFile(options.simState);
+  if (!text) throw UsageError{text.error()};
+  auto json = nlohmann::json::parse(*text, nullptr, false);
+  if (json.is_discarded()) throw UsageError{options.simState + " is not valid JSON"};
+  if (auto loaded = sim::loadState(*desktop, json); !loaded) throw UsageError{loaded.error()};
+  return desktop;
+}
+
+int realMain(int argc, char** argv) {
+  CLI::App app{"orla: run, validate and list automation actions"};
+  app.require_subcommand(1);
+  app.fallthrough();
+  Options options;
+  app.add_flag("--json", options.json, "Print one JSON object per line");
+  app.add_flag("--sim", options.sim, "Run on the simulated desktop (--sim [STATE.json])");
+  app.add_option("--sim-state", options.simState, "State file of the simulated desktop")
+      ->group("");  // reached through --sim FILE
+  app.add_flag("--trace", options.trace, "After the results, print what the simulated desktop recorded");
+  app.add_option("--state-out", options.stateOut, "Write the simulated desktop's final state to FILE");
+
+  auto* list = app.add_subcommand("list", "List every action kind and whether it is available");
+  std::string kind, params, path, shortcutName;
+  auto* validate = app.add_subcommand("validate", "Check an action's parameters");
+  validate->add_option("KIND", kind, "Action kind (pluginClass)")->required();
+  validate->add_option("PARAMS", params, "JSON object, @FILE, or - for standard input");
+  auto* run = app.add_subcommand("run", "Run one action");
+  run->add_option("KIND", kind, "Action kind (pluginClass)")->required();
+  run->add_option("PARAMS", params, "JSON object, @FILE, or - for standard input");
+  auto* sequence = app.add_subcommand("sequence", "Run a shortcut file, or one shortcut of a folder");
+  sequence->add_option("PATH", path, "Shortcut file, or a folder of shortcut files")->required();
+  sequence->add_option("NAME", shortcutName, "With a folder: the shortcut to run");
+
+  try {
+    auto args = splitSimArgument(argc, argv);
+    app.parse(args);
+  } catch (const CLI::CallForHelp& e) {
+    return app.exit(e);
+  } catch (const CLI::CallForAllHelp& e) {
+    return app.exit(e);
+  } catch (const CLI::ParseError& e) {
+    std::cerr << "orla: " << e.what() << "\n";
+    return kUsage;
+  }
+
+  try {
+    if ((!options.simState.empty() || !options.stateOut.empty()) && !options.sim)
+      throw UsageError{"--state-out and a state file need --sim"};
+
+    Output output(std::cout, options.json);
+    if (list->parsed()) {
+      for (const PluginInfo& info : PluginRegistry::table()) output.plugin(info);
+      return kOk;
+    }
+
+    std::shared_ptr<sim::SimDesktop> desktop;
+    std::shared_ptr<Platform> platform;
+    if (options.sim) {
+      desktop = makeSimDesktop(options);
+      platform = sim::makeSimPlatform(desktop);
+      Platform::setCurrent(platform);
+    } else {
+      platform = Platform::current();
+    }
+
+    HostRunner host(platform, output);
+    bool ok = true;
+    if (validate->parsed() || run->parsed()) {
+      requireKnownKind(kind);
+      const ActionData data = readParams(params);
+      ok = validate->parsed() ? host.validate(kind, data) : host.run(kind, data);
+    } else if (sequence->parsed()) {
+      std::error_code ec;
+      if (std::filesystem::is_directory(path, ec)) {
+        auto library = loadLibrary(path);
+        if (!library) throw UsageError{library.error()};
+        if (library->empty()) throw UsageError{"no shortcut files (*.json) in " + path};
+        host.setLibrary(std::move(library).value());
+        if (shortcutName.empty()) throw UsageError{"name the shortcut of " + path + " to run"};
+        const Shortcut* start = host.findShortcut(shortcutName);
+        if (!start) throw UsageError{"no shortcut named " + orla::quoted(shortcutName) + " in " + path};
+        ok = host.runShortcut(*start);
+      } else {
+        auto shortcut = loadShortcut(path);
+        if (!shortcut) throw UsageError{shortcut.error()};
+        ok = host.runShortcut(*shortcut);
+      }
+    }
+
+    if (desktop && options.trace)
+      for (const sim::TraceEntry& entry : desktop->trace()) output.trace(entry);
+    if (desktop && !options.stateOut.empty()) {
+      std::ofstream out(options.stateOut);
+      out << sim::saveState(*desktop).dump(2) << "\n";
+      if (!out) throw UsageError{"cannot write " + options.stateOut};
+    }
+    return ok ? kOk : kFailed;
+  } catch (const UsageError& e) {
+    std::cerr << "orla: " << e.message << "\n";
+    return kUsage;
+  }
+}
+
+}  // namespace
+}  // namespace orla::cli
+
+int main(int argc, char** argv) {
+  try {
+    return orla::cli::realMain(argc, argv);
+  } catch (const std::exception& e) {
+    std::cerr << "orla: internal error: " << e.what() << "\n";
+    return 1;
+  }
+}

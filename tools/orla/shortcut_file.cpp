@@ -1,0 +1,86 @@
+#include "tools/orla/shortcut_file.h"
+
+#include <algorithm>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "models/json_codable.h"
+#include "models/text.h"
+#include "plugins/framework/plugin_registry.h"
+
+namespace orla::cli {
+
+namespace {
+
+bool isKnownKind(std::string_view kind) {
+  auto table = PluginRegistry::table();
+  return std::any_of(table.begin(), table.end(),
+                     [&](const PluginInfo& info) { return info.pluginClass == kind; });
+}
+
+}  // namespace
+
+Checked<std::string> readTextFile(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) return fail("cannot read " + path.string());
+  std::ostringstream buffer;
+  buffer << in.rdbuf();
+  if (in.bad()) return fail("cannot read " + path.string());
+  return buffer.str();
+}
+
+Checked<Shortcut> parseShortcut(std::string_view text, std::string fallbackName) {
+  auto json = nlohmann::json::parse(text.begin(), text.end(), nullptr, false);
+  if (json.is_discarded()) return fail("not valid JSON");
+  if (!json.is_object() || !json.contains("actions") || !json["actions"].is_array())
+    return fail(R"(a shortcut must be an object with an "actions" list)");
+  Shortcut shortcut;
+  shortcut.name = json.contains("name") && json["name"].is_string() ? json["name"].get<std::string>()
+                                                                    : std::move(fallbackName);
+  size_t index = 0;
+  for (const auto& item : json["actions"]) {
+    ++index;
+    const std::string where = "action " + std::to_string(index);
+    if (!item.is_object() || !item.contains("kind") || !item["kind"].is_string())
+      return fail(where + R"( needs a "kind" text)");
+    Action action;
+    action.kind = item["kind"].get<std::string>();
+    if (!isKnownKind(action.kind)) return fail(where + ": unknown kind " + orla::quoted(action.kind));
+    if (item.contains("data")) {
+      if (!item["data"].is_object()) return fail(where + R"(: "data" must be an object)");
+      auto value = anyFromJson(item["data"]);
+      if (!value) return fail(where + ": " + value.error());
+      if (!value->asDictionary()) return fail(where + R"(: "data" must be an object)");
+      action.data = *value->asDictionary();
+    }
+    shortcut.actions.push_back(std::move(action));
+  }
+  return shortcut;
+}
+
+Checked<Shortcut> loadShortcut(const std::filesystem::path& path) {
+  auto text = readTextFile(path);
+  if (!text) return fail(text.error());
+  auto shortcut = parseShortcut(*text, path.stem().string());
+  if (!shortcut) return fail(path.string() + ": " + shortcut.error());
+  return shortcut;
+}
+
+Checked<std::vector<Shortcut>> loadLibrary(const std::filesystem::path& folder) {
+  std::error_code ec;
+  std::vector<std::filesystem::path> files;
+  for (const auto& entry : std::filesystem::directory_iterator(folder, ec))
+    if (entry.is_regular_file() && entry.path().extension() == ".json") files.push_back(entry.path());
+  if (ec) return fail("cannot read the folder " + folder.string());
+  std::sort(files.begin(), files.end());
+  std::vector<Shortcut> library;
+  for (const auto& file : files) {
+    auto shortcut = loadShortcut(file);
+    if (!shortcut) return fail(shortcut.error());
+    library.push_back(std::move(shortcut).value());
+  }
+  return library;
+}
+
+}  // namespace orla::cli
