@@ -10,6 +10,7 @@
 #include <iostream>
 #include <iterator>
 #include <nlohmann/json.hpp>
+#include <set>
 
 #include "models/json_codable.h"
 #include "models/text.h"
@@ -51,27 +52,28 @@ void requireKnownKind(const std::string& kind) {
   throw UsageError{"unknown action kind " + orla::quoted(kind) + "; `orla list` shows them all"};
 }
 
-// `--sim` takes an optional state file. To keep `orla run --sim KIND` from
-// reading KIND as that file, a separate argument counts as the state only
-// when it names an existing file or ends in ".json"; `--sim=FILE` always does.
+// `--sim` takes an optional state file: `--sim=FILE` anywhere, or `--sim
+// FILE.json` before the subcommand. After the subcommand a separate argument
+// is never taken, so `orla sequence --sim shortcut.json` runs that shortcut.
 std::vector<std::string> splitSimArgument(int argc, char** argv) {
+  static const std::set<std::string_view> subcommands{"list", "validate", "run", "sequence"};
   std::vector<std::string> args;
+  bool seenSubcommand = false;
   for (int i = 1; i < argc; ++i) {
     std::string arg = argv[i];
     if (arg.rfind("--sim=", 0) == 0) {
       args.push_back("--sim");
       args.push_back("--sim-state=" + arg.substr(6));
-    } else if (arg == "--sim" && i + 1 < argc) {
-      args.push_back(arg);
-      const std::string next = argv[i + 1];
-      std::error_code ec;
-      if (next.ends_with(".json") || std::filesystem::is_regular_file(next, ec)) {
-        args.push_back("--sim-state=" + next);
-        ++i;
-      }
-    } else {
-      args.push_back(std::move(arg));
+      continue;
     }
+    if (subcommands.count(arg)) seenSubcommand = true;
+    if (arg == "--sim" && !seenSubcommand && i + 1 < argc &&
+        std::string_view(argv[i + 1]).ends_with(".json")) {
+      args.push_back(arg);
+      args.push_back("--sim-state=" + std::string(argv[++i]));
+      continue;
+    }
+    args.push_back(std::move(arg));
   }
   std::reverse(args.begin(), args.end());  // CLI11 takes them reversed
   return args;
@@ -133,8 +135,15 @@ int realMain(int argc, char** argv) {
   }
 
   try {
-    if ((!options.simState.empty() || !options.stateOut.empty()) && !options.sim)
-      throw UsageError{"--state-out and a state file need --sim"};
+    if ((!options.simState.empty() || !options.stateOut.empty() || options.trace) && !options.sim)
+      throw UsageError{"--trace, --state-out and a state file need --sim"};
+    // Open the state file first, so a path that cannot be written stops the
+    // run before any action has acted.
+    std::ofstream stateOut;
+    if (!options.stateOut.empty()) {
+      stateOut.open(options.stateOut);
+      if (!stateOut) throw UsageError{"cannot write " + options.stateOut};
+    }
 
     Output output(std::cout, options.json);
     if (list->parsed()) {
@@ -178,10 +187,10 @@ int realMain(int argc, char** argv) {
 
     if (desktop && options.trace)
       for (const sim::TraceEntry& entry : desktop->trace()) output.trace(entry);
-    if (desktop && !options.stateOut.empty()) {
-      std::ofstream out(options.stateOut);
-      out << sim::saveState(*desktop).dump(2) << "\n";
-      if (!out) throw UsageError{"cannot write " + options.stateOut};
+    if (desktop && stateOut.is_open()) {
+      stateOut << sim::saveState(*desktop).dump(2) << "\n";
+      stateOut.flush();
+      if (!stateOut) std::cerr << "orla: could not finish writing " << options.stateOut << "\n";
     }
     return ok ? kOk : kFailed;
   } catch (const UsageError& e) {

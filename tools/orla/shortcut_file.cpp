@@ -78,6 +78,10 @@ Checked<std::vector<Shortcut>> loadLibrary(const std::filesystem::path& folder) 
   for (const auto& file : files) {
     auto shortcut = loadShortcut(file);
     if (!shortcut) return fail(shortcut.error());
+    for (const Shortcut& other : library)
+      if (other.name == shortcut->name)
+        return fail(file.string() + ": another shortcut of the folder is also named " +
+                    orla::quoted(other.name));
     library.push_back(std::move(shortcut).value());
   }
   return library;

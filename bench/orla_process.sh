@@ -1,0 +1,42 @@
+#!/usr/bin/env bash
+# Times `orla validate` as a whole process (start-up, argument parsing, JSON,
+# registry, validation, output, exit), side by side with /bin/true as the
+# floor of starting any process on this machine.
+#
+# Usage: bench/orla_process.sh [path/to/orla]
+#        (default: build/release/tools/orla/orla)
+# Needs hyperfine and python3. Takes a few seconds.
+set -euo pipefail
+
+orla="${1:-build/release/tools/orla/orla}"
+if [[ ! -x "$orla" ]]; then
+  echo "orla_process.sh: no orla binary at $orla; build it or pass its path" >&2
+  exit 2
+fi
+command -v hyperfine >/dev/null || { echo "orla_process.sh: hyperfine is not installed" >&2; exit 2; }
+
+export_file="$(mktemp)"
+trap 'rm -f "$export_file"' EXIT
+
+# -N runs each command without a shell, so the shell's own start-up is not
+# counted; hyperfine splits the command lines below the way a shell would.
+hyperfine -N --warmup 20 --runs 300 --style basic --export-json "$export_file" \
+  -n 'true (floor)' '/bin/true' \
+  -n 'orla validate OrlaShortcut' "$orla validate OrlaShortcut '{}'" \
+  -n 'orla --sim validate ConditionalAction (regex)' \
+     "$orla --sim validate ConditionalAction '{\"conditionType\":1,\"pattern\":\"a+b\"}'"
+
+# A process of a millisecond or two is easily delayed by anything else the
+# machine is doing, so the median and minimum are printed beside the mean.
+echo
+echo "Means:"
+python3 - "$export_file" <<'PY'
+import json, sys
+results = json.load(open(sys.argv[1]))["results"]
+floor = results[0]["median"]
+ms = lambda seconds: f"{seconds * 1e3:5.2f} ms"
+for r in results:
+    extra = "" if r is results[0] else f"  (median {(r['median'] - floor) * 1e3:+.2f} ms over the floor)"
+    print(f"  {r['command']:<46} mean {ms(r['mean'])} ± {r['stddev'] * 1e3:4.2f}"
+          f"  median {ms(r['median'])}  min {ms(r['min'])}{extra}")
+PY

@@ -1,0 +1,197 @@
+// Micro-benchmarks of the paths a host takes on every edit and every run:
+// `validate` of each plugin in the build, `execute` of the conditional plugin
+// on the simulated desktop, the registry's lookup and construction, and the
+// parameter readers every plugin is built from.
+//
+// The host calls `validate` on every keystroke in its editor, so it must stay
+// far below a frame; the figures here are what bench/README.md records.
+#include <benchmark/benchmark.h>
+
+#include <array>
+#include <memory>
+#include <string>
+
+#include "models/parameter_readers.h"
+#include "platform/sim/sim_desktop.h"
+#include "plugins/flow/conditional_plugin.h"
+#include "plugins/framework/orla_plugin.h"
+#include "plugins/framework/plugin_registry.h"
+
+namespace {
+
+using orla::ActionData;
+using orla::ConditionalPlugin;
+using orla::OrlaPlugin;
+using orla::PluginRegistry;
+
+std::shared_ptr<orla::sim::SimDesktop> simDesktop() {
+  return std::make_shared<orla::sim::SimDesktop>();
+}
+
+std::shared_ptr<orla::Platform> simPlatform(std::shared_ptr<orla::sim::SimDesktop> desktop) {
+  return orla::sim::makeSimPlatform(std::move(desktop));
+}
+
+// A desktop with the host and twenty other applications, as a busy session has.
+std::shared_ptr<orla::sim::SimDesktop> busyDesktop() {
+  auto desktop = simDesktop();
+  for (int i = 0; i < 20; ++i) {
+    orla::RunningApplication app;
+    app.processIdentifier = 1000 + i;
+    app.localizedName = "Application " + std::to_string(i);
+    app.bundleIdentifier = "com.example.application" + std::to_string(i);
+    app.bundlePath = "/Applications/" + app.localizedName + ".app";
+    app.executablePath = app.bundlePath + "/Contents/MacOS/" + app.localizedName;
+    desktop->addApplication(std::move(app));
+  }
+  desktop->setClipboardText("The quick brown fox jumps over the lazy dog; order #4521 shipped.");
+  return desktop;
+}
+
+template <class Plugin>
+void runValidate(benchmark::State& state, const ActionData& data) {
+  const Plugin plugin(simPlatform(simDesktop()));
+  if (plugin.validate(data)) state.SkipWithError("the parameters were expected to be valid");
+  for (auto _ : state) {
+    auto problem = plugin.validate(data);
+    benchmark::DoNotOptimize(problem);
+  }
+}
+
+// ---- validate -------------------------------------------------------------
+
+void BM_OrlaValidate_Empty(benchmark::State& state) {
+  runValidate<OrlaPlugin>(state, {});
+}
+BENCHMARK(BM_OrlaValidate_Empty);
+
+void BM_OrlaValidate_SubAction(benchmark::State& state) {
+  // The last name in the command table, so the whole table is searched.
+  runValidate<OrlaPlugin>(state, {{"subAction", "runShortcut"}, {"shortcutName", "  Daily notes  "}});
+}
+BENCHMARK(BM_OrlaValidate_SubAction);
+
+void BM_ConditionalValidate_ClipboardContains(benchmark::State& state) {
+  runValidate<ConditionalPlugin>(state, {{"conditionType", 0}, {"pattern", "invoice"}});
+}
+BENCHMARK(BM_ConditionalValidate_ClipboardContains);
+
+void BM_ConditionalValidate_ClipboardMatches(benchmark::State& state) {
+  runValidate<ConditionalPlugin>(state, {{"conditionType", 1}, {"pattern", "a+b"}});
+}
+BENCHMARK(BM_ConditionalValidate_ClipboardMatches);
+
+void BM_ConditionalValidate_ClipboardMatchesLonger(benchmark::State& state) {
+  runValidate<ConditionalPlugin>(
+      state, {{"conditionType", 1}, {"pattern", R"(^order #\d{4,}\s+(shipped|pending)$)"}});
+}
+BENCHMARK(BM_ConditionalValidate_ClipboardMatchesLonger);
+
+void BM_ConditionalValidate_HourBetween(benchmark::State& state) {
+  runValidate<ConditionalPlugin>(state, {{"conditionType", 5}, {"startHour", 9}, {"endHour", 17}});
+}
+BENCHMARK(BM_ConditionalValidate_HourBetween);
+
+void BM_ConditionalValidate_PreviousResult(benchmark::State& state) {
+  runValidate<ConditionalPlugin>(state, {{"conditionType", 7}, {"pattern", "OK"}});
+}
+BENCHMARK(BM_ConditionalValidate_PreviousResult);
+
+// ---- execute on the simulated desktop --------------------------------------
+
+void runExecute(benchmark::State& state, const ActionData& data) {
+  ConditionalPlugin plugin(simPlatform(busyDesktop()));
+  if (plugin.execute(data).kind() == orla::PluginResult::Kind::failure)
+    state.SkipWithError("the condition was expected to evaluate");
+  for (auto _ : state) {
+    auto result = plugin.execute(data);
+    benchmark::DoNotOptimize(result);
+  }
+}
+
+void BM_ConditionalExecute_ClipboardContains(benchmark::State& state) {
+  runExecute(state, {{"conditionType", 0}, {"pattern", "order #"}});
+}
+BENCHMARK(BM_ConditionalExecute_ClipboardContains);
+
+void BM_ConditionalExecute_AppRunning20(benchmark::State& state) {
+  // Absent, so every one of the 21 applications is compared by both names.
+  runExecute(state, {{"conditionType", 3}, {"appName", "Finder"}});
+}
+BENCHMARK(BM_ConditionalExecute_AppRunning20);
+
+void BM_ConditionalExecute_HourBetween(benchmark::State& state) {
+  runExecute(state, {{"conditionType", 5}, {"startHour", 9}, {"endHour", 17}});
+}
+BENCHMARK(BM_ConditionalExecute_HourBetween);
+
+// ---- registry -------------------------------------------------------------
+
+void BM_RegistryFind_Hit(benchmark::State& state) {
+  const PluginRegistry registry(simPlatform(simDesktop()));
+  std::string_view kind = "OrlaShortcut";
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(kind);
+    auto* plugin = registry.find(kind);
+    benchmark::DoNotOptimize(plugin);
+  }
+}
+BENCHMARK(BM_RegistryFind_Hit);
+
+void BM_RegistryFind_Miss(benchmark::State& state) {
+  const PluginRegistry registry(simPlatform(simDesktop()));
+  std::string_view kind = "OrlaShortcutz";
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(kind);
+    auto* plugin = registry.find(kind);
+    benchmark::DoNotOptimize(plugin);
+  }
+}
+BENCHMARK(BM_RegistryFind_Miss);
+
+void BM_RegistryConstruct(benchmark::State& state) {
+  // The platform is made once: a host builds one and hands it to its registry.
+  const auto platform = simPlatform(simDesktop());
+  for (auto _ : state) {
+    PluginRegistry registry(platform);
+    benchmark::DoNotOptimize(registry);
+  }
+}
+BENCHMARK(BM_RegistryConstruct);
+
+// ---- parameter readers ----------------------------------------------------
+
+constexpr std::array<orla::CommandName, 4> kNames{{
+    {"open", 1}, {"close", 2}, {"toggle", 3}, {"reset", 4},
+}};
+
+void BM_ResolveCommandNumber_SubAction(benchmark::State& state) {
+  const ActionData data{{"subAction", "reset"}, {"actionType", 2}};
+  for (auto _ : state) benchmark::DoNotOptimize(orla::resolveCommandNumber(data, kNames));
+}
+BENCHMARK(BM_ResolveCommandNumber_SubAction);
+
+void BM_ResolveCommandNumber_ActionType(benchmark::State& state) {
+  const ActionData data{{"actionType", "  3 "}};
+  for (auto _ : state) benchmark::DoNotOptimize(orla::resolveCommandNumber(data, kNames));
+}
+BENCHMARK(BM_ResolveCommandNumber_ActionType);
+
+void BM_ReadString_FirstKey(benchmark::State& state) {
+  const ActionData data{{"shortcutName", "  Daily notes \n"}};
+  for (auto _ : state)
+    benchmark::DoNotOptimize(orla::readString(data, {"shortcutName", "shortcut", "Name"}));
+}
+BENCHMARK(BM_ReadString_FirstKey);
+
+void BM_ReadString_LastAlias(benchmark::State& state) {
+  // The first two aliases are absent or blank, so all three are tried.
+  const ActionData data{{"shortcut", "   "}, {"Name", "Daily notes"}};
+  for (auto _ : state)
+    benchmark::DoNotOptimize(orla::readString(data, {"shortcutName", "shortcut", "Name"}));
+}
+BENCHMARK(BM_ReadString_LastAlias);
+
+}  // namespace
+
+BENCHMARK_MAIN();

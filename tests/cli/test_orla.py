@@ -1,0 +1,782 @@
+#!/usr/bin/env python3
+"""End-to-end tests of the `orla` command, through its JSON output.
+
+Every run uses the simulated desktop (`--sim`), so nothing on the real desktop
+is touched. Fixture files live in temporary folders made by the tests; only the
+shortcuts in the examples folder are read from the source tree.
+
+    python3 tests/cli/test_orla.py --orla build/dev/tools/orla/orla --examples examples
+
+Without --orla the newest build/*/tools/orla/orla is used (or $ORLA); any other
+arguments go to unittest (for example -v, or a test name with -k).
+"""
+
+import argparse
+import json
+import os
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+REPO = Path(__file__).resolve().parents[2]
+ORLA = None  # path of the binary under test, set by main()
+EXAMPLES = None  # the examples folder, set by main()
+
+NOTIFICATION = "orOrlaPluginAction"
+
+
+# ---------------------------------------------------------------------------
+# Running orla
+
+
+class Run:
+    def __init__(self, args, completed):
+        self.args = args
+        self.code = completed.returncode
+        self.stdout = completed.stdout
+        self.stderr = completed.stderr
+
+    @property
+    def lines(self):
+        """The stdout lines of a --json run, each parsed."""
+        out = []
+        for line in self.stdout.splitlines():
+            try:
+                out.append(json.loads(line))
+            except json.JSONDecodeError as e:
+                raise AssertionError(f"not a JSON line: {line!r} ({e}) from {self.args}")
+        return out
+
+    def __repr__(self):
+        return f"orla {self.args} -> {self.code}\nstdout:\n{self.stdout}stderr:\n{self.stderr}"
+
+
+class OrlaTestCase(unittest.TestCase):
+    """Runs orla in a private working folder and writes fixtures there."""
+
+    maxDiff = None
+
+    def setUp(self):
+        self._tmp = tempfile.TemporaryDirectory(prefix="orla-cli-")
+        self.tmp = Path(self._tmp.name)
+        # A working folder of its own: `--sim WORD` reads WORD as a state file
+        # when a file of that name exists, so the caller's folder must not matter.
+        self.cwd = self.tmp / "cwd"
+        self.cwd.mkdir()
+
+    def tearDown(self):
+        self._tmp.cleanup()
+
+    def orla(self, *args, stdin=None, env=None):
+        completed = subprocess.run(
+            [str(ORLA), *map(str, args)],
+            input=stdin,
+            capture_output=True,
+            text=True,
+            encoding="utf-8",
+            cwd=self.cwd,
+            env=env,
+            timeout=20,
+        )
+        return Run(list(args), completed)
+
+    def sim(self, *args, state=None, **kwargs):
+        """orla --json --sim[=STATE] ARGS; `state` is a dict written to a file."""
+        sim = "--sim"
+        if state is not None:
+            sim = "--sim=" + str(self.write("state.json", state))
+        return self.orla("--json", sim, *args, **kwargs)
+
+    def write(self, name, content):
+        path = self.tmp / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        text = content if isinstance(content, str) else json.dumps(content, ensure_ascii=False)
+        path.write_text(text, encoding="utf-8")
+        return path
+
+    def write_shortcut(self, name, actions, folder=None, file_name=None):
+        folder = self.tmp / (folder or "shortcuts")
+        file_name = file_name or name.lower().replace(" ", "-") + ".json"
+        return self.write(str((folder / file_name).relative_to(self.tmp)),
+                          {"name": name, "actions": actions})
+
+    def assertExit(self, run, code):
+        self.assertEqual(run.code, code, repr(run))
+
+    def assertUsageError(self, run, fragment=None):
+        """Exit 2, nothing on stdout, one line on stderr."""
+        self.assertExit(run, 2)
+        self.assertEqual(run.stdout, "", repr(run))
+        self.assertTrue(run.stderr.startswith("orla: "), repr(run))
+        self.assertTrue(run.stderr.endswith("\n"), repr(run))
+        self.assertEqual(run.stderr.count("\n"), 1, repr(run))
+        if fragment:
+            self.assertIn(fragment, run.stderr)
+
+
+# Building blocks of shortcuts.
+
+def action(kind, **data):
+    return {"kind": kind, "data": data}
+
+
+def control(**data):
+    return action("OrlaShortcut", **data)
+
+
+def condition(condition_type, **data):
+    return action("ConditionalAction", conditionType=condition_type, **data)
+
+
+OPEN_EDITOR = control(subAction="openEditor")
+OPEN_PREFERENCES = control(subAction="openPreferences")
+SHOW_REPORT = control(subAction="showReport")
+TOGGLE_ENGINE = control(subAction="toggleEngine")
+LAST_ACTION = control(subAction="lastAction")
+QUIT = control(subAction="quit")
+UNKNOWN_COMMAND = control(actionType=99)
+
+
+def run_by_name(name):
+    return control(subAction="runByName", shortcutName=name)
+
+
+# Conditions with a known outcome on the state below.
+TRUE = condition(4, envVar="ORLA_MODE", expected="demo")
+FALSE = condition(4, envVar="ORLA_MODE", expected="live")
+INVALID = condition(5, startHour=9, endHour=9)
+
+STATE = {"environment": {"ORLA_MODE": "demo"}}
+
+# Expected output lines.
+
+def result(kind, name, **extra):
+    return {"kind": kind, "result": name, **extra}
+
+
+def cond_line(value):
+    return result("ConditionalAction", "conditionResult", value=value)
+
+
+def control_success(message):
+    return result("OrlaShortcut", "success", message=message)
+
+
+def skipped(kind="OrlaShortcut"):
+    return {"kind": kind, "skipped": True}
+
+
+def host(action_name, **extra):
+    return {"host": action_name, **extra}
+
+
+EDITOR_LINES = [control_success("Opened the editor."), host("openEditor")]
+PREFERENCES_LINES = [control_success("Opened Preferences."), host("openPreferences")]
+REPORT_LINES = [control_success("Opened the activity report."), host("showReport")]
+ENGINE_LINES = [control_success("Toggled the engine (shortcuts pause or resume)."),
+                host("toggleEngine")]
+LAST_ACTION_LINES = [result("OrlaShortcut", "silentSuccess"), host("lastAction")]
+QUIT_LINES = [control_success("Quitting Orla."), host("quit")]
+UNKNOWN_LINES = [result("OrlaShortcut", "failure",
+                        message="Unknown Orla Control command. Choose one from the menu.")]
+INVALID_LINES = [result("ConditionalAction", "failure",
+                        message="End hour must be different from the start hour.")]
+
+
+def ran_by_name(name, **extra):
+    return [result("OrlaShortcut", "silentSuccess"), host("runByName", shortcutName=name, **extra)]
+
+
+# ---------------------------------------------------------------------------
+
+
+class ListTest(OrlaTestCase):
+    def test_lists_the_whole_plugin_table(self):
+        run = self.orla("list", "--json")
+        self.assertExit(run, 0)
+        lines = run.lines
+        self.assertEqual(len(run.stdout.splitlines()), 31)
+        for line in lines:
+            self.assertEqual(set(line), {"pluginClass", "className", "available"}, line)
+            self.assertIsInstance(line["available"], bool, line)
+        classes = {line["pluginClass"]: line for line in lines}
+        self.assertEqual(len(classes), 31, "plugin classes must be unique")
+        for plugin_class, class_name in [("OrlaShortcut", "OrlaPlugin"),
+                                         ("ConditionalAction", "ConditionalPlugin")]:
+            self.assertEqual(classes[plugin_class]["className"], class_name)
+            self.assertTrue(classes[plugin_class]["available"], plugin_class)
+        # The two class strings that do not follow their class names.
+        self.assertEqual(classes["KeyboardShortcut"]["className"], "TypeTextPlugin")
+        self.assertEqual(classes["CommandShortcut"]["className"], "ShellCommandPlugin")
+
+
+class ValidateTest(OrlaTestCase):
+    CASES = [
+        # (name, kind, params, valid, message)
+        ("empty control", "OrlaShortcut", {}, True, None),
+        ("control by name", "OrlaShortcut", {"subAction": "report"}, True, None),
+        ("run by name with a name", "OrlaShortcut",
+         {"actionType": 9, "shortcutName": "Tidy up"}, True, None),
+        ("run by name without a name", "OrlaShortcut",
+         {"actionType": 9, "shortcutName": "   "}, False,
+         "Enter the exact name of the shortcut to run."),
+        ("unknown command", "OrlaShortcut", {"actionType": 10}, False,
+         "Unknown Orla Control command. Choose one from the menu."),
+        ("negative command", "OrlaShortcut", {"actionType": -1}, False,
+         "Unknown Orla Control command. Choose one from the menu."),
+        ("clipboard condition", "ConditionalAction", {"pattern": "x"}, True, None),
+        ("clipboard condition without text", "ConditionalAction", {}, False,
+         "Enter the text to look for on the clipboard."),
+        ("bad regular expression", "ConditionalAction", {"conditionType": 1, "pattern": "("},
+         False, "That regular expression is not valid."),
+        ("equal hours", "ConditionalAction",
+         {"conditionType": 5, "startHour": 9, "endHour": 9}, False,
+         "End hour must be different from the start hour."),
+        ("hour out of range", "ConditionalAction",
+         {"conditionType": 5, "startHour": 25, "endHour": 25}, False,
+         "Hours must be between 0 and 24."),
+        ("unknown condition", "ConditionalAction", {"conditionType": 8}, False,
+         "Unknown condition. Choose one from the menu."),
+    ]
+
+    def test_validate(self):
+        for name, kind, params, valid, message in self.CASES:
+            with self.subTest(name):
+                run = self.sim("validate", kind, json.dumps(params))
+                self.assertExit(run, 0 if valid else 1)
+                expected = {"kind": kind, "valid": valid}
+                if message:
+                    expected["message"] = message
+                self.assertEqual(run.lines, [expected])
+
+    def test_kind_outside_this_build_is_invalid_not_a_usage_error(self):
+        run = self.sim("validate", "KeyShortcut", "{}")
+        self.assertExit(run, 1)
+        [line] = run.lines
+        self.assertEqual((line["kind"], line["valid"]), ("KeyShortcut", False))
+        self.assertTrue(line["message"].endswith("."), line)
+
+    def test_validate_does_not_run_the_action(self):
+        run = self.sim("--trace", "validate", "OrlaShortcut", '{"subAction": "quit"}')
+        self.assertExit(run, 0)
+        self.assertEqual(run.lines, [{"kind": "OrlaShortcut", "valid": True}])
+
+
+class RunTest(OrlaTestCase):
+    CASES = [
+        # (name, kind, params, exit status, lines)
+        ("success with a message", "OrlaShortcut", {}, 0, EDITOR_LINES),
+        ("name wins over number", "OrlaShortcut", {"subAction": "report", "actionType": 2}, 0,
+         REPORT_LINES),
+        ("silent success", "OrlaShortcut", {"subAction": "last"}, 0, LAST_ACTION_LINES),
+        ("run by name without a library", "OrlaShortcut",
+         {"subAction": "runShortcut", "shortcutName": " Tidy up "}, 0,
+         ran_by_name("Tidy up",
+                     error="no shortcut library; give `orla sequence` a folder")),
+        ("condition true", "ConditionalAction",
+         {"conditionType": 4, "envVar": "ORLA_MODE", "expected": "demo"}, 0, [cond_line(True)]),
+        ("condition false still succeeds", "ConditionalAction",
+         {"conditionType": 4, "envVar": "ORLA_MODE", "expected": "live"}, 0, [cond_line(False)]),
+        ("negated condition", "ConditionalAction",
+         {"conditionType": 4, "envVar": "ORLA_MODE", "expected": "live", "negate": 1}, 0,
+         [cond_line(True)]),
+        ("failure", "OrlaShortcut", {"actionType": 99}, 1, UNKNOWN_LINES),
+        ("condition failure", "ConditionalAction",
+         {"conditionType": 5, "startHour": 9, "endHour": 9}, 1, INVALID_LINES),
+    ]
+
+    def test_run(self):
+        for name, kind, params, code, lines in self.CASES:
+            with self.subTest(name):
+                run = self.sim("run", kind, json.dumps(params), state=STATE)
+                self.assertExit(run, code)
+                self.assertEqual(run.lines, lines)
+
+    def test_kind_outside_this_build_fails_with_a_sentence(self):
+        run = self.sim("run", "KeyShortcut", "{}")
+        self.assertExit(run, 1)
+        [line] = run.lines
+        self.assertEqual((line["kind"], line["result"]), ("KeyShortcut", "failure"))
+        self.assertTrue(line["message"].endswith("."), line)
+
+    def test_params_sources(self):
+        params = {"subAction": "runByName", "shortcutName": "  Café “Tidy” …\n"}
+        text = json.dumps(params, ensure_ascii=False)
+        params_file = self.write("params.json", "\n" + text + "\n")
+        expected = ran_by_name("Café “Tidy” …",
+                               error="no shortcut library; give `orla sequence` a folder")
+        cases = [
+            ("inline", [text], None),
+            ("@FILE", ["@" + str(params_file)], None),
+            ("standard input", ["-"], text),
+        ]
+        for name, args, stdin in cases:
+            with self.subTest(name):
+                run = self.sim("run", "OrlaShortcut", *args, stdin=stdin)
+                self.assertExit(run, 0)
+                self.assertEqual(run.lines, expected)
+        with self.subTest("no PARAMS means {}"):
+            run = self.sim("run", "OrlaShortcut")
+            self.assertExit(run, 0)
+            self.assertEqual(run.lines, EDITOR_LINES)
+
+    def test_options_after_the_subcommand(self):
+        run = self.orla("run", "--sim", "--json", "OrlaShortcut", '{"actionType": 2}')
+        self.assertExit(run, 0)
+        self.assertEqual(run.lines, PREFERENCES_LINES)
+
+
+class UsageErrorTest(OrlaTestCase):
+    def test_usage_errors(self):
+        bad_json = self.write("bad.json", '{"subAction": ')
+        missing = self.tmp / "missing.json"
+        cases = [
+            # (name, args, stdin, fragment of the message)
+            ("unknown kind for run", ["run", "NoSuchShortcut", "{}"], None, "“NoSuchShortcut”"),
+            ("unknown kind for validate", ["validate", "orlashortcut", "{}"], None,
+             "“orlashortcut”"),
+            ("malformed JSON", ["run", "OrlaShortcut", '{"actionType": 2'], None, None),
+            ("PARAMS a list", ["run", "OrlaShortcut", "[1, 2]"], None, None),
+            ("PARAMS a text", ["run", "OrlaShortcut", '"openEditor"'], None, None),
+            ("PARAMS a number", ["validate", "OrlaShortcut", "3"], None, None),
+            ("unreadable @FILE", ["run", "OrlaShortcut", "@" + str(missing)], None,
+             str(missing)),
+            ("malformed @FILE", ["run", "OrlaShortcut", "@" + str(bad_json)], None, None),
+            ("malformed standard input", ["run", "OrlaShortcut", "-"], "{nope", None),
+            ("empty standard input", ["run", "OrlaShortcut", "-"], "", None),
+            ("no subcommand", [], None, None),
+            ("missing kind", ["run"], None, None),
+            ("extra argument", ["run", "OrlaShortcut", "{}", "more"], None, None),
+        ]
+        for name, args, stdin, fragment in cases:
+            with self.subTest(name):
+                self.assertUsageError(self.sim(*args, stdin=stdin), fragment)
+
+    def test_state_files_need_sim(self):
+        out = self.tmp / "out.json"
+        self.assertUsageError(self.orla("--json", "--state-out", out, "run", "OrlaShortcut"))
+        self.assertFalse(out.exists())
+        self.assertUsageError(self.orla("--json", "--trace", "run", "OrlaShortcut"), "--sim")
+
+    def test_unwritable_state_out_stops_before_any_action(self):
+        run = self.sim("--state-out", self.tmp / "absent" / "out.json", "run", "OrlaShortcut")
+        self.assertUsageError(run, "cannot write")
+
+    def test_sim_after_the_subcommand_takes_no_file(self):
+        path = self.write_shortcut("one", [OPEN_EDITOR])
+        run = self.orla("--json", "sequence", "--sim", path)
+        self.assertEqual(run.code, 0, run.stderr)
+        self.assertIn('"kind":"OrlaShortcut"', run.stdout.replace(" ", ""))
+
+    def test_malformed_state_files(self):
+        cases = [
+            # (name, file content, fragment of the message)
+            ("not JSON", '{"now": ', "not valid JSON"),
+            ("not an object", "[]", None),
+            ("clipboard a number", {"clipboard": 5}, "“clipboard”"),
+            ("unknown time zone", {"timeZone": "Mars/Olympus_Mons"}, "“Mars/Olympus_Mons”"),
+            ("now not a date", {"now": "tomorrow morning"}, "“now”"),
+            ("applications an object", {"applications": {"name": "Finder"}}, "“applications”"),
+            ("application name a number", {"applications": [{"name": 3}]}, "“name”"),
+            ("environment value a number", {"environment": {"HOME": 1}}, "“environment”"),
+            ("trusted a text", {"accessibilityTrusted": "yes"}, "“accessibilityTrusted”"),
+        ]
+        for name, content, fragment in cases:
+            with self.subTest(name):
+                path = self.write("state.json", content)
+                run = self.orla("--json", "--sim", path, "run", "OrlaShortcut")
+                self.assertUsageError(run, fragment)
+        with self.subTest("missing state file"):
+            run = self.orla("--json", "--sim", self.tmp / "none.json", "run", "OrlaShortcut")
+            self.assertUsageError(run, "none.json")
+
+
+class ConditionOnSimulatedDesktopTest(OrlaTestCase):
+    """The desktop state a state file seeds is what the conditions see."""
+
+    APPS = {"applications": [
+        {"name": "Finder", "bundleIdentifier": "com.apple.finder"},
+        {"name": "TextEdit", "bundleIdentifier": "com.apple.TextEdit", "frontmost": True},
+    ]}
+
+    def at(self, now, time_zone="Europe/Paris"):
+        return {"now": now, "timeZone": time_zone}
+
+    def cases(self):
+        saturday_night = self.at("2026-11-21T23:30:00")
+        return [
+            # (name, state, condition params, expected value)
+            ("hour in a range past midnight", saturday_night,
+             {"conditionType": 5, "startHour": 22, "endHour": 6}, True),
+            ("hour outside the working day", saturday_night,
+             {"conditionType": 5, "startHour": 9, "endHour": 17}, False),
+            ("last minute inside a wrapping range", self.at("2026-11-22T05:59:00"),
+             {"conditionType": 5, "startHour": 22, "endHour": 6}, True),
+            ("end hour is outside", self.at("2026-11-22T06:00:00"),
+             {"conditionType": 5, "startHour": 22, "endHour": 6}, False),
+            ("start hour is inside", self.at("2026-11-23T09:00:00", "America/New_York"),
+             {"conditionType": 5, "startHour": 9, "endHour": 17}, True),
+            ("whole day", saturday_night, {"conditionType": 5, "startHour": 0, "endHour": 24}, True),
+            ("Saturday", saturday_night, {"conditionType": 6, "dayOfWeek": 7}, True),
+            ("not Sunday", saturday_night, {"conditionType": 6, "dayOfWeek": 1}, False),
+            ("app by name in lower case", self.APPS, {"conditionType": 3, "appName": "finder"}, True),
+            ("app by bundle identifier in upper case", self.APPS,
+             {"conditionType": 3, "appName": "COM.APPLE.TEXTEDIT"}, True),
+            ("app not running", self.APPS, {"conditionType": 3, "appName": "Safari"}, False),
+            ("no apps running", {"applications": []},
+             {"conditionType": 3, "appName": "Finder"}, False),
+            ("environment equal", STATE,
+             {"conditionType": 4, "envVar": "ORLA_MODE", "expected": "demo"}, True),
+            ("environment compared exactly", STATE,
+             {"conditionType": 4, "envVar": "ORLA_MODE", "expected": "demo "}, False),
+            ("environment variable not set", STATE,
+             {"conditionType": 4, "envVar": "ORLA_NONE", "expected": ""}, False),
+            ("environment variable not set, negated", STATE,
+             {"conditionType": 4, "envVar": "ORLA_NONE", "expected": "", "negate": True}, True),
+            # The real process has it (see test_conditions), the seeded desktop does not.
+            ("seeded environment replaces the real one", STATE,
+             {"conditionType": 4, "envVar": "ORLA_CLI_TEST_REAL", "expected": "1"}, False),
+            ("clipboard contains", {"clipboard": "Grüße an “Ada” …"},
+             {"conditionType": 0, "pattern": "“Ada”"}, True),
+            ("clipboard contains is case-sensitive", {"clipboard": "Grüße an “Ada” …"},
+             {"conditionType": 0, "pattern": "grüße"}, False),
+            ("clipboard matches", {"clipboard": "https://example.com/a"},
+             {"conditionType": 1, "pattern": r"^https?://\S+$"}, True),
+            ("empty clipboard contains nothing", {"clipboard": None},
+             {"conditionType": 0, "pattern": "a"}, False),
+        ]
+
+    def test_conditions(self):
+        env = dict(os.environ, ORLA_CLI_TEST_REAL="1")
+        for name, state, params, value in self.cases():
+            with self.subTest(name):
+                run = self.sim("run", "ConditionalAction", json.dumps(params), state=state, env=env)
+                self.assertExit(run, 0)
+                self.assertEqual(run.lines, [cond_line(value)])
+
+    def test_unknown_state_keys_are_ignored(self):
+        run = self.sim("run", "ConditionalAction", json.dumps(TRUE["data"]),
+                       state={**STATE, "futureKey": {"anything": [1]}})
+        self.assertExit(run, 0)
+        self.assertEqual(run.lines, [cond_line(True)])
+
+
+class SequenceTest(OrlaTestCase):
+    CASES = [
+        # (name, actions, exit status, lines)
+        ("false condition skips the next action only",
+         [FALSE, OPEN_EDITOR, OPEN_PREFERENCES], 0,
+         [cond_line(False), skipped(), *PREFERENCES_LINES]),
+        ("true condition runs the next action",
+         [TRUE, OPEN_EDITOR], 0, [cond_line(True), *EDITOR_LINES]),
+        ("negated false condition runs the next action",
+         [condition(4, envVar="ORLA_MODE", expected="live", negate=True), OPEN_EDITOR], 0,
+         [cond_line(True), *EDITOR_LINES]),
+        ("a skipped condition decides nothing",
+         [FALSE, FALSE, OPEN_EDITOR], 0,
+         [cond_line(False), skipped("ConditionalAction"), *EDITOR_LINES]),
+        ("a false condition at the end",
+         [OPEN_EDITOR, FALSE], 0, [*EDITOR_LINES, cond_line(False)]),
+        ("a failed condition does not skip",
+         [INVALID, OPEN_EDITOR], 1, [*INVALID_LINES, *EDITOR_LINES]),
+        ("a failure in the middle does not stop the shortcut",
+         [OPEN_EDITOR, UNKNOWN_COMMAND, OPEN_PREFERENCES], 1,
+         [*EDITOR_LINES, *UNKNOWN_LINES, *PREFERENCES_LINES]),
+        ("quitting ends the shortcut",
+         [QUIT, OPEN_EDITOR], 0, QUIT_LINES),
+        ("a false condition skips a quit",
+         [FALSE, QUIT, OPEN_EDITOR], 0, [cond_line(False), skipped(), *EDITOR_LINES]),
+        ("an empty shortcut", [], 0, []),
+    ]
+    # No plugin of this build answers stopSequence yet, so the quiet stop is
+    # only reached through quitting here.
+
+    def test_sequences(self):
+        for name, actions, code, lines in self.CASES:
+            with self.subTest(name):
+                path = self.write_shortcut(name, actions)
+                run = self.sim("sequence", path, state=STATE)
+                self.assertExit(run, code)
+                self.assertEqual(run.lines, lines)
+
+    def test_previous_result(self):
+        def contains(pattern, **data):
+            return condition(7, pattern=pattern, **data)
+
+        cases = [
+            # (name, actions, value the last condition sees)
+            ("message of the action before", [OPEN_EDITOR, contains("editor")], True),
+            ("compared case-sensitively", [OPEN_EDITOR, contains("Editor")], False),
+            ("a failure's message counts", [UNKNOWN_COMMAND, contains("Choose one")], True),
+            ("silent success has no message", [LAST_ACTION, contains("last")], False),
+            ("only the action just before", [OPEN_EDITOR, OPEN_PREFERENCES, contains("editor")],
+             False),
+            ("a condition has no message", [OPEN_EDITOR, contains("editor"), contains("editor")],
+             False),
+            ("the host's value wins over a stored one",
+             [contains("editor", _previousResult="Opened the editor.")], False),
+        ]
+        for name, actions, value in cases:
+            with self.subTest(name):
+                run = self.sim("sequence", self.write_shortcut(name, actions))
+                self.assertEqual(run.lines[-1], cond_line(value), repr(run))
+
+    def test_shortcut_file_errors(self):
+        cases = [
+            # (name, file content, fragment of the message)
+            ("not JSON", '{"actions": [', "not valid JSON"),
+            ("no actions", {"name": "x"}, '"actions"'),
+            ("action without kind", {"actions": [{"data": {}}]}, "action 1"),
+            ("unknown kind", {"actions": [OPEN_EDITOR, action("Nope")]}, "“Nope”"),
+            ("data not an object", {"actions": [{"kind": "OrlaShortcut", "data": [1]}]},
+             '"data"'),
+        ]
+        for name, content, fragment in cases:
+            with self.subTest(name):
+                path = self.write("bad-shortcut.json", content)
+                self.assertUsageError(self.sim("sequence", path), fragment)
+        with self.subTest("missing file"):
+            self.assertUsageError(self.sim("sequence", self.tmp / "absent.json"), "absent.json")
+
+
+class LibraryTest(OrlaTestCase):
+    """`orla sequence FOLDER NAME` and the control plugin's "run by name"."""
+
+    def setUp(self):
+        super().setUp()
+        self.library = self.tmp / "library"
+        shortcuts = {
+            "Outer": [OPEN_EDITOR, run_by_name("Inner"), OPEN_PREFERENCES],
+            "Inner": [TOGGLE_ENGINE, run_by_name("Innermost"), FALSE],
+            "Innermost": [LAST_ACTION],
+            "Skip a call": [FALSE, run_by_name("Inner"), OPEN_EDITOR],
+            "Quit inside": [run_by_name("Quitter"), OPEN_EDITOR],
+            "Quitter": [QUIT, SHOW_REPORT],
+            "Missing": [run_by_name("Nobody"), OPEN_EDITOR],
+            "Loop": [run_by_name("Loop")],
+            "Failing": [UNKNOWN_COMMAND],
+            "Call a failure": [run_by_name("Failing"), OPEN_EDITOR],
+        }
+        for name, actions in shortcuts.items():
+            self.write_shortcut(name, actions, folder="library")
+        # Without "name" the file name (less ".json") is the shortcut's name.
+        self.write("library/named-by-file.json", {"actions": [SHOW_REPORT]})
+        # Only *.json files directly in the folder belong to the library.
+        self.write("library/notes.txt", "not a shortcut")
+        self.write("library/states/state.json", "not a shortcut either")
+
+    def test_run_by_name(self):
+        inner = [*ENGINE_LINES, *ran_by_name("Innermost"), *LAST_ACTION_LINES, cond_line(False)]
+        cases = [
+            # (name, exit status, lines)
+            ("Outer", 0, [*EDITOR_LINES, *ran_by_name("Inner"), *inner, *PREFERENCES_LINES]),
+            ("Skip a call", 0, [cond_line(False), skipped(), *EDITOR_LINES]),
+            ("Quit inside", 0, [*ran_by_name("Quitter"), *QUIT_LINES]),
+            ("Missing", 0, [*ran_by_name("Nobody", error="no shortcut has this name"),
+                            *EDITOR_LINES]),
+            ("named-by-file", 0, REPORT_LINES),
+            ("Call a failure", 1, [*ran_by_name("Failing"), *UNKNOWN_LINES, *EDITOR_LINES]),
+        ]
+        for name, code, lines in cases:
+            with self.subTest(name):
+                run = self.sim("sequence", self.library, name, state=STATE)
+                self.assertExit(run, code)
+                self.assertEqual(run.lines, lines)
+
+    def test_self_recursion_is_cut_off(self):
+        run = self.sim("sequence", self.library, "Loop")
+        self.assertExit(run, 0)
+        lines = run.lines
+        calls = [line for line in lines if "host" in line]
+        results = [line for line in lines if "kind" in line]
+        self.assertEqual(len(lines), len(calls) + len(results))
+        self.assertGreater(len(calls), 2, "a shortcut must be able to run another more than once deep")
+        self.assertEqual(len(calls), len(results))
+        for call in calls[:-1]:
+            self.assertEqual(call, host("runByName", shortcutName="Loop"))
+        self.assertEqual(calls[-1], host("runByName", shortcutName="Loop",
+                                         error="shortcuts run each other too deeply"))
+        self.assertEqual(lines[-1], calls[-1])
+
+    def test_library_errors(self):
+        empty = self.tmp / "empty"
+        empty.mkdir()
+        broken = self.tmp / "broken"
+        self.write("broken/good.json", {"name": "Good", "actions": [OPEN_EDITOR]})
+        self.write("broken/zz-bad.json", "{")
+        twins = self.tmp / "twins"
+        self.write("twins/a.json", {"name": "Same", "actions": [OPEN_EDITOR]})
+        self.write("twins/b.json", {"name": "Same", "actions": [OPEN_EDITOR]})
+        cases = [
+            # (name, args, fragment of the message)
+            ("no name", [self.library], None),
+            ("unknown name", [self.library, "outer"], "“outer”"),
+            ("empty folder", [empty, "Anything"], None),
+            ("a broken file", [broken, "Good"], "zz-bad.json"),
+            ("two shortcuts of one name", [twins, "Same"], "“Same”"),
+        ]
+        for name, args, fragment in cases:
+            with self.subTest(name):
+                self.assertUsageError(self.sim("sequence", *args), fragment)
+
+
+class TraceTest(OrlaTestCase):
+    def test_trace(self):
+        editor_note = {"trace": "notification", "text": f"{NOTIFICATION} action=openEditor"}
+        cases = [
+            # (name, args, lines)
+            ("control command", ["run", "OrlaShortcut"], [*EDITOR_LINES, editor_note]),
+            ("run by name carries the name",
+             ["run", "OrlaShortcut", '{"actionType": 9, "shortcutName": "Tidy up"}'],
+             [*ran_by_name("Tidy up",
+                           error="no shortcut library; give `orla sequence` a folder"),
+              {"trace": "notification",
+               "text": f"{NOTIFICATION} action=runByName shortcutName=Tidy up"}]),
+            ("a condition posts nothing", ["run", "ConditionalAction", '{"pattern": "x"}'],
+             [cond_line(False)]),
+        ]
+        for name, args, lines in cases:
+            with self.subTest(name):
+                run = self.sim("--trace", *args, state={"clipboard": "y"})
+                self.assertExit(run, 0)
+                self.assertEqual(run.lines, lines)
+
+    def test_trace_follows_the_results_in_order(self):
+        path = self.write_shortcut("Three", [OPEN_EDITOR, FALSE, SHOW_REPORT, OPEN_PREFERENCES])
+        run = self.sim("--trace", "sequence", path, state=STATE)
+        self.assertExit(run, 0)
+        lines = run.lines
+        first_trace = next(i for i, line in enumerate(lines) if "trace" in line)
+        self.assertFalse(any("trace" not in line for line in lines[first_trace:]), repr(run))
+        notes = [line["text"] for line in lines[first_trace:] if line["trace"] == "notification"]
+        self.assertEqual(notes, [f"{NOTIFICATION} action=openEditor",
+                                 f"{NOTIFICATION} action=openPreferences"])
+
+    def test_no_trace_without_the_option(self):
+        run = self.sim("run", "OrlaShortcut")
+        self.assertEqual(run.lines, EDITOR_LINES)
+
+
+class StateOutTest(OrlaTestCase):
+    STATE = {
+        "now": "2026-11-21T09:30:00",
+        "timeZone": "Asia/Tokyo",
+        "environment": {"HOME": "/Users/ada", "ORLA_MODE": "demo"},
+        "clipboard": "Grüße, “Ada” … 🙂\nzweite Zeile",
+        "applications": [
+            {"name": "Finder", "bundleIdentifier": "com.apple.finder", "frontmost": True},
+            {"name": "Mail", "bundleIdentifier": "com.apple.mail", "hidden": True},
+        ],
+    }
+
+    def state_out(self, state, name):
+        out = self.tmp / name
+        run = self.sim("--state-out", out, "run", "OrlaShortcut", state=state)
+        self.assertExit(run, 0)
+        self.assertEqual(run.lines, EDITOR_LINES, "--state-out must not change the output")
+        return json.loads(out.read_text(encoding="utf-8"))
+
+    def test_writes_the_seeded_state(self):
+        saved = self.state_out(self.STATE, "out.json")
+        for key in ["now", "timeZone", "environment", "clipboard"]:
+            with self.subTest(key):
+                self.assertEqual(saved[key], self.STATE[key])
+        with self.subTest("applications"):
+            apps = {app["name"]: app for app in saved["applications"]}
+            self.assertEqual(set(apps), {"Finder", "Mail"})
+            self.assertEqual(apps["Finder"]["bundleIdentifier"], "com.apple.finder")
+            self.assertTrue(apps["Finder"]["frontmost"])
+            self.assertTrue(apps["Mail"]["hidden"])
+        with self.subTest("the saved state reads back unchanged"):
+            self.assertEqual(self.state_out(saved, "again.json"), saved)
+
+    def test_clipboard_round_trips(self):
+        for clipboard in ["plain", "", "Grüße “Ada” …\ttab\n", None]:
+            with self.subTest(clipboard=clipboard):
+                saved = self.state_out({"clipboard": clipboard}, "clip.json")
+                self.assertEqual(saved["clipboard"], clipboard)
+
+    def test_default_desktop(self):
+        saved = self.state_out(None, "default.json")
+        for key in ["accessibilityTrusted", "now", "timeZone", "locale", "environment",
+                    "clipboard", "host", "applications"]:
+            self.assertIn(key, saved)
+        self.assertFalse(any(app.get("pid") == saved["host"]["pid"]
+                             for app in saved["applications"]),
+                         "the host is not listed among the applications")
+
+
+class ExamplesTest(OrlaTestCase):
+    def examples(self):
+        files = sorted(EXAMPLES.glob("*.json"))
+        self.assertTrue(files, f"no shortcut files in {EXAMPLES}")
+        return files
+
+    def states(self):
+        states = sorted((EXAMPLES / "states").glob("*.json"))
+        self.assertTrue(states, f"no state files in {EXAMPLES / 'states'}")
+        return states
+
+    def test_every_example_runs_on_every_state(self):
+        for path in self.examples():
+            name = json.loads(path.read_text(encoding="utf-8"))["name"]
+            for state in self.states():
+                with self.subTest(shortcut=name, state=state.name):
+                    run = self.orla("--json", "--sim", state, "sequence", EXAMPLES, name)
+                    self.assertExit(run, 0)
+                    for line in run.lines:
+                        self.assertNotIn("error", line)
+                        self.assertNotEqual(line.get("result"), "failure", line)
+
+    def test_morning_routine(self):
+        state = EXAMPLES / "states" / "desktop.json"
+        args = ["--sim", state, "--trace", "sequence", EXAMPLES, "Morning routine"]
+        with self.subTest("as the README runs it"):
+            run = self.orla(*args)
+            self.assertExit(run, 0)
+            self.assertIn("skipped", run.stdout)
+            self.assertIn("trace: notification", run.stdout)
+        run = self.orla("--json", *args)
+        self.assertExit(run, 0)
+        lines = run.lines
+        self.assertIn(cond_line(True), lines)
+        false_at = lines.index(cond_line(False))
+        self.assertIn("skipped", lines[false_at + 1])
+        calls = [line for line in lines if line.get("host") == "runByName"]
+        self.assertTrue(calls)
+        self.assertTrue(any(line.get("host") not in (None, "runByName") for line in lines))
+        self.assertTrue(any(line.get("trace") == "notification" for line in lines))
+        shortcut = json.loads((EXAMPLES / "morning-routine.json").read_text(encoding="utf-8"))
+        self.assertEqual(shortcut["name"], "Morning routine")
+        self.assertIn(7, [a["data"].get("conditionType") for a in shortcut["actions"]])
+
+
+# ---------------------------------------------------------------------------
+
+
+def find_orla():
+    if os.environ.get("ORLA"):
+        return Path(os.environ["ORLA"])
+    built = sorted(REPO.glob("build/*/tools/orla/orla"), key=lambda p: p.stat().st_mtime)
+    return built[-1] if built else None
+
+
+def main():
+    global ORLA, EXAMPLES
+    parser = argparse.ArgumentParser(add_help=False)
+    parser.add_argument("--orla", type=Path, help="the orla binary to test")
+    parser.add_argument("--examples", type=Path, default=REPO / "examples",
+                        help="the examples folder")
+    options, rest = parser.parse_known_args()
+    ORLA = options.orla or find_orla()
+    if ORLA is None or not ORLA.is_file():
+        sys.exit(f"test_orla.py: no orla binary (give --orla PATH); tried {ORLA}")
+    ORLA = ORLA.resolve()
+    EXAMPLES = options.examples.resolve()
+    unittest.main(argv=[sys.argv[0], *rest])
+
+
+if __name__ == "__main__":
+    main()

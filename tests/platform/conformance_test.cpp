@@ -1,0 +1,132 @@
+// What every backend must do, run against each one that can run here: the
+// simulated desktop always, the native one for the services it offers. A case
+// a backend cannot run is skipped by capability.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "platform/platform.h"
+#include "platform/sim/sim_desktop.h"
+
+namespace orla {
+namespace {
+
+struct SimBackend {
+  static std::shared_ptr<Platform> make() {
+    auto desktop = std::make_shared<sim::SimDesktop>();
+    desktop->setEnvironment({{"HOME", "/home/ada"}});
+    return sim::makeSimPlatform(desktop);
+  }
+};
+
+struct NativeBackend {
+  static std::shared_ptr<Platform> make() { return makeNativePlatform(); }
+};
+
+template <class Backend>
+class PlatformConformance : public ::testing::Test {
+ protected:
+  std::shared_ptr<Platform> platform = Backend::make();
+};
+
+using Backends = ::testing::Types<SimBackend, NativeBackend>;
+class BackendNames {
+ public:
+  template <class T>
+  static std::string GetName(int) {
+    return std::is_same_v<T, SimBackend> ? "sim" : "native";
+  }
+};
+TYPED_TEST_SUITE(PlatformConformance, Backends, BackendNames);
+
+TYPED_TEST(PlatformConformance, ClockSleepsAtLeastTheTimeAsked) {
+  Clock& clock = this->platform->clock();
+  const auto before = clock.monotonicNow();
+  const auto wallBefore = clock.now();
+  clock.sleep(std::chrono::milliseconds(5));
+  EXPECT_GE(clock.monotonicNow() - before, std::chrono::milliseconds(5));
+  EXPECT_GE(clock.now(), wallBefore);
+  EXPECT_TRUE(isKnownTimeZone(clock.timeZone())) << clock.timeZone();
+  EXPECT_FALSE(clock.locale().empty());
+  EXPECT_TRUE(calendarFields(clock.now(), clock.timeZone(), clock.locale()));
+}
+
+TYPED_TEST(PlatformConformance, NotificationsReachObserversOfThatNameUntilRemoved) {
+  NotificationCenter& center = this->platform->notifications();
+  std::vector<std::string> seen;
+  auto token = center.addObserver("orla.test", [&](const Notification& n) { seen.push_back(n.userInfo.at("k")); });
+  center.post({"orla.test", {{"k", "1"}}});
+  center.post({"orla.other", {{"k", "2"}}});
+  center.removeObserver(token);
+  center.post({"orla.test", {{"k", "3"}}});
+  EXPECT_EQ(seen, std::vector<std::string>{"1"});
+}
+
+TYPED_TEST(PlatformConformance, MainThreadRunsQueuedWorkInOrderOnItself) {
+  MainThread& main = this->platform->mainThread();
+  EXPECT_TRUE(main.isMainThread());
+  std::vector<int> order;
+  bool offMain = true;
+  std::thread worker([&] {
+    offMain = !main.isMainThread();
+    main.runAsync([&] { order.push_back(1); });
+    main.runAsync([&] { order.push_back(2); });
+  });
+  worker.join();
+  EXPECT_TRUE(offMain);
+  EXPECT_TRUE(order.empty());
+  EXPECT_EQ(main.runPending(), 2u);
+  EXPECT_EQ(order, (std::vector<int>{1, 2}));
+  postToMainThread(main, [&] { order.push_back(3); });
+  EXPECT_EQ(order.back(), 3) << "on the main thread the work runs at once";
+}
+
+TYPED_TEST(PlatformConformance, PasteboardKeepsTextAndCountsChanges) {
+  Pasteboard& pasteboard = this->platform->pasteboard();
+  if (!this->platform->supports(Capability::pasteboard)) {
+    auto written = pasteboard.setText("x");
+    ASSERT_FALSE(written);
+    EXPECT_TRUE(written.error().ends_with(".")) << written.error();
+    EXPECT_EQ(pasteboard.text(), std::nullopt);
+    return;
+  }
+  const auto before = pasteboard.changeCount();
+  ASSERT_TRUE(pasteboard.setText("Grüße 👋\nline two"));
+  EXPECT_EQ(pasteboard.text(), "Grüße 👋\nline two");
+  EXPECT_GT(pasteboard.changeCount(), before);
+}
+
+TYPED_TEST(PlatformConformance, WorkspaceListsThisHostOrProcess) {
+  if (!this->platform->supports(Capability::workspace)) GTEST_SKIP() << "no workspace";
+  const auto apps = this->platform->workspace().runningApplications();
+  ASSERT_FALSE(apps.empty());
+  const ProcessId host = this->platform->host().processIdentifier();
+  EXPECT_TRUE(std::any_of(apps.begin(), apps.end(), [&](auto& a) { return a.processIdentifier == host; }));
+  EXPECT_FALSE(this->platform->host().bundleIdentifier().empty());
+}
+
+TYPED_TEST(PlatformConformance, FilesAndTildeExpansion) {
+  const auto folder = std::filesystem::temp_directory_path() / ("orla-conf-" + std::to_string(::getpid()));
+  std::filesystem::create_directories(folder);
+  std::ofstream(folder / "file") << "x";
+  std::filesystem::create_symlink(folder / "gone", folder / "dangling");
+  Files& files = this->platform->files();
+  EXPECT_TRUE(files.itemExists((folder / "file").string()));
+  EXPECT_TRUE(files.itemExists(folder.string()));
+  EXPECT_FALSE(files.itemExists((folder / "missing").string()));
+  EXPECT_FALSE(files.itemExists((folder / "dangling").string()));
+  EXPECT_FALSE(files.itemExists(""));
+  std::filesystem::remove_all(folder);
+
+  Environment& env = this->platform->environment();
+  auto home = env.homeDirectory();
+  ASSERT_TRUE(home);
+  EXPECT_EQ(env.expandTilde("~/x"), *home + "/x");
+  EXPECT_EQ(env.variable("ORLA_SURELY_UNSET_VARIABLE"), std::nullopt);
+}
+
+}  // namespace
+}  // namespace orla

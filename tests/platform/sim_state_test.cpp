@@ -1,0 +1,75 @@
+#include "platform/sim/sim_state.h"
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "models/typing_target_context.h"
+
+namespace orla::sim {
+namespace {
+
+using nlohmann::json;
+
+TEST(SimState, LoadsEveryKeyAndWritesTheSameShape) {
+  const json state = json::parse(R"({
+    "accessibilityTrusted": false,
+    "now": "2026-11-21T09:30:00",
+    "timeZone": "Europe/Paris",
+    "locale": "fr_FR",
+    "environment": {"HOME": "/home/ada", "MODE": "work"},
+    "clipboard": "hello",
+    "host": {"bundleIdentifier": "pro.orla.Test", "name": "Orla Test", "pid": 42, "frontmost": false},
+    "lastUserApp": "com.apple.TextEdit",
+    "applications": [
+      {"name": "Finder", "bundleIdentifier": "com.apple.finder", "pid": 200,
+       "path": "/System/Library/CoreServices/Finder.app", "frontmost": false, "hidden": false},
+      {"name": "TextEdit", "bundleIdentifier": "com.apple.TextEdit", "pid": 201,
+       "path": "/Applications/TextEdit.app", "frontmost": true, "hidden": true}
+    ]})");
+  SimDesktop desktop;
+  auto loaded = loadState(desktop, state);
+  ASSERT_TRUE(loaded) << loaded.error();
+  EXPECT_FALSE(desktop.accessibilityTrusted());
+  EXPECT_EQ(desktop.clipboardText(), "hello");
+  EXPECT_EQ(desktop.frontmostApplication()->localizedName, "TextEdit");
+  EXPECT_EQ(desktop.applications().size(), 3u);  // the host runs too
+  EXPECT_EQ(TypingTargetContext::lastUserAppBundleID(), "com.apple.TextEdit");
+  EXPECT_EQ(saveState(desktop), state);
+  TypingTargetContext::setLastUserAppBundleID(std::nullopt);
+}
+
+TEST(SimState, HostMarkedFrontmostWinsOverAnApplication) {
+  SimDesktop desktop;
+  ASSERT_TRUE(loadState(desktop, json::parse(R"({"host": {"frontmost": true},
+      "applications": [{"name": "Finder", "frontmost": true}]})")));
+  EXPECT_TRUE(desktop.hostIsFrontmost());
+  EXPECT_EQ(desktop.frontmostApplication()->bundleIdentifier, desktop.host().bundleIdentifier);
+}
+
+TEST(SimState, NamesTheKeyThatIsWrong) {
+  struct Case {
+    const char* state;
+    const char* message;
+  };
+  const Case cases[] = {
+      {"[]", "Simulated desktop state must be a JSON object."},
+      {R"({"accessibilityTrusted": "yes"})", "Simulated desktop state: “accessibilityTrusted” must be true or false."},
+      {R"({"now": "tomorrow"})", "Simulated desktop state: “now” must be an ISO local date-time such as 2026-11-21T09:30:00."},
+      {R"({"timeZone": "Mars/Olympus"})", "Simulated desktop state: the time zone “Mars/Olympus” is not known."},
+      {R"({"environment": {"A": 1}})", "Simulated desktop state: “environment” must be an object of texts."},
+      {R"({"clipboard": 5})", "Simulated desktop state: “clipboard” must be a text or null."},
+      {R"({"applications": {}})", "Simulated desktop state: “applications” must be a list."},
+      {R"({"applications": [{"pid": "200"}]})", "Simulated desktop state: “pid” must be an integer."},
+      {R"({"host": {"name": false}})", "Simulated desktop state: “name” must be a text."},
+  };
+  for (const auto& c : cases) {
+    SimDesktop desktop;
+    auto loaded = loadState(desktop, json::parse(c.state));
+    ASSERT_FALSE(loaded) << c.state;
+    EXPECT_EQ(loaded.error(), c.message);
+  }
+}
+
+}  // namespace
+}  // namespace orla::sim

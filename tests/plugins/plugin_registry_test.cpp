@@ -1,0 +1,119 @@
+#include "plugins/framework/plugin_registry.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <set>
+
+#include "tests/sim_fixture.h"
+
+namespace orla {
+namespace {
+
+using testing::SimTest;
+
+TEST(PluginRegistryTable, ListsAllThirtyOneKindsOnce) {
+  auto table = PluginRegistry::table();
+  EXPECT_EQ(table.size(), 31u);
+  std::set<std::string_view> kinds, classes;
+  for (const PluginInfo& info : table) {
+    kinds.insert(info.pluginClass);
+    classes.insert(info.className);
+    EXPECT_TRUE(info.className.ends_with("Plugin")) << info.className;
+  }
+  EXPECT_EQ(kinds.size(), 31u);
+  EXPECT_EQ(classes.size(), 31u);
+  // Saved actions carry these strings; the ones that do not follow their
+  // class names are the easiest to break.
+  const std::pair<std::string_view, std::string_view> pinned[] = {
+      {"KeyboardShortcut", "TypeTextPlugin"},   {"CommandShortcut", "ShellCommandPlugin"},
+      {"OrlaShortcut", "OrlaPlugin"},           {"ConditionalAction", "ConditionalPlugin"},
+      {"TextTransformAction", "TextTransformPlugin"}, {"URLShortcut", "URLPlugin"},
+      {"AIAction", "AIActionPlugin"},           {"WebAPIAction", "WebAPIPlugin"},
+  };
+  for (auto [kind, className] : pinned) {
+    auto it = std::find_if(table.begin(), table.end(), [&](auto& i) { return i.pluginClass == kind; });
+    ASSERT_NE(it, table.end()) << kind;
+    EXPECT_EQ(it->className, className);
+  }
+}
+
+class PluginRegistryTest : public SimTest {
+ protected:
+  PluginRegistryTest() : registry(platform) {}
+  PluginRegistry registry;
+};
+
+TEST_F(PluginRegistryTest, FindsEveryKindByItsExactString) {
+  for (const PluginInfo& info : PluginRegistry::table()) {
+    ActionPlugin* plugin = registry.find(info.pluginClass);
+    ASSERT_NE(plugin, nullptr) << info.pluginClass;
+    EXPECT_EQ(plugin->kind(), info.pluginClass);
+  }
+  for (std::string_view miss : {"", "orlashortcut", "OrlaShortcut ", "Zzz", "AAA"})
+    EXPECT_EQ(registry.find(miss), nullptr) << miss;
+}
+
+TEST_F(PluginRegistryTest, KindsNotInThisBuildSaySoInOneSentence) {
+  for (const PluginInfo& info : PluginRegistry::table()) {
+    if (info.available) continue;
+    ActionPlugin* plugin = registry.find(info.pluginClass);
+    const std::string message =
+        "The " + std::string(info.pluginClass) + " action is not available in this build of Orla.";
+    EXPECT_EQ(plugin->validate({}), message);
+    EXPECT_EQ(plugin->execute({{"actionType", 1}}), PluginResult::failure(message));
+    EXPECT_FALSE(plugin->requiresAccessibility({}));
+  }
+}
+
+// Every key the available plugins read, each given every case of value, and
+// values at the edges: nothing may crash, throw or break the contract.
+TEST_F(PluginRegistryTest, SurvivesEmptyWrongAndHugeParameters) {
+  const std::string huge(1 << 20, 'a');
+  AnyArray bigList(10000, AnyCodable("x"));
+  const AnyCodable values[] = {
+      AnyCodable("text"), AnyCodable(""), AnyCodable(huge), AnyCodable("\xFF\xFE broken utf-8"),
+      AnyCodable(std::numeric_limits<std::int64_t>::min()), AnyCodable(std::numeric_limits<std::int64_t>::max()),
+      AnyCodable(-1), AnyCodable(std::nan("")), AnyCodable(-1e308), AnyCodable(true),
+      AnyCodable(Bytes(1000, 0xFF)), AnyCodable(bigList), AnyCodable(AnyDictionary{{"k", AnyCodable(1)}}),
+      AnyCodable(Null{}),
+  };
+  const char* keys[] = {"subAction", "actionType", "Action", "shortcutName", "shortcut", "Name",
+                        "conditionType", "negate", "pattern", "path", "appName", "envVar",
+                        "expected", "startHour", "endHour", "dayOfWeek", "_previousResult"};
+  std::vector<ActionData> inputs{ActionData{}};
+  for (const AnyCodable& value : values) {
+    ActionData all;
+    for (const char* key : keys) all[key] = value;
+    inputs.push_back(all);
+    for (std::int64_t type : {1, 2, 3, 4, 5, 6, 7, 9}) {
+      ActionData typed = all;
+      typed["actionType"] = type;
+      typed["conditionType"] = type;
+      inputs.push_back(std::move(typed));
+    }
+  }
+  ActionData manyKeys;
+  for (int i = 0; i < 20000; ++i) manyKeys["key" + std::to_string(i)] = AnyCodable(i);
+  inputs.push_back(manyKeys);
+
+  desktop->setClipboardText(huge);
+  for (const PluginInfo& info : PluginRegistry::table()) {
+    ActionPlugin* plugin = registry.find(info.pluginClass);
+    for (const ActionData& data : inputs) {
+      auto problem = validateAction(*plugin, data);
+      PluginResult result = executeAction(*plugin, data);
+      if (problem) {
+        EXPECT_EQ(result, PluginResult::failure(*problem)) << info.pluginClass;
+      }
+      if (result.hasMessage()) {
+        EXPECT_FALSE(result.message().empty()) << info.pluginClass;
+        EXPECT_TRUE(result.message().ends_with(".")) << info.pluginClass << ": " << result.message();
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace orla

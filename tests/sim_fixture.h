@@ -1,0 +1,35 @@
+// A simulated desktop for plugin tests: fresh per test, with a known time
+// zone, locale and environment.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "models/typing_target_context.h"
+#include "platform/sim/sim_desktop.h"
+
+namespace orla::testing {
+
+class SimTest : public ::testing::Test {
+ protected:
+  SimTest()
+      : desktop(std::make_shared<sim::SimDesktop>()), platform(sim::makeSimPlatform(desktop)) {
+    desktop->setEnvironment({{"HOME", "/home/ada"}, {"LANG", "en_US.UTF-8"}});
+    desktop->setTimeZone("Europe/Paris");
+    TypingTargetContext::setLastUserAppBundleID(std::nullopt);
+  }
+
+  RunningApplication app(std::string name, std::string bundleIdentifier, ProcessId pid) {
+    RunningApplication a;
+    a.localizedName = std::move(name);
+    a.bundleIdentifier = std::move(bundleIdentifier);
+    a.processIdentifier = pid;
+    return a;
+  }
+
+  std::shared_ptr<sim::SimDesktop> desktop;
+  std::shared_ptr<Platform> platform;
+};
+
+}  // namespace orla::testing
