@@ -11,11 +11,13 @@
 #include <memory>
 #include <string>
 
+#include "models/key_code_map.h"
 #include "models/parameter_readers.h"
 #include "platform/sim/sim_desktop.h"
 #include "plugins/flow/conditional_plugin.h"
 #include "plugins/framework/orla_plugin.h"
 #include "plugins/framework/plugin_registry.h"
+#include "plugins/text/type_text_plugin.h"
 
 namespace {
 
@@ -191,6 +193,79 @@ void BM_ReadString_LastAlias(benchmark::State& state) {
     benchmark::DoNotOptimize(orla::readString(data, {"shortcutName", "shortcut", "Name"}));
 }
 BENCHMARK(BM_ReadString_LastAlias);
+
+// ---- key display ------------------------------------------------------------
+
+void BM_KeyCodeMap_DisplayString(benchmark::State& state) {
+  // What the key-shortcut editor shows on every edit: a clipboard chord, a
+  // three-key chord, every modifier at once (past the short-string buffer),
+  // a keypad key and an unknown code. One iteration formats all five.
+  struct Combo {
+    std::int64_t keyCode;
+    std::uint64_t modifiers;
+  };
+  constexpr std::array<Combo, 5> kCombos{{
+      {8, 0x100000},        // ⌘C
+      {40, 0x180000},       // ⌥⌘K
+      {0, 0x9F0000},        // fn⇪⌃⌥⇧⌘A
+      {83, 0x100000},       // ⌘Keypad 1
+      {130, 0x40000},       // ⌃Key 130
+  }};
+  for (auto _ : state) {
+    for (const auto& combo : kCombos) {
+      auto shown = orla::KeyCodeMap::displayString(combo.keyCode, combo.modifiers);
+      benchmark::DoNotOptimize(shown);
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(kCombos.size()));
+}
+BENCHMARK(BM_KeyCodeMap_DisplayString);
+
+// Typing mode: a 100,000-character text (mixed Latin, accented letters and
+// emoji) turned into key events. The simulated clock's sleeps return at once,
+// so the figure is event generation and posting alone; the desktop's record
+// is cleared between runs so memory stays flat.
+std::string typingText() {
+  const std::string piece = "Grüße, caf\u00E9 e\u0301 \U0001F44D\U0001F3FD ok. ";
+  std::string text;
+  while (text.size() < 100000) text += piece;
+  return text;
+}
+
+void BM_TypeText_Graphemes100k(benchmark::State& state) {
+  const std::string text = typingText();
+  size_t clusters = 0;
+  for (auto _ : state) {
+    auto parts = orla::graphemeClusters(text);
+    clusters = parts.size();
+    benchmark::DoNotOptimize(parts);
+  }
+  state.counters["characters/s"] = benchmark::Counter(static_cast<double>(clusters), benchmark::Counter::kIsIterationInvariantRate);
+}
+BENCHMARK(BM_TypeText_Graphemes100k)->Unit(benchmark::kMillisecond);
+
+void BM_TypeText_Execute100k(benchmark::State& state) {
+  auto desktop = simDesktop();
+  orla::RunningApplication editor;
+  editor.processIdentifier = 300;
+  editor.bundleIdentifier = "com.apple.TextEdit";
+  desktop->addApplication(editor);
+  desktop->setFrontmost(300);
+  orla::TypeTextPlugin plugin(simPlatform(desktop));
+  const ActionData data{{"text", typingText()}};
+  size_t events = 0;
+  for (auto _ : state) {
+    state.PauseTiming();
+    desktop->clearTrace();
+    desktop->clearKeyEvents();
+    state.ResumeTiming();
+    auto result = plugin.execute(data);
+    benchmark::DoNotOptimize(result);
+    events = desktop->keyEvents().size();
+  }
+  state.counters["events/s"] = benchmark::Counter(static_cast<double>(events), benchmark::Counter::kIsIterationInvariantRate);
+}
+BENCHMARK(BM_TypeText_Execute100k)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

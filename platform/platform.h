@@ -11,11 +11,13 @@
 #include "platform/accessibility.h"
 #include "platform/clock.h"
 #include "platform/environment.h"
+#include "platform/events.h"
 #include "platform/files.h"
 #include "platform/host.h"
 #include "platform/main_thread.h"
 #include "platform/notifications.h"
 #include "platform/pasteboard.h"
+#include "platform/scheduler.h"
 #include "platform/workspace.h"
 
 namespace orla {
@@ -47,7 +49,9 @@ class Platform {
     std::unique_ptr<Clock> clock;
     std::unique_ptr<NotificationCenter> notifications;
     std::unique_ptr<MainThread> mainThread;
+    std::unique_ptr<Scheduler> scheduler;
     std::unique_ptr<Pasteboard> pasteboard;
+    std::unique_ptr<KeyboardEvents> keyboard;
     std::unique_ptr<Workspace> workspace;
     std::unique_ptr<Accessibility> accessibility;
     std::unique_ptr<Environment> environment;
@@ -64,7 +68,9 @@ class Platform {
   Clock& clock() const { return *services_.clock; }
   NotificationCenter& notifications() const { return *services_.notifications; }
   MainThread& mainThread() const { return *services_.mainThread; }
+  Scheduler& scheduler() const { return *services_.scheduler; }
   Pasteboard& pasteboard() const { return *services_.pasteboard; }
+  KeyboardEvents& keyboard() const { return *services_.keyboard; }
   Workspace& workspace() const { return *services_.workspace; }
   Accessibility& accessibility() const { return *services_.accessibility; }
   Environment& environment() const { return *services_.environment; }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "platform/accessibility.h"
+#include "platform/events.h"
 #include "platform/pasteboard.h"
 
 namespace orla {
@@ -14,6 +15,13 @@ class UnavailablePasteboard : public Pasteboard {
     return fail("The clipboard is not available on this desktop in this build of Orla.");
   }
   std::int64_t changeCount() const override { return 0; }
+};
+
+class UnavailableKeyboardEvents : public KeyboardEvents {
+ public:
+  Checked<std::unique_ptr<EventSource>> createEventSource(EventSourceState) override {
+    return fail("Keyboard events are not available on this desktop in this build of Orla.");
+  }
 };
 
 // Reports the process as not trusted, so the plugins that need the

@@ -28,12 +28,22 @@ struct RunningApplication {
   bool terminated = false;
 };
 
+// Options of `activate`, as bits.
+namespace activation_options {
+inline constexpr unsigned allWindows = 1;
+inline constexpr unsigned ignoringOtherApps = 2;
+}  // namespace activation_options
+
 class Workspace {
  public:
   virtual ~Workspace() = default;
   // In the order the system reports them.
   virtual std::vector<RunningApplication> runningApplications() const = 0;
   virtual std::optional<RunningApplication> frontmostApplication() const = 0;
+  // Asks the application to come to the front; answers whether the request
+  // was accepted. It may take a moment to happen, or not happen at all: a
+  // caller that needs it polls `frontmostApplication`.
+  virtual bool activate(ProcessId pid, unsigned options) = 0;
 };
 
 }  // namespace orla

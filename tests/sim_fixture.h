@@ -6,8 +6,22 @@
 
 #include <memory>
 
+#include <ostream>
+
+#include "models/plugin_result.h"
 #include "models/typing_target_context.h"
 #include "platform/sim/sim_desktop.h"
+
+namespace orla {
+
+// Readable results in failure messages.
+inline void PrintTo(const PluginResult& result, std::ostream* out) {
+  *out << kindName(result.kind());
+  if (result.hasMessage()) *out << " \"" << result.message() << "\"";
+  if (result.kind() == PluginResult::Kind::conditionResult) *out << (result.conditionValue() ? " true" : " false");
+}
+
+}  // namespace orla
 
 namespace orla::testing {
 

@@ -13,6 +13,7 @@
 #include "platform/platform.h"
 #include "platform/posix/posix_services.h"
 #include "platform/queued_main_thread.h"
+#include "platform/thread_scheduler.h"
 #include "platform/unavailable_services.h"
 
 namespace orla {
@@ -51,6 +52,7 @@ class ProcWorkspace : public Workspace {
   }
 
   std::optional<RunningApplication> frontmostApplication() const override { return std::nullopt; }
+  bool activate(ProcessId, unsigned) override { return false; }
 };
 
 // The host's identity: ORLA_HOST_BUNDLE_ID names it when an embedding
@@ -71,7 +73,9 @@ std::shared_ptr<Platform> makeNativePlatform() {
   services.clock = std::make_unique<posix::PosixClock>();
   services.notifications = std::make_unique<LocalNotificationCenter>();
   services.mainThread = std::make_unique<QueuedMainThread>();
+  services.scheduler = std::make_unique<ThreadScheduler>();
   services.pasteboard = std::make_unique<UnavailablePasteboard>();
+  services.keyboard = std::make_unique<UnavailableKeyboardEvents>();
   services.workspace = std::make_unique<linux_desktop::ProcWorkspace>();
   services.accessibility = std::make_unique<UnavailableAccessibility>();
   services.environment = std::make_unique<posix::PosixEnvironment>();

@@ -1,12 +1,31 @@
 #include "platform/sim/sim_desktop.h"
 
+#include <unicode/unistr.h>
+
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 
 extern char** environ;
 
 namespace orla::sim {
 
 namespace {
+
+// "down 0x09 flags=0x100000", with the text an event carries: "down 0x00 flags=0x0 “é”".
+std::string describe(const KeyboardEvent& event) {
+  char head[64];
+  std::snprintf(head, sizeof head, "%s 0x%02X flags=0x%llX", event.keyDown ? "down" : "up",
+                static_cast<unsigned>(event.keyCode), static_cast<unsigned long long>(event.flags));
+  std::string text = head;
+  if (!event.unicodeString.empty()) {
+    std::string utf8;
+    icu::UnicodeString(event.unicodeString.data(), static_cast<int32_t>(event.unicodeString.size()))
+        .toUTF8String(utf8);
+    text += " \u201C" + utf8 + "\u201D";
+  }
+  return text;
+}
 
 std::map<std::string, std::string> processEnvironment() {
   std::map<std::string, std::string> env;
@@ -133,20 +152,20 @@ std::vector<RunningApplication> SimDesktop::applications() const {
   std::vector<RunningApplication> apps;
   apps.reserve(applications_.size() + 1);
   apps.push_back(hostApplication(host_, frontmost_ == host_.processIdentifier));
-  for (RunningApplication app : applications_) {
-    app.active = frontmost_ == app.processIdentifier;
-    apps.push_back(std::move(app));
+  for (const App& app : applications_) {
+    apps.push_back(app.info);
+    apps.back().active = frontmost_ == app.info.processIdentifier;
   }
   return apps;
 }
 
 void SimDesktop::addApplication(RunningApplication app) {
   std::lock_guard lock(mutex_);
-  std::erase_if(applications_, [&](const RunningApplication& a) {
-    return a.processIdentifier == app.processIdentifier;
+  std::erase_if(applications_, [&](const App& a) {
+    return a.info.processIdentifier == app.processIdentifier;
   });
   if (app.active) frontmost_ = app.processIdentifier;
-  applications_.push_back(std::move(app));
+  applications_.push_back(App{std::move(app), std::nullopt, false});
 }
 
 void SimDesktop::removeAllApplications() {
@@ -169,6 +188,153 @@ void SimDesktop::setFrontmost(std::optional<ProcessId> pid) {
 bool SimDesktop::hostIsFrontmost() const {
   std::lock_guard lock(mutex_);
   return frontmost_ == host_.processIdentifier;
+}
+
+SimDesktop::App* SimDesktop::findLocked(ProcessId pid) {
+  for (App& app : applications_)
+    if (app.info.processIdentifier == pid) return &app;
+  return nullptr;
+}
+
+bool SimDesktop::activate(ProcessId pid, unsigned options) {
+  std::lock_guard lock(mutex_);
+  trace_.push_back({"activate", "pid=" + std::to_string(pid) + " options=" + std::to_string(options)});
+  if (pid == host_.processIdentifier) {
+    frontmost_ = pid;
+    return true;
+  }
+  App* app = findLocked(pid);
+  if (!app || app->info.terminated) return false;
+  // A refusing application accepts the request but never comes forward, as
+  // a busy or modal application may.
+  if (!app->refusesActivation) frontmost_ = pid;
+  return true;
+}
+
+void SimDesktop::setRefusesActivation(ProcessId pid, bool refuses) {
+  std::lock_guard lock(mutex_);
+  if (App* app = findLocked(pid)) app->refusesActivation = refuses;
+}
+
+void SimDesktop::setTextField(ProcessId pid, std::optional<SimTextField> field) {
+  std::lock_guard lock(mutex_);
+  if (field) {
+    field->selectionStart = std::min(field->selectionStart, field->value.size());
+    field->selectionLength = std::min(field->selectionLength, field->value.size() - field->selectionStart);
+  }
+  if (pid == host_.processIdentifier) hostTextField_ = std::move(field);
+  else if (App* app = findLocked(pid)) app->textField = std::move(field);
+}
+
+std::optional<SimTextField> SimDesktop::textField(ProcessId pid) const {
+  std::lock_guard lock(mutex_);
+  if (pid == host_.processIdentifier) return hostTextField_;
+  for (const App& app : applications_)
+    if (app.info.processIdentifier == pid) return app.textField;
+  return std::nullopt;
+}
+
+std::string SimDesktop::textFieldValue(ProcessId pid) const {
+  auto field = textField(pid);
+  if (!field) return {};
+  std::string out;
+  icu::UnicodeString(field->value.data(), static_cast<int32_t>(field->value.size())).toUTF8String(out);
+  return out;
+}
+
+Checked<void> SimDesktop::postKeyEvent(const KeyboardEvent& event) {
+  std::lock_guard lock(mutex_);
+  if (keyEventsBeforeFailure_) {
+    if (*keyEventsBeforeFailure_ == 0) return fail("The event could not be created.");
+    --*keyEventsBeforeFailure_;
+  }
+  keyEvents_.push_back(event);
+  trace_.push_back({"key", describe(event)});
+  if (event.keyDown) typeLocked(event);
+  return {};
+}
+
+// A key-down reaches the frontmost application's text field: ⌘V pastes the
+// clipboard's text over the selection; an event carrying text inserts it, as
+// do Return and Tab. Other keys are recorded only.
+void SimDesktop::typeLocked(const KeyboardEvent& event) {
+  SimTextField* field = nullptr;
+  if (frontmost_ == host_.processIdentifier && hostTextField_) field = &*hostTextField_;
+  else if (frontmost_)
+    if (App* app = findLocked(*frontmost_); app && app->textField) field = &*app->textField;
+  if (!field) return;
+  std::u16string insert;
+  constexpr KeyCode kV = 9, kReturn = 36, kTab = 48, kKeypadEnter = 76;
+  const EventFlags modifiers = event.flags & event_flags::modifierMask;
+  if (event.keyCode == kV && (modifiers & event_flags::command)) {
+    if (!clipboard_) return;
+    icu::UnicodeString text = icu::UnicodeString::fromUTF8(*clipboard_);
+    insert.assign(text.getBuffer(), static_cast<size_t>(text.length()));
+  } else if (modifiers & (event_flags::command | event_flags::control)) {
+    return;
+  } else if (!event.unicodeString.empty()) {
+    insert = event.unicodeString;
+  } else if (event.keyCode == kReturn || event.keyCode == kKeypadEnter) {
+    insert = u"\n";
+  } else if (event.keyCode == kTab) {
+    insert = u"\t";
+  } else {
+    return;
+  }
+  field->value.replace(field->selectionStart, field->selectionLength, insert);
+  field->selectionStart += insert.size();
+  field->selectionLength = 0;
+}
+
+std::vector<KeyboardEvent> SimDesktop::keyEvents() const {
+  std::lock_guard lock(mutex_);
+  return keyEvents_;
+}
+
+void SimDesktop::clearKeyEvents() {
+  std::lock_guard lock(mutex_);
+  keyEvents_.clear();
+}
+
+bool SimDesktop::eventSourcesAvailable() const {
+  std::lock_guard lock(mutex_);
+  return eventSourcesAvailable_;
+}
+
+void SimDesktop::setEventSourcesAvailable(bool available) {
+  std::lock_guard lock(mutex_);
+  eventSourcesAvailable_ = available;
+}
+
+void SimDesktop::failKeyEventsAfter(std::optional<std::size_t> count) {
+  std::lock_guard lock(mutex_);
+  keyEventsBeforeFailure_ = count;
+}
+
+void SimDesktop::schedule(std::chrono::microseconds delay, std::function<void()> work) {
+  std::lock_guard lock(mutex_);
+  trace_.push_back({"schedule", "in " + formatDuration(delay)});
+  scheduled_.emplace(monotonic_ + delay, std::move(work));
+}
+
+std::size_t SimDesktop::runScheduled() {
+  std::size_t ran = 0;
+  for (;;) {
+    std::function<void()> work;
+    {
+      std::lock_guard lock(mutex_);
+      if (scheduled_.empty()) return ran;
+      auto first = scheduled_.begin();
+      if (first->first > monotonic_) {
+        now_ += first->first - monotonic_;
+        monotonic_ = first->first;
+      }
+      work = std::move(first->second);
+      scheduled_.erase(first);
+    }
+    work();  // outside the lock: it may use the desktop
+    ++ran;
+  }
 }
 
 void SimDesktop::record(std::string category, std::string text) {
@@ -196,9 +362,15 @@ void SimDesktop::clearTrace() {
 
 std::string formatDuration(std::chrono::microseconds duration) {
   const auto us = duration.count();
-  if (us % 1'000'000 == 0 && us != 0) return std::to_string(us / 1'000'000) + "s";
-  if (us % 1000 == 0) return std::to_string(us / 1000) + "ms";
-  return std::to_string(us) + "us";
+  std::string text = std::to_string(us / 1000);
+  if (auto fraction = std::abs(us % 1000)) {
+    char digits[8];
+    std::snprintf(digits, sizeof digits, ".%03lld", static_cast<long long>(fraction));
+    std::string tail = digits;
+    while (tail.back() == '0') tail.pop_back();
+    text += tail;
+  }
+  return text + "ms";
 }
 
 }  // namespace orla::sim

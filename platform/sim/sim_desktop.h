@@ -8,6 +8,8 @@
 // Thread safety: every method may be called from any thread.
 #pragma once
 
+#include <cstddef>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -23,6 +25,17 @@ struct TraceEntry {
   std::string category;  // "sleep", "notification", "clipboard", ...
   std::string text;
   friend bool operator==(const TraceEntry&, const TraceEntry&) = default;
+};
+
+// The text field of a simulated application: it inserts what is typed into
+// it (text-carrying events, Return and Tab) and pastes the clipboard's text
+// over its selection on Command-V. The
+// selection is in UTF-16 units, as the system counts them.
+struct SimTextField {
+  std::u16string value;
+  std::size_t selectionStart = 0;
+  std::size_t selectionLength = 0;
+  friend bool operator==(const SimTextField&, const SimTextField&) = default;
 };
 
 struct HostIdentity {
@@ -70,6 +83,30 @@ class SimDesktop {
   // Makes the application with this process the frontmost; none clears it.
   void setFrontmost(std::optional<ProcessId> pid);
   bool hostIsFrontmost() const;
+  // Brings the application to the front unless it refuses; records the call.
+  bool activate(ProcessId pid, unsigned options);
+  void setRefusesActivation(ProcessId pid, bool refuses);
+
+  // Text fields, one per application at most.
+  void setTextField(ProcessId pid, std::optional<SimTextField> field);
+  std::optional<SimTextField> textField(ProcessId pid) const;
+  // The field's text as UTF-8, empty when the application has none.
+  std::string textFieldValue(ProcessId pid) const;
+
+  // Keyboard. Every posted event is recorded; a key-down acts on the
+  // frontmost application's text field.
+  Checked<void> postKeyEvent(const KeyboardEvent& event);
+  std::vector<KeyboardEvent> keyEvents() const;
+  void clearKeyEvents();
+  bool eventSourcesAvailable() const;
+  void setEventSourcesAvailable(bool available);
+  // After `count` more events, every event fails to be created; none lifts it.
+  void failKeyEventsAfter(std::optional<std::size_t> count);
+
+  // Work scheduled for later. It runs only when `runScheduled` is called,
+  // which moves the clocks forward to each piece's time, in time order.
+  void schedule(std::chrono::microseconds delay, std::function<void()> work);
+  std::size_t runScheduled();
 
   // Recorder.
   void record(std::string category, std::string text);
@@ -88,7 +125,20 @@ class SimDesktop {
   std::int64_t changeCount_ = 0;
   bool trusted_ = true;
   HostIdentity host_;
-  std::vector<RunningApplication> applications_;  // without the host
+  struct App {
+    RunningApplication info;
+    std::optional<SimTextField> textField;
+    bool refusesActivation = false;
+  };
+  App* findLocked(ProcessId pid);
+  void typeLocked(const KeyboardEvent& event);
+
+  std::vector<App> applications_;  // without the host
+  std::optional<SimTextField> hostTextField_;
+  std::vector<KeyboardEvent> keyEvents_;
+  bool eventSourcesAvailable_ = true;
+  std::optional<std::size_t> keyEventsBeforeFailure_;
+  std::multimap<Clock::Monotonic, std::function<void()>> scheduled_;
   std::optional<ProcessId> frontmost_;
   std::vector<TraceEntry> trace_;
 };
@@ -96,7 +146,7 @@ class SimDesktop {
 // A Platform whose every service is backed by `desktop`.
 std::shared_ptr<Platform> makeSimPlatform(std::shared_ptr<SimDesktop> desktop);
 
-// "5ms", "1.5s", "250us": a duration as the trace prints it.
+// "5ms", "1000ms", "0.25ms": a duration as the trace prints it.
 std::string formatDuration(std::chrono::microseconds duration);
 
 }  // namespace orla::sim

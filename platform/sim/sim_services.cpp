@@ -36,6 +36,18 @@ class SimNotificationCenter : public LocalNotificationCenter {
   std::shared_ptr<SimDesktop> desktop_;
 };
 
+class SimScheduler : public Scheduler {
+ public:
+  explicit SimScheduler(std::shared_ptr<SimDesktop> d) : desktop_(std::move(d)) {}
+  void runAfter(std::chrono::microseconds delay, Work work) override {
+    desktop_->schedule(delay, std::move(work));
+  }
+  void waitUntilIdle() override { desktop_->runScheduled(); }
+
+ private:
+  std::shared_ptr<SimDesktop> desktop_;
+};
+
 class SimPasteboard : public Pasteboard {
  public:
   explicit SimPasteboard(std::shared_ptr<SimDesktop> d) : desktop_(std::move(d)) {}
@@ -59,6 +71,28 @@ class SimWorkspace : public Workspace {
   }
   std::optional<RunningApplication> frontmostApplication() const override {
     return desktop_->frontmostApplication();
+  }
+  bool activate(ProcessId pid, unsigned options) override { return desktop_->activate(pid, options); }
+
+ private:
+  std::shared_ptr<SimDesktop> desktop_;
+};
+
+class SimEventSource : public EventSource {
+ public:
+  explicit SimEventSource(std::shared_ptr<SimDesktop> d) : desktop_(std::move(d)) {}
+  Checked<void> post(const KeyboardEvent& event) override { return desktop_->postKeyEvent(event); }
+
+ private:
+  std::shared_ptr<SimDesktop> desktop_;
+};
+
+class SimKeyboardEvents : public KeyboardEvents {
+ public:
+  explicit SimKeyboardEvents(std::shared_ptr<SimDesktop> d) : desktop_(std::move(d)) {}
+  Checked<std::unique_ptr<EventSource>> createEventSource(EventSourceState) override {
+    if (!desktop_->eventSourcesAvailable()) return fail("The event source could not be created.");
+    return std::unique_ptr<EventSource>(std::make_unique<SimEventSource>(desktop_));
   }
 
  private:
@@ -110,7 +144,9 @@ std::shared_ptr<Platform> makeSimPlatform(std::shared_ptr<SimDesktop> desktop) {
   services.clock = std::make_unique<SimClock>(desktop);
   services.notifications = std::make_unique<SimNotificationCenter>(desktop);
   services.mainThread = std::make_unique<QueuedMainThread>();
+  services.scheduler = std::make_unique<SimScheduler>(desktop);
   services.pasteboard = std::make_unique<SimPasteboard>(desktop);
+  services.keyboard = std::make_unique<SimKeyboardEvents>(desktop);
   services.workspace = std::make_unique<SimWorkspace>(desktop);
   services.accessibility = std::make_unique<SimAccessibility>(desktop);
   services.environment = std::make_unique<SimEnvironment>(desktop);
@@ -118,7 +154,8 @@ std::shared_ptr<Platform> makeSimPlatform(std::shared_ptr<SimDesktop> desktop) {
   services.host = std::make_unique<SimHost>(desktop);
   return std::make_shared<Platform>(
       "sim", std::move(services),
-      std::set<Capability>{Capability::pasteboard, Capability::workspace, Capability::accessibility});
+      std::set<Capability>{Capability::pasteboard, Capability::workspace, Capability::accessibility,
+                           Capability::keyboardEvents});
 }
 
 }  // namespace orla::sim

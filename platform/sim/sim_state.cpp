@@ -1,5 +1,7 @@
 #include "platform/sim/sim_state.h"
 
+#include <unicode/unistr.h>
+
 #include <nlohmann/json.hpp>
 
 #include "models/calendar.h"
@@ -37,6 +39,45 @@ Checked<void> readField(const json& object, std::string_view key, T& out) {
     if (auto r = (expr); !r) return r; \
   } while (0)
 
+std::u16string utf16(const std::string& text) {
+  icu::UnicodeString u = icu::UnicodeString::fromUTF8(text);
+  return std::u16string(u.getBuffer(), static_cast<size_t>(u.length()));
+}
+
+std::string utf8(const std::u16string& text) {
+  std::string out;
+  icu::UnicodeString(text.data(), static_cast<int32_t>(text.size())).toUTF8String(out);
+  return out;
+}
+
+// "textField": {"value": "Dear Ada,", "selection": [5, 4]}: the selection is
+// a start and a length in UTF-16 units; absent, the caret ends the text.
+Checked<void> readTextField(SimDesktop& desktop, ProcessId pid, const json& owner) {
+  auto it = owner.find("textField");
+  if (it == owner.end() || it->is_null()) return {};
+  if (!it->is_object()) return wrongType("textField", "an object");
+  std::string value;
+  ORLA_TRY(readField(*it, "value", value));
+  SimTextField field{utf16(value), 0, 0};
+  field.selectionStart = field.value.size();
+  if (auto sel = it->find("selection"); sel != it->end()) {
+    if (!sel->is_array() || sel->size() != 2 || !(*sel)[0].is_number_unsigned() ||
+        !(*sel)[1].is_number_unsigned())
+      return wrongType("selection", "a start and a length, such as [0, 5]");
+    field.selectionStart = (*sel)[0].get<size_t>();
+    field.selectionLength = (*sel)[1].get<size_t>();
+    if (field.selectionStart + field.selectionLength > field.value.size())
+      return wrongType("selection", "within the text field's value");
+  }
+  desktop.setTextField(pid, std::move(field));
+  return {};
+}
+
+json writeTextField(const std::optional<SimTextField>& field) {
+  if (!field) return nullptr;
+  return {{"value", utf8(field->value)}, {"selection", {field->selectionStart, field->selectionLength}}};
+}
+
 Checked<void> loadApplications(SimDesktop& desktop, const json& list) {
   if (!list.is_array()) return wrongType("applications", "a list");
   desktop.removeAllApplications();
@@ -56,7 +97,12 @@ Checked<void> loadApplications(SimDesktop& desktop, const json& list) {
     ORLA_TRY(readField(item, "frontmost", isFront));
     nextPid = std::max(nextPid, app.processIdentifier) + 1;
     if (isFront) frontmost = app.processIdentifier;
+    const ProcessId pid = app.processIdentifier;
     desktop.addApplication(std::move(app));
+    ORLA_TRY(readTextField(desktop, pid, item));
+    bool refuses = false;
+    ORLA_TRY(readField(item, "refusesActivation", refuses));
+    desktop.setRefusesActivation(pid, refuses);
   }
   if (frontmost) desktop.setFrontmost(frontmost);
   return {};
@@ -118,6 +164,7 @@ Checked<void> loadState(SimDesktop& desktop, const json& state) {
     ORLA_TRY(readField(*it, "frontmost", frontmost));
     desktop.setHost(host);
     if (frontmost) desktop.setFrontmost(host.processIdentifier);
+    ORLA_TRY(readTextField(desktop, host.processIdentifier, *it));
   }
 
   if (auto it = state.find("lastUserApp"); it != state.end()) {
@@ -145,6 +192,7 @@ json saveState(const SimDesktop& desktop) {
                    {"name", host.name},
                    {"pid", host.processIdentifier},
                    {"frontmost", desktop.hostIsFrontmost()}};
+  if (auto field = desktop.textField(host.processIdentifier)) state["host"]["textField"] = writeTextField(field);
   if (auto last = TypingTargetContext::lastUserAppBundleID()) state["lastUserApp"] = *last;
   else state["lastUserApp"] = nullptr;
   json apps = json::array();
@@ -157,6 +205,7 @@ json saveState(const SimDesktop& desktop) {
                  {"frontmost", app.active},
                  {"hidden", app.hidden}};
     if (!app.executablePath.empty()) item["executablePath"] = app.executablePath;
+    if (auto field = desktop.textField(app.processIdentifier)) item["textField"] = writeTextField(field);
     apps.push_back(std::move(item));
   }
   state["applications"] = std::move(apps);

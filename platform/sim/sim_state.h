@@ -9,7 +9,13 @@
 //    "lastUserApp": "com.apple.TextEdit",
 //    "applications": [{"name": "Finder", "bundleIdentifier": "com.apple.finder",
 //                      "pid": 200, "path": "/System/Library/CoreServices/Finder.app",
-//                      "frontmost": true, "hidden": false}]}
+//                      "frontmost": true, "hidden": false,
+//                      "textField": {"value": "Dear ", "selection": [5, 0]},
+//                      "refusesActivation": false}]}
+//
+// A text field's selection is a start and a length in UTF-16 units.
+// "refusesActivation" is a behaviour of the simulation, read but not written
+// back.
 //
 // Every key is optional; an absent one keeps the desktop's default.
 #pragma once

@@ -6,6 +6,8 @@
 
 #include "plugins/flow/conditional_plugin.h"
 #include "plugins/framework/orla_plugin.h"
+#include "plugins/input/key_shortcut_plugin.h"
+#include "plugins/text/type_text_plugin.h"
 
 namespace orla {
 
@@ -38,8 +40,8 @@ constexpr std::array<Row, 31> kTable{{
     {{"FolderShortcut", "FolderPlugin", false}, nullptr},
     {{"InterfaceShortcut", "InterfacePlugin", false}, nullptr},
     {{"JavaScriptAction", "JavaScriptPlugin", false}, nullptr},
-    {{"KeyShortcut", "KeyShortcutPlugin", false}, nullptr},
-    {{"KeyboardShortcut", "TypeTextPlugin", false}, nullptr},
+    {{"KeyShortcut", "KeyShortcutPlugin", true}, &make<KeyShortcutPlugin>},
+    {{"KeyboardShortcut", "TypeTextPlugin", true}, &make<TypeTextPlugin>},
     {{"MenuShortcut", "MenuPlugin", false}, nullptr},
     {{"MessageShortcut", "MessagePlugin", false}, nullptr},
     {{"MouseShortcut", "MousePlugin", false}, nullptr},

@@ -17,7 +17,12 @@ HostRunner::HostRunner(std::shared_ptr<Platform> platform, Output& output)
       });
 }
 
-HostRunner::~HostRunner() { platform_->notifications().removeObserver(observer_); }
+HostRunner::~HostRunner() {
+  // Work an action scheduled for later (a clipboard restore) still happens
+  // before the host goes away.
+  platform_->scheduler().waitUntilIdle();
+  platform_->notifications().removeObserver(observer_);
+}
 
 const Shortcut* HostRunner::findShortcut(std::string_view name) const {
   for (const Shortcut& shortcut : library_)

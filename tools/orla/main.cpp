@@ -137,13 +137,6 @@ int realMain(int argc, char** argv) {
   try {
     if ((!options.simState.empty() || !options.stateOut.empty() || options.trace) && !options.sim)
       throw UsageError{"--trace, --state-out and a state file need --sim"};
-    // Open the state file first, so a path that cannot be written stops the
-    // run before any action has acted.
-    std::ofstream stateOut;
-    if (!options.stateOut.empty()) {
-      stateOut.open(options.stateOut);
-      if (!stateOut) throw UsageError{"cannot write " + options.stateOut};
-    }
 
     Output output(std::cout, options.json);
     if (list->parsed()) {
@@ -159,6 +152,14 @@ int realMain(int argc, char** argv) {
       Platform::setCurrent(platform);
     } else {
       platform = Platform::current();
+    }
+
+    // Open the state file now, so a path that cannot be written stops the
+    // run before any action has acted.
+    std::ofstream stateOut;
+    if (!options.stateOut.empty()) {
+      stateOut.open(options.stateOut);
+      if (!stateOut) throw UsageError{"cannot write " + options.stateOut};
     }
 
     HostRunner host(platform, output);
@@ -185,6 +186,8 @@ int realMain(int argc, char** argv) {
       }
     }
 
+    // A clipboard restore scheduled by the last action belongs to the run.
+    platform->scheduler().waitUntilIdle();
     if (desktop && options.trace)
       for (const sim::TraceEntry& entry : desktop->trace()) output.trace(entry);
     if (desktop && stateOut.is_open()) {

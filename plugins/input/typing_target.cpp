@@ -1,0 +1,40 @@
+#include "plugins/input/typing_target.h"
+
+#include "models/typing_target_context.h"
+
+namespace orla {
+
+namespace {
+
+constexpr int kActivationPolls = 20;
+constexpr auto kActivationPollInterval = std::chrono::milliseconds(50);
+
+}  // namespace
+
+bool ensureTypingTarget(Platform& platform) {
+  Workspace& workspace = platform.workspace();
+  const std::string hostId = platform.host().bundleIdentifier();
+  const auto front = workspace.frontmostApplication();
+  const std::string frontId = front ? front->bundleIdentifier : std::string();
+  if (hostId.empty() || frontId != hostId) return true;
+
+  const auto target = TypingTargetContext::lastUserAppBundleID();
+  if (!target) return false;
+  std::optional<ProcessId> pid;
+  for (const RunningApplication& app : workspace.runningApplications()) {
+    if (app.bundleIdentifier == *target) {
+      pid = app.processIdentifier;
+      break;
+    }
+  }
+  if (!pid) return false;
+  workspace.activate(*pid, activation_options::ignoringOtherApps);
+  for (int attempt = 0; attempt < kActivationPolls; ++attempt) {
+    platform.clock().sleep(kActivationPollInterval);
+    const auto now = workspace.frontmostApplication();
+    if (now && now->processIdentifier == *pid) return true;
+  }
+  return false;
+}
+
+}  // namespace orla

@@ -1,0 +1,15 @@
+// ensureTypingTarget: makes sure the keys or text about to be posted reach
+// the application the user works in, not the host. When the user pressed
+// Test in the host's editor the host is in front; the application used
+// before it is brought back first.
+#pragma once
+
+#include "platform/platform.h"
+
+namespace orla {
+
+// True when an application other than the host is in front, or could be
+// brought there within about a second.
+bool ensureTypingTarget(Platform& platform);
+
+}  // namespace orla

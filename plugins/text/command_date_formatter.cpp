@@ -1,0 +1,78 @@
+#include "plugins/text/command_date_formatter.h"
+
+#include <unicode/dtfmtsym.h>
+#include <unicode/fieldpos.h>
+#include <unicode/smpdtfmt.h>
+#include <unicode/timezone.h>
+
+#include <chrono>
+#include <memory>
+
+namespace orla {
+
+namespace {
+
+icu::UnicodeString fromUtf8(std::string_view text) {
+  return icu::UnicodeString::fromUTF8(
+      icu::StringPiece(text.data(), static_cast<int32_t>(text.size())));
+}
+
+// ICU answers an unknown id with the "Etc/Unknown" zone (GMT) rather than an
+// error; a typo in a zone name must not quietly print GMT times.
+std::unique_ptr<icu::TimeZone> knownZone(std::string_view id) {
+  std::unique_ptr<icu::TimeZone> zone(icu::TimeZone::createTimeZone(fromUtf8(id)));
+  icu::UnicodeString resolved;
+  if (!zone || zone->getID(resolved) == icu::UnicodeString(UCAL_UNKNOWN_ZONE_ID)) return nullptr;
+  return zone;
+}
+
+// ICU formats an unknown pattern letter ("j", "I") as nothing and reports no
+// error, so "yyyy jjj" would come out as "2024 " without a word. Such a
+// pattern is a mistake in the user's format; it is refused as a whole so that
+// the user sees that the format is wrong instead of a half-formatted date.
+bool hasOnlyKnownLetters(const icu::UnicodeString& pattern) {
+  const icu::UnicodeString letters(icu::DateFormatSymbols::getPatternUChars());
+  bool quoted = false;
+  for (int32_t i = 0; i < pattern.length(); ++i) {
+    const char16_t c = pattern.charAt(i);
+    if (c == u'\'') {
+      quoted = !quoted;  // '' toggles twice: a literal quote, in or out of a quoted run
+      continue;
+    }
+    if (quoted) continue;
+    const bool asciiLetter = (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z');
+    if (asciiLetter && letters.indexOf(c) < 0) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+std::string CommandDateFormatter::string(TimePoint date, std::string_view format,
+                                         std::string_view locale, std::string_view timeZone) {
+  const icu::UnicodeString pattern = fromUtf8(format);
+  if (pattern.isBogus() || !hasOnlyKnownLetters(pattern)) return {};
+  auto zone = knownZone(timeZone);
+  if (!zone) return {};
+
+  // A formatter per call: SimpleDateFormat is not safe to share between
+  // threads, and this is called rarely enough that building one costs nothing
+  // the user could notice.
+  UErrorCode status = U_ZERO_ERROR;
+  icu::SimpleDateFormat formatter(pattern, icu::Locale(std::string(locale).c_str()), status);
+  if (U_FAILURE(status)) return {};
+  formatter.adoptTimeZone(zone.release());
+
+  // Floor, not truncate: an instant a fraction of a millisecond before 1970
+  // still belongs to the previous second.
+  const auto millis = std::chrono::floor<std::chrono::milliseconds>(date.time_since_epoch());
+  icu::UnicodeString text;
+  icu::FieldPosition position;
+  formatter.format(static_cast<UDate>(millis.count()), text, position, status);
+  if (U_FAILURE(status)) return {};
+  std::string result;
+  text.toUTF8String(result);
+  return result;
+}
+
+}  // namespace orla
