@@ -81,7 +81,11 @@ TEST_F(PluginRegistryTest, SurvivesEmptyWrongAndHugeParameters) {
   };
   const char* keys[] = {"subAction", "actionType", "Action", "shortcutName", "shortcut", "Name",
                         "conditionType", "negate", "pattern", "path", "appName", "envVar",
-                        "expected", "startHour", "endHour", "dayOfWeek", "_previousResult"};
+                        "expected", "startHour", "endHour", "dayOfWeek", "_previousResult",
+                        "keyDown", "keyUp", "keycode", "Keycode", "modifiers", "command", "shift",
+                        "option", "control", "capsLock", "function", "hasKey", "asciiCode",
+                        "text", "Text", "string", "TypeText", "dateFormat", "Format", "filePath",
+                        "Path", "charsPerSecond", "charSecond", "usePaste"};
   std::vector<ActionData> inputs{ActionData{}};
   for (const AnyCodable& value : values) {
     ActionData all;
