@@ -31,18 +31,4 @@ std::optional<std::int64_t> AnyCodable::intValue() const {
   return std::nullopt;
 }
 
-std::string_view kindName(AnyCodable::Kind kind) {
-  switch (kind) {
-    case AnyCodable::Kind::string: return "string";
-    case AnyCodable::Kind::int_: return "int";
-    case AnyCodable::Kind::double_: return "double";
-    case AnyCodable::Kind::bool_: return "bool";
-    case AnyCodable::Kind::data: return "data";
-    case AnyCodable::Kind::array: return "array";
-    case AnyCodable::Kind::dictionary: return "dictionary";
-    case AnyCodable::Kind::null: return "null";
-  }
-  return "unknown";
-}
-
 }  // namespace orla

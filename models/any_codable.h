@@ -74,7 +74,4 @@ class AnyCodable {
       value_;
 };
 
-// A short name of the case, for diagnostics ("string", "int", ...).
-std::string_view kindName(AnyCodable::Kind kind);
-
 }  // namespace orla

@@ -1,5 +1,7 @@
 #include "models/calendar.h"
 
+#include "models/icu_support.h"
+
 #include <unicode/calendar.h>
 #include <unicode/gregocal.h>
 #include <unicode/timezone.h>
@@ -11,14 +13,6 @@ namespace orla {
 
 namespace {
 
-std::unique_ptr<icu::TimeZone> makeZone(std::string_view id) {
-  auto zone = std::unique_ptr<icu::TimeZone>(icu::TimeZone::createTimeZone(
-      icu::UnicodeString::fromUTF8(icu::StringPiece(id.data(), static_cast<int32_t>(id.size())))));
-  icu::UnicodeString resolved;
-  if (!zone || zone->getID(resolved) == icu::UnicodeString(UCAL_UNKNOWN_ZONE_ID)) return nullptr;
-  return zone;
-}
-
 double toMillis(TimePoint instant) {
   return static_cast<double>(
       std::chrono::duration_cast<std::chrono::milliseconds>(instant.time_since_epoch()).count());
@@ -26,11 +20,18 @@ double toMillis(TimePoint instant) {
 
 }  // namespace
 
-bool isKnownTimeZone(std::string_view timeZone) { return makeZone(timeZone) != nullptr; }
+std::unique_ptr<icu::TimeZone> knownTimeZone(std::string_view id) {
+  std::unique_ptr<icu::TimeZone> zone(icu::TimeZone::createTimeZone(unicodeString(id)));
+  icu::UnicodeString resolved;
+  if (!zone || zone->getID(resolved) == icu::UnicodeString(UCAL_UNKNOWN_ZONE_ID)) return nullptr;
+  return zone;
+}
+
+bool isKnownTimeZone(std::string_view timeZone) { return knownTimeZone(timeZone) != nullptr; }
 
 Checked<CalendarFields> calendarFields(TimePoint instant, std::string_view timeZone,
                                        std::string_view locale) {
-  auto zone = makeZone(timeZone);
+  auto zone = knownTimeZone(timeZone);
   if (!zone) return fail("The time zone “" + std::string(timeZone) + "” is not known.");
   UErrorCode status = U_ZERO_ERROR;
   std::unique_ptr<icu::Calendar> calendar(icu::Calendar::createInstance(
@@ -50,7 +51,7 @@ Checked<CalendarFields> calendarFields(TimePoint instant, std::string_view timeZ
 }
 
 std::optional<TimePoint> parseLocalDateTime(std::string_view text, std::string_view timeZone) {
-  auto zone = makeZone(timeZone);
+  auto zone = knownTimeZone(timeZone);
   if (!zone) return std::nullopt;
   int year, month, day, hour, minute, second = 0;
   char separator = 0;

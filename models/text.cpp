@@ -1,5 +1,7 @@
 #include "models/text.h"
 
+#include "models/icu_support.h"
+
 #include <unicode/locid.h>
 #include <unicode/normalizer2.h>
 #include <unicode/uchar.h>
@@ -37,22 +39,31 @@ std::string_view trimWhitespaceAndNewlines(std::string_view text) {
   return text.substr(static_cast<size_t>(begin), static_cast<size_t>(end - begin));
 }
 
-namespace {
-
-icu::UnicodeString fromUtf8(std::string_view text) {
-  return icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<int32_t>(text.size())));
+icu::UnicodeString unicodeString(std::string_view utf8) {
+  return icu::UnicodeString::fromUTF8(icu::StringPiece(utf8.data(), static_cast<int32_t>(utf8.size())));
 }
 
-std::string toUtf8(const icu::UnicodeString& text) {
+std::string utf8String(const icu::UnicodeString& text) {
   std::string out;
   text.toUTF8String(out);
   return out;
 }
 
+std::u16string toUtf16(std::string_view utf8) {
+  const icu::UnicodeString u = unicodeString(utf8);
+  return std::u16string(u.getBuffer(), static_cast<size_t>(u.length()));
+}
+
+std::string toUtf8(std::u16string_view utf16) {
+  return utf8String(icu::UnicodeString(utf16.data(), static_cast<int32_t>(utf16.size())));
+}
+
+namespace {
+
 icu::UnicodeString foldedNfd(std::string_view text) {
   UErrorCode status = U_ZERO_ERROR;
   const icu::Normalizer2* nfd = icu::Normalizer2::getNFDInstance(status);
-  icu::UnicodeString folded = fromUtf8(text);
+  icu::UnicodeString folded = unicodeString(text);
   folded.foldCase(U_FOLD_CASE_DEFAULT);
   if (U_FAILURE(status)) return folded;
   icu::UnicodeString normalized = nfd->normalize(folded, status);
@@ -74,9 +85,9 @@ std::string toLowercase(std::string_view text) {
       if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
     return out;
   }
-  icu::UnicodeString u = fromUtf8(text);
+  icu::UnicodeString u = unicodeString(text);
   u.toLower(icu::Locale::getRoot());
-  return toUtf8(u);
+  return utf8String(u);
 }
 
 bool equalsIgnoringCase(std::string_view a, std::string_view b) {

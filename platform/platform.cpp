@@ -41,26 +41,4 @@ void Platform::setCurrent(std::shared_ptr<Platform> platform) {
   currentSlot() = std::move(platform);
 }
 
-std::string_view capabilityName(Capability capability) {
-  switch (capability) {
-    case Capability::pasteboard: return "pasteboard";
-    case Capability::workspace: return "workspace";
-    case Capability::accessibility: return "accessibility";
-    case Capability::keyboardEvents: return "keyboardEvents";
-    case Capability::mouseEvents: return "mouseEvents";
-    case Capability::displays: return "displays";
-    case Capability::popUpMenus: return "popUpMenus";
-    case Capability::alerts: return "alerts";
-    case Capability::appleScript: return "appleScript";
-    case Capability::http: return "http";
-    case Capability::processes: return "processes";
-    case Capability::keychain: return "keychain";
-    case Capability::trash: return "trash";
-    case Capability::recentDocuments: return "recentDocuments";
-    case Capability::printers: return "printers";
-    case Capability::sound: return "sound";
-  }
-  return "unknown";
-}
-
 }  // namespace orla

@@ -41,8 +41,6 @@ enum class Capability {
   sound,
 };
 
-std::string_view capabilityName(Capability capability);
-
 class Platform {
  public:
   struct Services {

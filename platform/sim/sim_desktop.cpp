@@ -1,6 +1,6 @@
 #include "platform/sim/sim_desktop.h"
 
-#include <unicode/unistr.h>
+#include "models/text.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -19,10 +19,7 @@ std::string describe(const KeyboardEvent& event) {
                 static_cast<unsigned>(event.keyCode), static_cast<unsigned long long>(event.flags));
   std::string text = head;
   if (!event.unicodeString.empty()) {
-    std::string utf8;
-    icu::UnicodeString(event.unicodeString.data(), static_cast<int32_t>(event.unicodeString.size()))
-        .toUTF8String(utf8);
-    text += " \u201C" + utf8 + "\u201D";
+    text += " " + quoted(toUtf8(event.unicodeString));
   }
   return text;
 }
@@ -237,9 +234,7 @@ std::optional<SimTextField> SimDesktop::textField(ProcessId pid) const {
 std::string SimDesktop::textFieldValue(ProcessId pid) const {
   auto field = textField(pid);
   if (!field) return {};
-  std::string out;
-  icu::UnicodeString(field->value.data(), static_cast<int32_t>(field->value.size())).toUTF8String(out);
-  return out;
+  return toUtf8(field->value);
 }
 
 Checked<void> SimDesktop::postKeyEvent(const KeyboardEvent& event) {
@@ -268,8 +263,7 @@ void SimDesktop::typeLocked(const KeyboardEvent& event) {
   const EventFlags modifiers = event.flags & event_flags::modifierMask;
   if (event.keyCode == kV && (modifiers & event_flags::command)) {
     if (!clipboard_) return;
-    icu::UnicodeString text = icu::UnicodeString::fromUTF8(*clipboard_);
-    insert.assign(text.getBuffer(), static_cast<size_t>(text.length()));
+    insert = toUtf16(*clipboard_);
   } else if (modifiers & (event_flags::command | event_flags::control)) {
     return;
   } else if (!event.unicodeString.empty()) {

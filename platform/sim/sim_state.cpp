@@ -1,10 +1,9 @@
 #include "platform/sim/sim_state.h"
 
-#include <unicode/unistr.h>
-
 #include <nlohmann/json.hpp>
 
 #include "models/calendar.h"
+#include "models/text.h"
 #include "models/typing_target_context.h"
 
 namespace orla::sim {
@@ -39,17 +38,6 @@ Checked<void> readField(const json& object, std::string_view key, T& out) {
     if (auto r = (expr); !r) return r; \
   } while (0)
 
-std::u16string utf16(const std::string& text) {
-  icu::UnicodeString u = icu::UnicodeString::fromUTF8(text);
-  return std::u16string(u.getBuffer(), static_cast<size_t>(u.length()));
-}
-
-std::string utf8(const std::u16string& text) {
-  std::string out;
-  icu::UnicodeString(text.data(), static_cast<int32_t>(text.size())).toUTF8String(out);
-  return out;
-}
-
 // "textField": {"value": "Dear Ada,", "selection": [5, 4]}: the selection is
 // a start and a length in UTF-16 units; absent, the caret ends the text.
 Checked<void> readTextField(SimDesktop& desktop, ProcessId pid, const json& owner) {
@@ -58,7 +46,7 @@ Checked<void> readTextField(SimDesktop& desktop, ProcessId pid, const json& owne
   if (!it->is_object()) return wrongType("textField", "an object");
   std::string value;
   ORLA_TRY(readField(*it, "value", value));
-  SimTextField field{utf16(value), 0, 0};
+  SimTextField field{toUtf16(value), 0, 0};
   field.selectionStart = field.value.size();
   if (auto sel = it->find("selection"); sel != it->end()) {
     if (!sel->is_array() || sel->size() != 2 || !(*sel)[0].is_number_unsigned() ||
@@ -75,7 +63,7 @@ Checked<void> readTextField(SimDesktop& desktop, ProcessId pid, const json& owne
 
 json writeTextField(const std::optional<SimTextField>& field) {
   if (!field) return nullptr;
-  return {{"value", utf8(field->value)}, {"selection", {field->selectionStart, field->selectionLength}}};
+  return {{"value", toUtf8(field->value)}, {"selection", {field->selectionStart, field->selectionLength}}};
 }
 
 Checked<void> loadApplications(SimDesktop& desktop, const json& list) {

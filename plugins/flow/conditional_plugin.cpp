@@ -2,6 +2,7 @@
 
 #include <unicode/regex.h>
 
+#include "models/icu_support.h"
 #include "models/parameter_readers.h"
 #include "models/text.h"
 
@@ -23,15 +24,11 @@ std::int64_t endHour(const ActionData& d) { return readIntOr(d, {"endHour"}, 24)
 std::int64_t weekday(const ActionData& d) { return readIntOr(d, {"dayOfWeek"}, 1); }
 bool negate(const ActionData& d) { return readSwitchOr(d, {"negate"}); }
 
-icu::UnicodeString utf16(std::string_view text) {
-  return icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<int32_t>(text.size())));
-}
-
 std::unique_ptr<icu::RegexPattern> compile(std::string_view source) {
   UErrorCode status = U_ZERO_ERROR;
   UParseError where{};
   std::unique_ptr<icu::RegexPattern> compiled(
-      icu::RegexPattern::compile(utf16(source), where, status));
+      icu::RegexPattern::compile(unicodeString(source), where, status));
   return U_SUCCESS(status) ? std::move(compiled) : nullptr;
 }
 
@@ -44,7 +41,7 @@ bool regexFinds(std::string_view source, std::string_view text) {
   auto compiled = compile(source);
   if (!compiled) return false;
   UErrorCode status = U_ZERO_ERROR;
-  const icu::UnicodeString subject = utf16(text);
+  const icu::UnicodeString subject = unicodeString(text);
   std::unique_ptr<icu::RegexMatcher> matcher(compiled->matcher(subject, status));
   if (U_FAILURE(status)) return false;
   matcher->setTimeLimit(kRegexStepLimit, status);

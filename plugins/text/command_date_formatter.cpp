@@ -1,5 +1,7 @@
 #include "plugins/text/command_date_formatter.h"
 
+#include "models/icu_support.h"
+
 #include <unicode/dtfmtsym.h>
 #include <unicode/fieldpos.h>
 #include <unicode/smpdtfmt.h>
@@ -11,20 +13,6 @@
 namespace orla {
 
 namespace {
-
-icu::UnicodeString fromUtf8(std::string_view text) {
-  return icu::UnicodeString::fromUTF8(
-      icu::StringPiece(text.data(), static_cast<int32_t>(text.size())));
-}
-
-// ICU answers an unknown id with the "Etc/Unknown" zone (GMT) rather than an
-// error; a typo in a zone name must not quietly print GMT times.
-std::unique_ptr<icu::TimeZone> knownZone(std::string_view id) {
-  std::unique_ptr<icu::TimeZone> zone(icu::TimeZone::createTimeZone(fromUtf8(id)));
-  icu::UnicodeString resolved;
-  if (!zone || zone->getID(resolved) == icu::UnicodeString(UCAL_UNKNOWN_ZONE_ID)) return nullptr;
-  return zone;
-}
 
 // ICU formats an unknown pattern letter ("j", "I") as nothing and reports no
 // error, so "yyyy jjj" would come out as "2024 " without a word. Such a
@@ -50,9 +38,10 @@ bool hasOnlyKnownLetters(const icu::UnicodeString& pattern) {
 
 std::string CommandDateFormatter::string(TimePoint date, std::string_view format,
                                          std::string_view locale, std::string_view timeZone) {
-  const icu::UnicodeString pattern = fromUtf8(format);
+  const icu::UnicodeString pattern = unicodeString(format);
   if (pattern.isBogus() || !hasOnlyKnownLetters(pattern)) return {};
-  auto zone = knownZone(timeZone);
+  // A typo in a zone name must not quietly print GMT times.
+  auto zone = knownTimeZone(timeZone);
   if (!zone) return {};
 
   // A formatter per call: SimpleDateFormat is not safe to share between
@@ -70,9 +59,7 @@ std::string CommandDateFormatter::string(TimePoint date, std::string_view format
   icu::FieldPosition position;
   formatter.format(static_cast<UDate>(millis.count()), text, position, status);
   if (U_FAILURE(status)) return {};
-  std::string result;
-  text.toUTF8String(result);
-  return result;
+  return utf8String(text);
 }
 
 }  // namespace orla

@@ -5,6 +5,7 @@
 
 #include <cmath>
 
+#include "models/icu_support.h"
 #include "models/parameter_readers.h"
 #include "models/text.h"
 #include "plugins/input/typing_target.h"
@@ -158,8 +159,7 @@ PluginResult TypeTextPlugin::type(const std::string& text, std::chrono::microsec
 }
 
 std::vector<std::u16string> graphemeClusters(std::string_view text) {
-  const icu::UnicodeString u = icu::UnicodeString::fromUTF8(
-      icu::StringPiece(text.data(), static_cast<int32_t>(text.size())));
+  const icu::UnicodeString u = unicodeString(text);
   std::vector<std::u16string> out;
   UErrorCode status = U_ZERO_ERROR;
   std::unique_ptr<icu::BreakIterator> it(icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));

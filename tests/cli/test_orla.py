@@ -360,6 +360,14 @@ class UsageErrorTest(OrlaTestCase):
         self.assertFalse(out.exists())
         self.assertUsageError(self.orla("--json", "--trace", "run", "OrlaShortcut"), "--sim")
 
+    def test_usage_error_writes_no_state_file(self):
+        out = self.tmp / "out.json"
+        for args in (["run", "NoSuchKind"], ["run", "OrlaShortcut", "{bad"],
+                     ["sequence", self.tmp / "absent.json"]):
+            with self.subTest(args=args):
+                self.assertUsageError(self.sim("--state-out", out, *args))
+                self.assertFalse(out.exists())
+
     def test_unwritable_state_out_stops_before_any_action(self):
         run = self.sim("--state-out", self.tmp / "absent" / "out.json", "run", "OrlaShortcut")
         self.assertUsageError(run, "cannot write")

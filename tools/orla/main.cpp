@@ -9,6 +9,7 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <optional>
 #include <nlohmann/json.hpp>
 #include <set>
 
@@ -154,20 +155,14 @@ int realMain(int argc, char** argv) {
       platform = Platform::current();
     }
 
-    // Open the state file now, so a path that cannot be written stops the
-    // run before any action has acted.
-    std::ofstream stateOut;
-    if (!options.stateOut.empty()) {
-      stateOut.open(options.stateOut);
-      if (!stateOut) throw UsageError{"cannot write " + options.stateOut};
-    }
-
+    // Every input is read and checked before anything acts or is written.
     HostRunner host(platform, output);
-    bool ok = true;
+    ActionData data;
+    std::optional<Shortcut> single;
+    const Shortcut* start = nullptr;
     if (validate->parsed() || run->parsed()) {
       requireKnownKind(kind);
-      const ActionData data = readParams(params);
-      ok = validate->parsed() ? host.validate(kind, data) : host.run(kind, data);
+      data = readParams(params);
     } else if (sequence->parsed()) {
       std::error_code ec;
       if (std::filesystem::is_directory(path, ec)) {
@@ -176,15 +171,28 @@ int realMain(int argc, char** argv) {
         if (library->empty()) throw UsageError{"no shortcut files (*.json) in " + path};
         host.setLibrary(std::move(library).value());
         if (shortcutName.empty()) throw UsageError{"name the shortcut of " + path + " to run"};
-        const Shortcut* start = host.findShortcut(shortcutName);
+        start = host.findShortcut(shortcutName);
         if (!start) throw UsageError{"no shortcut named " + orla::quoted(shortcutName) + " in " + path};
-        ok = host.runShortcut(*start);
       } else {
         auto shortcut = loadShortcut(path);
         if (!shortcut) throw UsageError{shortcut.error()};
-        ok = host.runShortcut(*shortcut);
+        single = std::move(shortcut).value();
+        start = &*single;
       }
     }
+
+    // Opened before the run, so a path that cannot be written stops it
+    // before any action has acted.
+    std::ofstream stateOut;
+    if (!options.stateOut.empty()) {
+      stateOut.open(options.stateOut);
+      if (!stateOut) throw UsageError{"cannot write " + options.stateOut};
+    }
+
+    bool ok = true;
+    if (validate->parsed()) ok = host.validate(kind, data);
+    else if (run->parsed()) ok = host.run(kind, data);
+    else if (start) ok = host.runShortcut(*start);
 
     // A clipboard restore scheduled by the last action belongs to the run.
     platform->scheduler().waitUntilIdle();
