@@ -19,7 +19,8 @@ std::string describe(const KeyboardEvent& event) {
                 static_cast<unsigned>(event.keyCode), static_cast<unsigned long long>(event.flags));
   std::string text = head;
   if (!event.unicodeString.empty()) {
-    text += " " + quoted(toUtf8(event.unicodeString));
+    text += ' ';
+    text += quoted(toUtf8(event.unicodeString));
   }
   return text;
 }
