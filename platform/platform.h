@@ -18,6 +18,7 @@
 #include "platform/notifications.h"
 #include "platform/pasteboard.h"
 #include "platform/scheduler.h"
+#include "platform/scripting.h"
 #include "platform/workspace.h"
 
 namespace orla {
@@ -55,6 +56,7 @@ class Platform {
     std::unique_ptr<Environment> environment;
     std::unique_ptr<Files> files;
     std::unique_ptr<Host> host;
+    std::unique_ptr<Scripting> scripting;
   };
 
   Platform(std::string name, Services services, std::set<Capability> capabilities);
@@ -74,6 +76,7 @@ class Platform {
   Environment& environment() const { return *services_.environment; }
   Files& files() const { return *services_.files; }
   Host& host() const { return *services_.host; }
+  Scripting& scripting() const { return *services_.scripting; }
 
   // The process default: the native desktop unless a host or a test put
   // another platform in its place.

@@ -5,6 +5,7 @@
 #include "platform/accessibility.h"
 #include "platform/events.h"
 #include "platform/pasteboard.h"
+#include "platform/scripting.h"
 
 namespace orla {
 
@@ -15,6 +16,17 @@ class UnavailablePasteboard : public Pasteboard {
     return fail("The clipboard is not available on this desktop in this build of Orla.");
   }
   std::int64_t changeCount() const override { return 0; }
+  PasteboardSnapshot snapshot() const override { return {}; }
+  Checked<void> restore(const PasteboardSnapshot&) override {
+    return fail("The clipboard is not available on this desktop in this build of Orla.");
+  }
+};
+
+class UnavailableScripting : public Scripting {
+ public:
+  Checked<std::unique_ptr<Script>> compile(std::string_view) override {
+    return fail("AppleScript is not available on this desktop; it needs macOS.");
+  }
 };
 
 class UnavailableKeyboardEvents : public KeyboardEvents {

@@ -81,6 +81,7 @@ std::shared_ptr<Platform> makeNativePlatform() {
   services.environment = std::make_unique<posix::PosixEnvironment>();
   services.files = std::make_unique<posix::PosixFiles>();
   services.host = std::make_unique<linux_desktop::ProcessHost>();
+  services.scripting = std::make_unique<UnavailableScripting>();
   return std::make_shared<Platform>("linux", std::move(services),
                                     std::set<Capability>{Capability::workspace});
 }

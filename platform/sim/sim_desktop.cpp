@@ -110,13 +110,49 @@ void SimDesktop::setEnvironment(std::map<std::string, std::string> environment) 
 
 std::optional<std::string> SimDesktop::clipboardText() const {
   std::lock_guard lock(mutex_);
-  return clipboard_;
+  return clipboardTextLocked();
+}
+
+std::optional<std::string> SimDesktop::clipboardTextLocked() const {
+  if (clipboard_.empty()) return std::nullopt;
+  const std::string* text = clipboard_.front().bytes(pasteboard_types::plainText);
+  // The system decodes the bytes; text that is not UTF-8 reads as none.
+  if (!text || !isValidUtf8(*text)) return std::nullopt;
+  return *text;
 }
 
 void SimDesktop::setClipboardText(std::optional<std::string> text) {
+  PasteboardSnapshot items;
+  if (text) items.push_back({{{std::string(pasteboard_types::plainText), std::move(*text)}}});
+  setClipboardItems(std::move(items));
+}
+
+PasteboardSnapshot SimDesktop::clipboardItems() const {
   std::lock_guard lock(mutex_);
-  clipboard_ = std::move(text);
+  return clipboard_;
+}
+
+void SimDesktop::setClipboardItems(PasteboardSnapshot items) {
+  std::lock_guard lock(mutex_);
+  clipboard_ = std::move(items);
   ++changeCount_;
+}
+
+void SimDesktop::setScriptAnswer(std::string source, SimScriptAnswer answer) {
+  std::lock_guard lock(mutex_);
+  scripts_[std::move(source)] = std::move(answer);
+}
+
+std::map<std::string, SimScriptAnswer> SimDesktop::scriptAnswers() const {
+  std::lock_guard lock(mutex_);
+  return scripts_;
+}
+
+std::optional<SimScriptAnswer> SimDesktop::scriptAnswer(const std::string& source) const {
+  std::lock_guard lock(mutex_);
+  auto it = scripts_.find(source);
+  if (it == scripts_.end()) return std::nullopt;
+  return it->second;
 }
 
 std::int64_t SimDesktop::clipboardChangeCount() const {
@@ -250,9 +286,10 @@ Checked<void> SimDesktop::postKeyEvent(const KeyboardEvent& event) {
   return {};
 }
 
-// A key-down reaches the frontmost application's text field: ⌘V pastes the
-// clipboard's text over the selection; an event carrying text inserts it, as
-// do Return and Tab. Other keys are recorded only.
+// A key-down reaches the frontmost application's text field: ⌘C and ⌘X
+// copy the selection (⌘X then deletes it), ⌘V pastes the clipboard's text
+// over the selection; an event carrying text inserts it, as do Return and
+// Tab. Other keys are recorded only.
 void SimDesktop::typeLocked(const KeyboardEvent& event) {
   SimTextField* field = nullptr;
   if (frontmost_ == host_.processIdentifier && hostTextField_) field = &*hostTextField_;
@@ -260,11 +297,31 @@ void SimDesktop::typeLocked(const KeyboardEvent& event) {
     if (App* app = findLocked(*frontmost_); app && app->textField) field = &*app->textField;
   if (!field) return;
   std::u16string insert;
-  constexpr KeyCode kV = 9, kReturn = 36, kTab = 48, kKeypadEnter = 76;
+  constexpr KeyCode kX = 7, kC = 8, kV = 9, kReturn = 36, kTab = 48, kKeypadEnter = 76;
   const EventFlags modifiers = event.flags & event_flags::modifierMask;
-  if (event.keyCode == kV && (modifiers & event_flags::command)) {
-    if (!clipboard_) return;
-    insert = toUtf16(*clipboard_);
+  const bool command = modifiers & event_flags::command;
+  if ((event.keyCode == kC || event.keyCode == kX) && command) {
+    if (field->selectionLength == 0) return;  // nothing selected: the clipboard stays as it is
+    if (field->selectionContent) {
+      clipboard_ = *field->selectionContent;
+    } else {
+      const std::u16string selected = field->value.substr(field->selectionStart, field->selectionLength);
+      clipboard_ = {PasteboardItem{{{std::string(pasteboard_types::plainText), toUtf8(selected)}}}};
+    }
+    ++changeCount_;
+    trace_.push_back({"clipboard", event.keyCode == kC ? "copy selection" : "cut selection"});
+    if (event.keyCode == kX) {
+      field->value.erase(field->selectionStart, field->selectionLength);
+      field->selectionLength = 0;
+    }
+    return;
+  }
+  if (event.keyCode == kV && command) {
+    auto text = clipboardTextLocked();
+    if (!text) return;
+    insert = toUtf16(*text);
+    // What is pasted is plain text; the field's selection is text again.
+    field->selectionContent.reset();
   } else if (modifiers & (event_flags::command | event_flags::control)) {
     return;
   } else if (!event.unicodeString.empty()) {
@@ -277,6 +334,7 @@ void SimDesktop::typeLocked(const KeyboardEvent& event) {
     return;
   }
   field->value.replace(field->selectionStart, field->selectionLength, insert);
+  field->selectionContent.reset();
   field->selectionStart += insert.size();
   field->selectionLength = 0;
 }

@@ -28,14 +28,26 @@ struct TraceEntry {
 };
 
 // The text field of a simulated application: it inserts what is typed into
-// it (text-carrying events, Return and Tab) and pastes the clipboard's text
-// over its selection on Command-V. The
-// selection is in UTF-16 units, as the system counts them.
+// it (text-carrying events, Return and Tab), copies its selection on
+// Command-C, cuts it on Command-X and pastes the clipboard's text over it on
+// Command-V, as a real one does; with nothing selected, copy and cut leave the
+// clipboard alone. The selection is in UTF-16 units, as the system counts
+// them.
 struct SimTextField {
   std::u16string value;
   std::size_t selectionStart = 0;
   std::size_t selectionLength = 0;
+  // What copy and cut put on the clipboard instead of the selected text, as
+  // when the selection is an image or a file.
+  std::optional<PasteboardSnapshot> selectionContent;
   friend bool operator==(const SimTextField&, const SimTextField&) = default;
+};
+
+// What the simulated system answers to one AppleScript source text.
+struct SimScriptAnswer {
+  bool compiles = true;
+  std::optional<std::string> result;
+  std::optional<ScriptError> error;
 };
 
 struct HostIdentity {
@@ -64,10 +76,20 @@ class SimDesktop {
   std::map<std::string, std::string> environment() const;
   void setEnvironment(std::map<std::string, std::string> environment);
 
-  // Clipboard.
+  // Clipboard: items of typed bytes. Every write counts as a change.
+  // The first item's plain text, when it has valid UTF-8 text.
   std::optional<std::string> clipboardText() const;
-  void setClipboardText(std::optional<std::string> text);  // counts as a change
+  // One item with plain text, or an empty clipboard for none.
+  void setClipboardText(std::optional<std::string> text);
+  PasteboardSnapshot clipboardItems() const;
+  void setClipboardItems(PasteboardSnapshot items);
   std::int64_t clipboardChangeCount() const;
+
+  // AppleScript: answers by exact source text; a source with no answer fails
+  // to run with an error saying so.
+  void setScriptAnswer(std::string source, SimScriptAnswer answer);
+  std::map<std::string, SimScriptAnswer> scriptAnswers() const;
+  std::optional<SimScriptAnswer> scriptAnswer(const std::string& source) const;
 
   // Accessibility trust.
   bool accessibilityTrusted() const;
@@ -121,8 +143,9 @@ class SimDesktop {
   std::string timeZone_ = "UTC";
   std::string locale_ = "en_US";
   std::map<std::string, std::string> environment_;
-  std::optional<std::string> clipboard_;
+  PasteboardSnapshot clipboard_;
   std::int64_t changeCount_ = 0;
+  std::map<std::string, SimScriptAnswer> scripts_;
   bool trusted_ = true;
   HostIdentity host_;
   struct App {
@@ -132,6 +155,7 @@ class SimDesktop {
   };
   App* findLocked(ProcessId pid);
   void typeLocked(const KeyboardEvent& event);
+  std::optional<std::string> clipboardTextLocked() const;
 
   std::vector<App> applications_;  // without the host
   std::optional<SimTextField> hostTextField_;

@@ -58,6 +58,43 @@ class SimPasteboard : public Pasteboard {
     return {};
   }
   std::int64_t changeCount() const override { return desktop_->clipboardChangeCount(); }
+  PasteboardSnapshot snapshot() const override { return desktop_->clipboardItems(); }
+  Checked<void> restore(const PasteboardSnapshot& snapshot) override {
+    desktop_->setClipboardItems(snapshot);
+    desktop_->record("clipboard", "restore " + std::to_string(snapshot.size()) + " item(s)");
+    return {};
+  }
+
+ private:
+  std::shared_ptr<SimDesktop> desktop_;
+};
+
+class SimScript : public Script {
+ public:
+  SimScript(std::shared_ptr<SimDesktop> d, std::string source) : desktop_(std::move(d)), source_(std::move(source)) {}
+  ScriptOutcome execute() override {
+    const std::string_view firstLine = std::string_view(source_).substr(0, source_.find('\n'));
+    desktop_->record("script", "run “" + std::string(firstLine) + (firstLine.size() < source_.size() ? "…”" : "”"));
+    auto answer = desktop_->scriptAnswer(source_);
+    if (!answer)
+      return {std::nullopt, ScriptError{"The simulated desktop has no answer for this script.", std::nullopt, -2700}};
+    return {answer->result, answer->error};
+  }
+
+ private:
+  std::shared_ptr<SimDesktop> desktop_;
+  std::string source_;
+};
+
+class SimScripting : public Scripting {
+ public:
+  explicit SimScripting(std::shared_ptr<SimDesktop> d) : desktop_(std::move(d)) {}
+  Checked<std::unique_ptr<Script>> compile(std::string_view source) override {
+    std::string text(source);
+    if (auto answer = desktop_->scriptAnswer(text); answer && !answer->compiles)
+      return std::unique_ptr<Script>();
+    return std::unique_ptr<Script>(std::make_unique<SimScript>(desktop_, std::move(text)));
+  }
 
  private:
   std::shared_ptr<SimDesktop> desktop_;
@@ -152,10 +189,11 @@ std::shared_ptr<Platform> makeSimPlatform(std::shared_ptr<SimDesktop> desktop) {
   services.environment = std::make_unique<SimEnvironment>(desktop);
   services.files = std::make_unique<posix::PosixFiles>();
   services.host = std::make_unique<SimHost>(desktop);
+  services.scripting = std::make_unique<SimScripting>(desktop);
   return std::make_shared<Platform>(
       "sim", std::move(services),
       std::set<Capability>{Capability::pasteboard, Capability::workspace, Capability::accessibility,
-                           Capability::keyboardEvents});
+                           Capability::keyboardEvents, Capability::appleScript});
 }
 
 }  // namespace orla::sim

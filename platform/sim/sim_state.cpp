@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "models/base64.h"
 #include "models/calendar.h"
 #include "models/text.h"
 #include "models/typing_target_context.h"
@@ -38,15 +39,71 @@ Checked<void> readField(const json& object, std::string_view key, T& out) {
     if (auto r = (expr); !r) return r; \
   } while (0)
 
+// Clipboard items: a list of items, each a list of representations
+// {"type": "public.rtf", "text": "{\\rtf1 …}"} or, for bytes that are not
+// text, {"type": "public.png", "base64": "iVBORw0…"}.
+Checked<PasteboardSnapshot> readItems(const json& list, std::string_view key) {
+  const auto bad = [&] {
+    return wrongType(key, "a list of items, each a list of {\"type\", \"text\" or \"base64\"}");
+  };
+  if (!list.is_array()) return bad();
+  PasteboardSnapshot items;
+  for (const json& item : list) {
+    if (!item.is_array()) return bad();
+    PasteboardItem out;
+    for (const json& rep : item) {
+      if (!rep.is_object() || !rep.contains("type") || !rep["type"].is_string()) return bad();
+      PasteboardRepresentation r{rep["type"].get<std::string>(), {}};
+      if (auto text = rep.find("text"); text != rep.end() && text->is_string()) {
+        r.bytes = text->get<std::string>();
+      } else if (auto data = rep.find("base64"); data != rep.end() && data->is_string()) {
+        auto bytes = base64Decode(data->get<std::string>());
+        if (!bytes) return wrongType(key, "items whose “base64” is valid Base64");
+        r.bytes.assign(bytes->begin(), bytes->end());
+      } else {
+        return bad();
+      }
+      out.representations.push_back(std::move(r));
+    }
+    items.push_back(std::move(out));
+  }
+  return items;
+}
+
+json writeItems(const PasteboardSnapshot& items) {
+  json list = json::array();
+  for (const PasteboardItem& item : items) {
+    json reps = json::array();
+    for (const PasteboardRepresentation& r : item.representations) {
+      if (isValidUtf8(r.bytes)) reps.push_back({{"type", r.type}, {"text", r.bytes}});
+      else reps.push_back({{"type", r.type}, {"base64", base64Encode(Bytes(r.bytes.begin(), r.bytes.end()))}});
+    }
+    list.push_back(std::move(reps));
+  }
+  return list;
+}
+
+// The clipboard as a state file shows it: a text when it holds exactly one
+// item of plain text, null when empty, the list of items otherwise.
+json writeClipboard(const PasteboardSnapshot& items) {
+  if (items.empty()) return nullptr;
+  if (items.size() == 1 && items[0].representations.size() == 1 &&
+      items[0].representations[0].type == pasteboard_types::plainText && isValidUtf8(items[0].representations[0].bytes))
+    return items[0].representations[0].bytes;
+  return writeItems(items);
+}
+
 // "textField": {"value": "Dear Ada,", "selection": [5, 4]}: the selection is
 // a start and a length in UTF-16 units; absent, the caret ends the text.
+// "selectionContent" (items, as for the clipboard) is what copying the
+// selection yields instead of its text, as for a selected image.
 Checked<void> readTextField(SimDesktop& desktop, ProcessId pid, const json& owner) {
   auto it = owner.find("textField");
   if (it == owner.end() || it->is_null()) return {};
   if (!it->is_object()) return wrongType("textField", "an object");
   std::string value;
   ORLA_TRY(readField(*it, "value", value));
-  SimTextField field{toUtf16(value), 0, 0};
+  SimTextField field{toUtf16(value), 0, 0, std::nullopt};
   field.selectionStart = field.value.size();
   if (auto sel = it->find("selection"); sel != it->end()) {
     if (!sel->is_array() || sel->size() != 2 || !(*sel)[0].is_number_unsigned() ||
@@ -57,13 +114,20 @@ Checked<void> readTextField(SimDesktop& desktop, ProcessId pid, const json& owne
     if (field.selectionStart + field.selectionLength > field.value.size())
       return wrongType("selection", "within the text field's value");
   }
+  if (auto content = it->find("selectionContent"); content != it->end() && !content->is_null()) {
+    auto items = readItems(*content, "selectionContent");
+    if (!items) return fail(items.error());
+    field.selectionContent = std::move(*items);
+  }
   desktop.setTextField(pid, std::move(field));
   return {};
 }
 
 json writeTextField(const std::optional<SimTextField>& field) {
   if (!field) return nullptr;
-  return {{"value", toUtf8(field->value)}, {"selection", {field->selectionStart, field->selectionLength}}};
+  json out = {{"value", toUtf8(field->value)}, {"selection", {field->selectionStart, field->selectionLength}}};
+  if (field->selectionContent) out["selectionContent"] = writeItems(*field->selectionContent);
+  return out;
 }
 
 Checked<void> loadApplications(SimDesktop& desktop, const json& list) {
@@ -135,7 +199,39 @@ Checked<void> loadState(SimDesktop& desktop, const json& state) {
   if (auto it = state.find("clipboard"); it != state.end()) {
     if (it->is_null()) desktop.setClipboardText(std::nullopt);
     else if (it->is_string()) desktop.setClipboardText(it->get<std::string>());
-    else return wrongType("clipboard", "a text or null");
+    else if (it->is_array()) {
+      auto items = readItems(*it, "clipboard");
+      if (!items) return fail(items.error());
+      desktop.setClipboardItems(std::move(*items));
+    } else {
+      return wrongType("clipboard", "a text, null, or a list of items");
+    }
+  }
+
+  // "scripts": [{"source": "…", "result": "…"}, {"source": "…", "error":
+  // {"message": "…", "number": -1743}}, {"source": "…", "compiles": false}]
+  if (auto it = state.find("scripts"); it != state.end()) {
+    if (!it->is_array()) return wrongType("scripts", "a list of objects");
+    for (const json& item : *it) {
+      if (!item.is_object()) return wrongType("scripts", "a list of objects");
+      std::string source;
+      ORLA_TRY(readField(item, "source", source));
+      SimScriptAnswer answer;
+      ORLA_TRY(readField(item, "compiles", answer.compiles));
+      if (auto result = item.find("result"); result != item.end() && !result->is_null()) {
+        if (!result->is_string()) return wrongType("result", "a text or null");
+        answer.result = result->get<std::string>();
+      }
+      if (auto error = item.find("error"); error != item.end() && !error->is_null()) {
+        if (!error->is_object()) return wrongType("error", "an object");
+        ScriptError e;
+        if (error->contains("message")) ORLA_TRY(readField(*error, "message", e.message.emplace()));
+        if (error->contains("briefMessage")) ORLA_TRY(readField(*error, "briefMessage", e.briefMessage.emplace()));
+        if (error->contains("number")) ORLA_TRY(readField(*error, "number", e.number.emplace()));
+        answer.error = std::move(e);
+      }
+      desktop.setScriptAnswer(std::move(source), std::move(answer));
+    }
   }
 
   // Applications before the host, so that a host marked frontmost wins.
@@ -173,8 +269,24 @@ json saveState(const SimDesktop& desktop) {
   state["timeZone"] = desktop.timeZone();
   state["locale"] = desktop.locale();
   state["environment"] = desktop.environment();
-  if (auto text = desktop.clipboardText()) state["clipboard"] = *text;
-  else state["clipboard"] = nullptr;
+  state["clipboard"] = writeClipboard(desktop.clipboardItems());
+  if (auto scripts = desktop.scriptAnswers(); !scripts.empty()) {
+    json list = json::array();
+    for (const auto& [source, answer] : scripts) {
+      json item = {{"source", source}};
+      if (!answer.compiles) item["compiles"] = false;
+      if (answer.result) item["result"] = *answer.result;
+      if (answer.error) {
+        json error = json::object();
+        if (answer.error->message) error["message"] = *answer.error->message;
+        if (answer.error->briefMessage) error["briefMessage"] = *answer.error->briefMessage;
+        if (answer.error->number) error["number"] = *answer.error->number;
+        item["error"] = std::move(error);
+      }
+      list.push_back(std::move(item));
+    }
+    state["scripts"] = std::move(list);
+  }
   const HostIdentity host = desktop.host();
   state["host"] = {{"bundleIdentifier", host.bundleIdentifier},
                    {"name", host.name},

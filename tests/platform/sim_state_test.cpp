@@ -58,7 +58,7 @@ TEST(SimState, NamesTheKeyThatIsWrong) {
       {R"({"now": "tomorrow"})", "Simulated desktop state: “now” must be an ISO local date-time such as 2026-11-21T09:30:00."},
       {R"({"timeZone": "Mars/Olympus"})", "Simulated desktop state: the time zone “Mars/Olympus” is not known."},
       {R"({"environment": {"A": 1}})", "Simulated desktop state: “environment” must be an object of texts."},
-      {R"({"clipboard": 5})", "Simulated desktop state: “clipboard” must be a text or null."},
+      {R"({"clipboard": 5})", "Simulated desktop state: “clipboard” must be a text, null, or a list of items."},
       {R"({"applications": {}})", "Simulated desktop state: “applications” must be a list."},
       {R"({"applications": [{"pid": "200"}]})", "Simulated desktop state: “pid” must be an integer."},
       {R"({"host": {"name": false}})", "Simulated desktop state: “name” must be a text."},

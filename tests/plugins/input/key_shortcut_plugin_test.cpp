@@ -195,7 +195,7 @@ TEST_F(KeyShortcutTest, EventFailures) {
 }
 
 TEST_F(KeyShortcutTest, CommandVPastesIntoTheFrontTextField) {
-  desktop->setTextField(300, sim::SimTextField{u"Dear Sir,", 5, 3});
+  desktop->setTextField(300, sim::SimTextField{u"Dear Sir,", 5, 3, {}});
   desktop->setClipboardText("Ada");
   EXPECT_EQ(plugin.execute({{"keycode", 9}, {"command", true}}), PluginResult::silentSuccess());
   EXPECT_EQ(desktop->textFieldValue(300), "Dear Ada,");
