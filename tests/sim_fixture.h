@@ -21,6 +21,14 @@ inline void PrintTo(const PluginResult& result, std::ostream* out) {
   if (result.kind() == PluginResult::Kind::conditionResult) *out << (result.conditionValue() ? " true" : " false");
 }
 
+inline void PrintTo(const PasteboardRepresentation& r, std::ostream* out) {
+  *out << r.type << ": " << ::testing::PrintToString(r.bytes);
+}
+
+inline void PrintTo(const PasteboardItem& item, std::ostream* out) {
+  *out << ::testing::PrintToString(item.representations);
+}
+
 }  // namespace orla
 
 namespace orla::testing {

@@ -7,6 +7,8 @@
 #include "plugins/flow/conditional_plugin.h"
 #include "plugins/framework/orla_plugin.h"
 #include "plugins/input/key_shortcut_plugin.h"
+#include "plugins/text/clipboard_plugin.h"
+#include "plugins/text/text_transform_plugin.h"
 #include "plugins/text/type_text_plugin.h"
 
 namespace orla {
@@ -30,7 +32,7 @@ constexpr std::array<Row, 31> kTable{{
     {{"AIAction", "AIActionPlugin", false}, nullptr},
     {{"AppleScriptShortcut", "AppleScriptPlugin", false}, nullptr},
     {{"ApplicationShortcut", "ApplicationPlugin", false}, nullptr},
-    {{"ClipboardShortcut", "ClipboardPlugin", false}, nullptr},
+    {{"ClipboardShortcut", "ClipboardPlugin", true}, &make<ClipboardPlugin>},
     {{"CommandShortcut", "ShellCommandPlugin", false}, nullptr},
     {{"ConditionalAction", "ConditionalPlugin", true}, &make<ConditionalPlugin>},
     {{"DocumentShortcut", "DocumentPlugin", false}, nullptr},
@@ -54,7 +56,7 @@ constexpr std::array<Row, 31> kTable{{
     {{"SoundShortcut", "SoundPlugin", false}, nullptr},
     {{"SpeechAction", "SpeechPlugin", false}, nullptr},
     {{"SystemShortcut", "SystemPlugin", false}, nullptr},
-    {{"TextTransformAction", "TextTransformPlugin", false}, nullptr},
+    {{"TextTransformAction", "TextTransformPlugin", true}, &make<TextTransformPlugin>},
     {{"URLShortcut", "URLPlugin", false}, nullptr},
     {{"WebAPIAction", "WebAPIPlugin", false}, nullptr},
     {{"WindowShortcut", "WindowPlugin", false}, nullptr},

@@ -1,6 +1,7 @@
 #include "plugins/text/command_date_formatter.h"
 
 #include "models/icu_support.h"
+#include "models/parameter_readers.h"
 
 #include <unicode/dtfmtsym.h>
 #include <unicode/fieldpos.h>
@@ -60,6 +61,12 @@ std::string CommandDateFormatter::string(TimePoint date, std::string_view format
   formatter.format(static_cast<UDate>(millis.count()), text, position, status);
   if (U_FAILURE(status)) return {};
   return utf8String(text);
+}
+
+std::string CommandDateFormatter::format(const ActionData& data) {
+  for (std::string_view key : {"dateFormat", "Format", "text", "Text"})
+    if (auto text = readRawString(data, key); text && !text->empty()) return *text;
+  return std::string(defaultFormat);
 }
 
 }  // namespace orla

@@ -28,12 +28,6 @@ const std::string* firstString(const ActionData& data, Keys keys) {
   return nullptr;
 }
 
-std::string dateFormat(const ActionData& data) {
-  for (std::string_view key : {"dateFormat", "Format", "text", "Text"})
-    if (auto text = readRawString(data, key); text && !text->empty()) return *text;
-  return std::string(TypeTextPlugin::defaultDateFormat);
-}
-
 TypeTextPreview made(std::string text, const char* label) { return {std::move(text), label}; }
 
 }  // namespace
@@ -53,7 +47,7 @@ TypeTextPreviewResult TypeTextPlugin::preview(const ActionData& data, TimePoint 
 TypeTextPreviewResult TypeTextPlugin::preview(const ActionData& data, TimePoint date, Platform& platform) {
   switch (readIntOr(data, {"actionType", "Action"}, kCustomText)) {
     case kDate: {
-      std::string text = CommandDateFormatter::string(date, dateFormat(data), platform.clock().locale(),
+      std::string text = CommandDateFormatter::string(date, CommandDateFormatter::format(data), platform.clock().locale(),
                                                       platform.clock().timeZone());
       if (text.empty()) return fail("Date format produced empty text.");
       return made(std::move(text), "Type current date/time");

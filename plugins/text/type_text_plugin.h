@@ -11,6 +11,7 @@
 #include "models/action_plugin.h"
 #include "models/checked.h"
 #include "platform/platform.h"
+#include "plugins/text/command_date_formatter.h"
 
 namespace orla {
 
@@ -26,7 +27,7 @@ using TypeTextPreviewResult = Checked<TypeTextPreview>;
 class TypeTextPlugin : public PluginBase<TypeTextPlugin, AccessibilityPlugin> {
  public:
   static constexpr std::string_view pluginClass = "KeyboardShortcut";
-  static constexpr std::string_view defaultDateFormat = "yyyy-MM-dd HH:mm:ss";
+  static constexpr std::string_view defaultDateFormat = CommandDateFormatter::defaultFormat;
 
   TypeTextPlugin();
   explicit TypeTextPlugin(std::shared_ptr<Platform> platform);
