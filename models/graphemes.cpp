@@ -10,6 +10,34 @@ namespace orla {
 
 namespace graphemes_detail {
 
+namespace {
+
+Kind kindOf(UChar32 c) {
+  switch (u_getIntPropertyValue(c, UCHAR_GRAPHEME_CLUSTER_BREAK)) {
+    case U_GCB_OTHER:
+    case U_GCB_LV:
+    case U_GCB_LVT: return other;
+    case U_GCB_REGIONAL_INDICATOR: return regional;
+    case U_GCB_CONTROL: return control;
+    case U_GCB_CR: return cr;
+    case U_GCB_LF: return lf;
+    case U_GCB_EXTEND:
+    case U_GCB_SPACING_MARK: return mark;
+    default: return complex;
+  }
+}
+
+}  // namespace
+
+const Kind* bmpKinds() {
+  static const std::vector<Kind> table = [] {
+    std::vector<Kind> kinds(0x10000);
+    for (UChar32 c = 0; c < 0x10000; ++c) kinds[static_cast<size_t>(c)] = kindOf(c);
+    return kinds;
+  }();
+  return table.data();
+}
+
 CodePoint classifyNonAscii(std::string_view text, std::size_t i) {
   const auto* s = reinterpret_cast<const uint8_t*>(text.data());
   const auto n = static_cast<int32_t>(text.size());
@@ -18,9 +46,8 @@ CodePoint classifyNonAscii(std::string_view text, std::size_t i) {
   U8_NEXT(s, next, n, c);
   const auto length = static_cast<std::uint32_t>(next - static_cast<int32_t>(i));
   // An invalid sequence stands alone, as the U+FFFD it decodes to would.
-  if (c < 0) return {length, true, 0};
-  const auto gcb = u_getIntPropertyValue(c, UCHAR_GRAPHEME_CLUSTER_BREAK);
-  return {length, gcb == U_GCB_OTHER || gcb == U_GCB_CONTROL, 0};
+  if (c < 0) return {length, other};
+  return {length, kindOf(c)};
 }
 
 void complexBoundaries(std::string_view piece, std::vector<std::uint32_t>& ends) {

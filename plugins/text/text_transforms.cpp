@@ -70,6 +70,35 @@ void forEachLine(std::string_view text, Visit&& visit) {
   visit(text.substr(start));
 }
 
+// Walks the user-perceived characters of `text` the quick way. In a run of
+// ASCII every byte is a character by itself, except CR LF, which is one;
+// only the last byte before other text may take marks that follow it, unless
+// it is a control character. Such runs go to `asciiRun(begin, end)` whole;
+// the stretches around other text, which start and end on sure boundaries,
+// go through the grapheme walker to `cluster(begin, end)`.
+template <class AsciiRun, class Cluster>
+void forEachCharacter(std::string_view text, AsciiRun&& asciiRun, Cluster&& cluster) {
+  const auto* s = reinterpret_cast<const unsigned char*>(text.data());
+  const size_t n = text.size();
+  size_t i = 0;
+  while (i < n) {
+    size_t k = i;
+    while (k < n && s[k] < 0x80) ++k;
+    size_t runEnd = k;
+    if (k < n && k > i && s[k - 1] >= 0x20 && s[k - 1] != 0x7F) --runEnd;
+    if (runEnd > i) asciiRun(i, runEnd);
+    if (runEnd == n) return;
+    // From here to the next two ASCII bytes in a row that are not CR LF.
+    size_t j = runEnd + 1;
+    while (j < n && !(s[j - 1] < 0x80 && s[j] < 0x80 && !(s[j - 1] == '\r' && s[j] == '\n'))) ++j;
+    forEachGrapheme(text.substr(runEnd, j - runEnd), [&](size_t begin, size_t end) {
+      cluster(runEnd + begin, runEnd + end);
+      return true;
+    });
+    i = j;
+  }
+}
+
 std::vector<std::string_view> splitLines(std::string_view text) {
   std::vector<std::string_view> lines;
   forEachLine(text, [&](std::string_view line) { lines.push_back(line); });
@@ -448,35 +477,45 @@ Checked<std::string> base64Decode(std::string_view text) {
   return std::move(*decoded);
 }
 
-std::size_t countCharacters(std::string_view text) { return graphemeCount(text); }
+std::size_t countCharacters(std::string_view text) {
+  const auto* s = reinterpret_cast<const unsigned char*>(text.data());
+  std::size_t count = 0;
+  forEachCharacter(
+      text,
+      [&](size_t begin, size_t end) {
+        std::size_t pairs = 0;  // CR LF is one character
+        for (size_t k = begin; k + 1 < end; ++k) pairs += (s[k] == '\r') & (s[k + 1] == '\n');
+        count += end - begin - pairs;
+      },
+      [&](size_t, size_t) { ++count; });
+  return count;
+}
 
 std::size_t countWords(std::string_view text) {
   // A character is a separator when its first scalar is white space or a
   // line break; words are the runs of other characters.
-  static constexpr auto kAsciiSeparator = [] {
-    std::array<bool, 128> t{};
-    for (int c = 0x09; c <= 0x0D; ++c) t[c] = true;
-    t[' '] = true;
-    return t;
-  }();
   const auto* s = reinterpret_cast<const uint8_t*>(text.data());
   const auto n = static_cast<int32_t>(text.size());
   std::size_t words = 0;
   bool inWord = false;
-  forEachGrapheme(text, [&](size_t begin, size_t) {
-    bool separator;
-    if (s[begin] < 0x80) {
-      separator = kAsciiSeparator[s[begin]];
-    } else {
-      auto i = static_cast<int32_t>(begin);
-      UChar32 c;
-      U8_NEXT(s, i, n, c);
-      separator = c >= 0 && isWhitespaceOrNewline(static_cast<char32_t>(c));
-    }
-    if (!separator && !inWord) ++words;
-    inWord = !separator;
-    return true;
-  });
+  const auto isAsciiSeparator = [](unsigned char c) -> unsigned { return (c == ' ') | (unsigned(c - 9) <= 4); };
+  forEachCharacter(
+      text,
+      [&](size_t begin, size_t end) {
+        // A word starts at every non-separator after a separator.
+        std::size_t starts = !isAsciiSeparator(s[begin]) && !inWord;
+        for (size_t k = begin + 1; k < end; ++k) starts += isAsciiSeparator(s[k - 1]) & !isAsciiSeparator(s[k]);
+        words += starts;
+        inWord = !isAsciiSeparator(s[end - 1]);
+      },
+      [&](size_t begin, size_t) {
+        auto i = static_cast<int32_t>(begin);
+        UChar32 c;
+        U8_NEXT(s, i, n, c);
+        const bool separator = c >= 0 && isWhitespaceOrNewline(static_cast<char32_t>(c));
+        words += !separator && !inWord;
+        inWord = !separator;
+      });
   return words;
 }
 

@@ -224,8 +224,8 @@ TEST(TextTransforms, DisplayCut) {
 TEST(Graphemes, AgreeWithTheBreakIteratorOnMixedText) {
   // Random mixes of the kinds of characters that break naive code.
   std::mt19937 random(3);
-  const std::vector<std::string> pieces = {"a", "\u0301", "\r", "\n", "\u200D", "👨", "🇩", "🇪", "\u1100", "\u1161",
-                                           "\u11A8", "\u0600", "क", "\u094D", "ष", "\xFF", " ", "é", "\U0001F3FD"};
+  const std::vector<std::string> pieces = {"a", "b", "\u0301", "\r", "\n", "\r\n", "\u200D", "👨", "🇩", "🇪", "\u1100", "\u1161",
+                                           "\u11A8", "\u0600", "क", "\u094D", "ष", "\xFF", " ", "é", "\U0001F3FD", "한", "각", "🇫", "\u0308"};
   for (int round = 0; round < 200; ++round) {
     std::string text;
     for (int k = 0; k < 40; ++k) text += pieces[random() % pieces.size()];
@@ -237,6 +237,7 @@ TEST(Graphemes, AgreeWithTheBreakIteratorOnMixedText) {
     std::vector<uint32_t> expected;
     graphemes_detail::complexBoundaries(text, expected);
     EXPECT_EQ(ends, std::vector<size_t>(expected.begin(), expected.end())) << text;
+    EXPECT_EQ(countCharacters(text), expected.size()) << text;
   }
 }
 
