@@ -563,10 +563,10 @@ std::string sortLines(std::string_view text, std::string_view locale) {
   // orders exactly as the collator compares the lines.
   std::vector<uint8_t> keys;
   keys.reserve(text.size() * 2 + lines.size() * 4);
-  std::vector<uint32_t> keyStart(lines.size() + 1);
+  std::vector<size_t> keyStart(lines.size() + 1);
   icu::UnicodeString units;
   for (size_t k = 0; k < lines.size(); ++k) {
-    keyStart[k] = static_cast<uint32_t>(keys.size());
+    keyStart[k] = keys.size();
     units = icu::UnicodeString::fromUTF8(icu::StringPiece(lines[k].data(), static_cast<int32_t>(lines[k].size())));
     const size_t at = keys.size();
     keys.resize(at + static_cast<size_t>(units.length()) * 3 + 16);
@@ -577,7 +577,7 @@ std::string sortLines(std::string_view text, std::string_view locale) {
     }
     keys.resize(at + static_cast<size_t>(length));
   }
-  keyStart[lines.size()] = static_cast<uint32_t>(keys.size());
+  keyStart[lines.size()] = keys.size();
   std::vector<uint32_t> order(lines.size());
   for (uint32_t k = 0; k < order.size(); ++k) order[k] = k;
   std::stable_sort(order.begin(), order.end(), [&](uint32_t a, uint32_t b) {

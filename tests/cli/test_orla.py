@@ -716,6 +716,68 @@ class StateOutTest(OrlaTestCase):
                          "the host is not listed among the applications")
 
 
+class ClipboardActionsTest(OrlaTestCase):
+    """The text actions on a seeded desktop, read back through --state-out."""
+
+    USER_CLIPBOARD = [
+        [{"type": "public.rtf", "text": "{\\rtf1 note}"}, {"type": "public.utf8-plain-text", "text": "note"}],
+        [{"type": "public.png", "base64": "iVBORw0KGgo="}],
+    ]
+
+    def state(self, selection, value="hello world"):
+        return {
+            "clipboard": self.USER_CLIPBOARD,
+            "applications": [{"name": "TextEdit", "bundleIdentifier": "com.apple.TextEdit", "frontmost": True,
+                              "textField": {"value": value, "selection": selection}}],
+        }
+
+    def run_with_state(self, state, *args):
+        out = self.tmp / "out.json"
+        run = self.sim("--state-out", out, *args, state=state)
+        return run, json.loads(out.read_text(encoding="utf-8"))
+
+    def test_transform_replaces_the_selection_and_restores_the_clipboard(self):
+        run, saved = self.run_with_state(
+            self.state([0, 5]), "--trace", "run", "TextTransformAction",
+            json.dumps({"transform": "Title Case", "writeToClipboard": False}))
+        self.assertExit(run, 0)
+        self.assertEqual([line for line in run.lines if "result" in line],
+                         [result("TextTransformAction", "silentSuccess")])
+        traced = [line["text"] for line in run.lines if line.get("trace") == "clipboard"]
+        self.assertEqual(traced, ["copy selection", "setText 5 bytes", "restore 2 item(s)"])
+        field = saved["applications"][0]["textField"]
+        self.assertEqual(field["value"], "Hello world")
+        self.assertEqual(saved["clipboard"], self.USER_CLIPBOARD)
+
+    def test_nothing_selected_changes_nothing(self):
+        state = self.state([5, 0])
+        run, saved = self.run_with_state(state, "run", "TextTransformAction", '{"transform": "upper"}')
+        self.assertExit(run, 1)
+        self.assertTrue(run.lines[0]["message"].startswith("Nothing was copied."), run)
+        self.assertEqual(saved["clipboard"], self.USER_CLIPBOARD)
+        self.assertEqual(saved["applications"][0]["textField"]["value"], "hello world")
+
+    def test_save_set_and_restore_in_one_sequence(self):
+        shortcut = self.write_shortcut("Keep clipboard", [
+            {"kind": "ClipboardShortcut", "data": {"actionType": 11}},
+            {"kind": "ClipboardShortcut", "data": {"actionType": 1, "text": "temporary"}},
+            {"kind": "ClipboardShortcut", "data": {"actionType": 12}},
+        ])
+        run, saved = self.run_with_state(self.state([0, 0]), "sequence", shortcut)
+        self.assertExit(run, 0)
+        self.assertEqual([line["result"] for line in run.lines], ["success"] * 3)
+        self.assertEqual(run.lines[2]["message"],
+                         "Clipboard restored to the saved contents:\nnote\n(+ 1 non-text item(s))")
+        self.assertEqual(saved["clipboard"], self.USER_CLIPBOARD)
+
+    def test_finder_paths_from_a_scripted_answer(self):
+        # The script text is the plugin's own; the state answers whatever it is.
+        run = self.sim("run", "ClipboardShortcut", '{"actionType": 10}', state={})
+        self.assertExit(run, 1)
+        self.assertEqual(run.lines[0]["message"],
+                         "Could not read the Finder selection: The simulated desktop has no answer for this script.")
+
+
 class ExamplesTest(OrlaTestCase):
     def examples(self):
         files = sorted(EXAMPLES.glob("*.json"))

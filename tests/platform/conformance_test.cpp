@@ -99,6 +99,42 @@ TYPED_TEST(PlatformConformance, PasteboardKeepsTextAndCountsChanges) {
   EXPECT_GT(pasteboard.changeCount(), before);
 }
 
+TYPED_TEST(PlatformConformance, PasteboardSnapshotRestoresEveryItemAndType) {
+  Pasteboard& pasteboard = this->platform->pasteboard();
+  if (!this->platform->supports(Capability::pasteboard)) {
+    EXPECT_TRUE(pasteboard.snapshot().empty());
+    EXPECT_FALSE(pasteboard.restore({}));
+    return;
+  }
+  const PasteboardSnapshot items = {
+      {{{std::string(pasteboard_types::rtf), "{\\rtf1 caf\\'e9}"}, {std::string(pasteboard_types::plainText), "café"}}},
+      {{{std::string(pasteboard_types::png), std::string("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16)}}},
+  };
+  const auto before = pasteboard.changeCount();
+  ASSERT_TRUE(pasteboard.restore(items));
+  EXPECT_GT(pasteboard.changeCount(), before);
+  EXPECT_EQ(pasteboard.snapshot(), items);
+  EXPECT_EQ(pasteboard.text(), "café") << "the first item carries the plain text";
+  ASSERT_TRUE(pasteboard.setText("plain"));
+  ASSERT_EQ(pasteboard.snapshot().size(), 1u);
+  ASSERT_TRUE(pasteboard.restore({}));
+  EXPECT_TRUE(pasteboard.snapshot().empty());
+  EXPECT_EQ(pasteboard.text(), std::nullopt);
+}
+
+TYPED_TEST(PlatformConformance, ScriptingCompilesOrSaysItCannot) {
+  auto script = this->platform->scripting().compile("return 1");
+  if (!this->platform->supports(Capability::appleScript)) {
+    ASSERT_FALSE(script);
+    EXPECT_TRUE(script.error().ends_with(".")) << script.error();
+    return;
+  }
+  ASSERT_TRUE(script);
+  ASSERT_TRUE(script.value());
+  const ScriptOutcome outcome = script.value()->execute();
+  EXPECT_TRUE(outcome.stringValue || outcome.error);
+}
+
 TYPED_TEST(PlatformConformance, WorkspaceListsThisHostOrProcess) {
   if (!this->platform->supports(Capability::workspace)) GTEST_SKIP() << "no workspace";
   const auto apps = this->platform->workspace().runningApplications();

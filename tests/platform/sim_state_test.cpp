@@ -39,6 +39,38 @@ TEST(SimState, LoadsEveryKeyAndWritesTheSameShape) {
   TypingTargetContext::setLastUserAppBundleID(std::nullopt);
 }
 
+TEST(SimState, ClipboardItemsTextFieldsAndScriptsRoundTrip) {
+  const json state = json::parse(R"({
+    "clipboard": [[{"type": "public.rtf", "text": "{\\rtf1 hi}"}, {"type": "public.utf8-plain-text", "text": "hi"}],
+                  [{"type": "public.png", "base64": "iVBORw0KGgo="}]],
+    "scripts": [{"source": "(", "compiles": false},
+                {"source": "error", "error": {"message": "Nope.", "number": -1743}},
+                {"source": "return 1", "result": "1"}],
+    "applications": [{"name": "Preview", "pid": 300, "frontmost": true,
+      "textField": {"value": "[image]", "selection": [0, 7],
+                    "selectionContent": [[{"type": "public.png", "base64": "iVBORw0KGgo="}]]}}]})");
+  SimDesktop desktop;
+  auto loaded = loadState(desktop, state);
+  ASSERT_TRUE(loaded) << loaded.error();
+  const PasteboardSnapshot items = desktop.clipboardItems();
+  ASSERT_EQ(items.size(), 2u);
+  EXPECT_EQ(*items[1].bytes("public.png"), std::string("\x89PNG\r\n\x1a\n", 8));
+  EXPECT_EQ(desktop.clipboardText(), "hi");
+  EXPECT_EQ(desktop.scriptAnswer("error")->error->number, -1743);
+  EXPECT_FALSE(desktop.scriptAnswer("(")->compiles);
+  EXPECT_TRUE(desktop.textField(300)->selectionContent);
+  const json saved = saveState(desktop);
+  EXPECT_EQ(saved["clipboard"], state["clipboard"]);
+  EXPECT_EQ(saved["scripts"], state["scripts"]);
+  EXPECT_EQ(saved["applications"][0]["textField"], state["applications"][0]["textField"]);
+
+  // One item of plain text is written as the text itself; none as null.
+  desktop.setClipboardText("plain");
+  EXPECT_EQ(saveState(desktop)["clipboard"], "plain");
+  desktop.setClipboardItems({});
+  EXPECT_EQ(saveState(desktop)["clipboard"], nullptr);
+}
+
 TEST(SimState, HostMarkedFrontmostWinsOverAnApplication) {
   SimDesktop desktop;
   ASSERT_TRUE(loadState(desktop, json::parse(R"({"host": {"frontmost": true},
@@ -59,6 +91,11 @@ TEST(SimState, NamesTheKeyThatIsWrong) {
       {R"({"timeZone": "Mars/Olympus"})", "Simulated desktop state: the time zone “Mars/Olympus” is not known."},
       {R"({"environment": {"A": 1}})", "Simulated desktop state: “environment” must be an object of texts."},
       {R"({"clipboard": 5})", "Simulated desktop state: “clipboard” must be a text, null, or a list of items."},
+      {R"({"clipboard": [{"type": "public.png"}]})",
+       "Simulated desktop state: “clipboard” must be a list of items, each a list of {\"type\", \"text\" or \"base64\"}."},
+      {R"({"clipboard": [[{"type": "public.png", "base64": "!!"}]]})",
+       "Simulated desktop state: “clipboard” must be items whose “base64” is valid Base64."},
+      {R"({"scripts": [{"source": 1}]})", "Simulated desktop state: “source” must be a text."},
       {R"({"applications": {}})", "Simulated desktop state: “applications” must be a list."},
       {R"({"applications": [{"pid": "200"}]})", "Simulated desktop state: “pid” must be an integer."},
       {R"({"host": {"name": false}})", "Simulated desktop state: “name” must be a text."},

@@ -85,13 +85,15 @@ TEST_F(PluginRegistryTest, SurvivesEmptyWrongAndHugeParameters) {
                         "keyDown", "keyUp", "keycode", "Keycode", "modifiers", "command", "shift",
                         "option", "control", "capsLock", "function", "hasKey", "asciiCode",
                         "text", "Text", "string", "TypeText", "dateFormat", "Format", "filePath",
-                        "Path", "charsPerSecond", "charSecond", "usePaste"};
+                        "Path", "charsPerSecond", "charSecond", "usePaste", "transform", "replacement",
+                        "useClipboard", "pasteAfter", "writeToClipboard", "input", "paste", "Paste",
+                        "appendToClipboard", "rules", "Rules"};
   std::vector<ActionData> inputs{ActionData{}};
   for (const AnyCodable& value : values) {
     ActionData all;
     for (const char* key : keys) all[key] = value;
     inputs.push_back(all);
-    for (std::int64_t type : {1, 2, 3, 4, 5, 6, 7, 9}) {
+    for (std::int64_t type : {0, 1, 2, 3, 4, 5, 6, 7, 9, 10, 11, 12, 13, 14, 15, 16}) {
       ActionData typed = all;
       typed["actionType"] = type;
       typed["conditionType"] = type;
