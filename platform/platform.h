@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "platform/accessibility.h"
+#include "platform/alerts.h"
 #include "platform/clock.h"
 #include "platform/environment.h"
 #include "platform/events.h"
@@ -17,7 +18,9 @@
 #include "platform/main_thread.h"
 #include "platform/notifications.h"
 #include "platform/pasteboard.h"
+#include "platform/popup_menus.h"
 #include "platform/scheduler.h"
+#include "platform/user_defaults.h"
 #include "platform/workspace.h"
 
 namespace orla {
@@ -39,6 +42,8 @@ enum class Capability {
   recentDocuments,
   printers,
   sound,
+  // Activating, hiding, quitting and opening applications.
+  applicationControl,
 };
 
 class Platform {
@@ -55,6 +60,9 @@ class Platform {
     std::unique_ptr<Environment> environment;
     std::unique_ptr<Files> files;
     std::unique_ptr<Host> host;
+    std::unique_ptr<PopupMenus> popupMenus;
+    std::unique_ptr<Alerts> alerts;
+    std::unique_ptr<UserDefaults> userDefaults;
   };
 
   Platform(std::string name, Services services, std::set<Capability> capabilities);
@@ -74,6 +82,9 @@ class Platform {
   Environment& environment() const { return *services_.environment; }
   Files& files() const { return *services_.files; }
   Host& host() const { return *services_.host; }
+  PopupMenus& popupMenus() const { return *services_.popupMenus; }
+  Alerts& alerts() const { return *services_.alerts; }
+  UserDefaults& userDefaults() const { return *services_.userDefaults; }
 
   // The process default: the native desktop unless a host or a test put
   // another platform in its place.
