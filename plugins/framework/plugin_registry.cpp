@@ -4,9 +4,11 @@
 #include <array>
 #include <new>
 
+#include "plugins/apps/application_plugin.h"
 #include "plugins/flow/conditional_plugin.h"
 #include "plugins/framework/orla_plugin.h"
 #include "plugins/input/key_shortcut_plugin.h"
+#include "plugins/input/message_plugin.h"
 #include "plugins/text/type_text_plugin.h"
 
 namespace orla {
@@ -29,7 +31,7 @@ struct Row {
 constexpr std::array<Row, 31> kTable{{
     {{"AIAction", "AIActionPlugin", false}, nullptr},
     {{"AppleScriptShortcut", "AppleScriptPlugin", false}, nullptr},
-    {{"ApplicationShortcut", "ApplicationPlugin", false}, nullptr},
+    {{"ApplicationShortcut", "ApplicationPlugin", true}, &make<ApplicationPlugin>},
     {{"ClipboardShortcut", "ClipboardPlugin", false}, nullptr},
     {{"CommandShortcut", "ShellCommandPlugin", false}, nullptr},
     {{"ConditionalAction", "ConditionalPlugin", true}, &make<ConditionalPlugin>},
@@ -43,7 +45,7 @@ constexpr std::array<Row, 31> kTable{{
     {{"KeyShortcut", "KeyShortcutPlugin", true}, &make<KeyShortcutPlugin>},
     {{"KeyboardShortcut", "TypeTextPlugin", true}, &make<TypeTextPlugin>},
     {{"MenuShortcut", "MenuPlugin", false}, nullptr},
-    {{"MessageShortcut", "MessagePlugin", false}, nullptr},
+    {{"MessageShortcut", "MessagePlugin", true}, &make<MessagePlugin>},
     {{"MouseShortcut", "MousePlugin", false}, nullptr},
     {{"NetworkShortcut", "NetworkPlugin", false}, nullptr},
     {{"OrlaShortcut", "OrlaPlugin", true}, &make<OrlaPlugin>},
