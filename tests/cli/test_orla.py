@@ -204,7 +204,9 @@ class ListTest(OrlaTestCase):
         classes = {line["pluginClass"]: line for line in lines}
         self.assertEqual(len(classes), 31, "plugin classes must be unique")
         for plugin_class, class_name in [("OrlaShortcut", "OrlaPlugin"),
-                                         ("ConditionalAction", "ConditionalPlugin")]:
+                                         ("ConditionalAction", "ConditionalPlugin"),
+                                         ("ApplicationShortcut", "ApplicationPlugin"),
+                                         ("MessageShortcut", "MessagePlugin")]:
             self.assertEqual(classes[plugin_class]["className"], class_name)
             self.assertTrue(classes[plugin_class]["available"], plugin_class)
         # The two class strings that do not follow their class names.
