@@ -150,8 +150,9 @@ Checked<void> SimDesktop::openLocked(const SimApplicationBundle& bundle,
 }
 
 void SimDesktop::launchDueLocked() {
-  auto due = std::stable_partition(pendingLaunches_.begin(), pendingLaunches_.end(),
-                                   [&](const PendingLaunch& p) { return p.appearsAt > monotonic_; });
+  auto due =
+      std::stable_partition(pendingLaunches_.begin(), pendingLaunches_.end(),
+                            [&](const PendingLaunch& p) { return p.appearsAt > monotonic_; });
   for (auto it = due; it != pendingLaunches_.end(); ++it) {
     App app;
     app.info.processIdentifier = nextLaunchPid_++;
@@ -162,30 +163,35 @@ void SimDesktop::launchDueLocked() {
     app.info.activationPolicy = it->bundle.activationPolicy;
     app.info.launchDate = now_;
     app.quit = it->bundle.quit;
-    trace_.push_back({"launched", orla::quoted(app.info.localizedName) + " " + pidText(app.info.processIdentifier)});
+    trace_.push_back({"launched", orla::quoted(app.info.localizedName) + " " +
+                                      pidText(app.info.processIdentifier)});
     if (it->activates) frontmost_ = app.info.processIdentifier;
     applications_.push_back(std::move(app));
   }
   pendingLaunches_.erase(due, pendingLaunches_.end());
 }
 
-Checked<void> SimDesktop::openApplication(std::string_view path, const OpenConfiguration& configuration) {
+Checked<void> SimDesktop::openApplication(std::string_view path,
+                                          const OpenConfiguration& configuration) {
   std::optional<ProcessId> before;
   Checked<void> result;
   {
     std::lock_guard lock(mutex_);
     before = frontmost_;
-    trace_.push_back({"open", std::string(path) + (configuration.activates ? "" : " (in the background)")});
+    trace_.push_back(
+        {"open", std::string(path) + (configuration.activates ? "" : " (in the background)")});
     auto it = installed_.find(standardized(path));
-    if (it == installed_.end()) result = fail("The application can't be opened.");
-    else result = openLocked(it->second, configuration);
+    if (it == installed_.end())
+      result = fail("The application can't be opened.");
+    else
+      result = openLocked(it->second, configuration);
   }
   notifyIfFrontChanged(before);
   return result;
 }
 
-Checked<void> SimDesktop::openApplicationWithBundleIdentifier(std::string_view bundleIdentifier,
-                                                              const OpenConfiguration& configuration) {
+Checked<void> SimDesktop::openApplicationWithBundleIdentifier(
+    std::string_view bundleIdentifier, const OpenConfiguration& configuration) {
   std::optional<ProcessId> before;
   Checked<void> result = fail("No application with this bundle identifier is installed.");
   {
@@ -275,7 +281,8 @@ std::optional<std::size_t> SimDesktop::popUpMenu(std::span<const MenuItem> items
       return i;
     }
   }
-  trace_.push_back({"menu", choice ? "dismissed (no item " + orla::quoted(*choice) + ")" : std::string("dismissed")});
+  trace_.push_back({"menu", choice ? "dismissed (no item " + orla::quoted(*choice) + ")"
+                                   : std::string("dismissed")});
   return std::nullopt;
 }
 

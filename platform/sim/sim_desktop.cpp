@@ -378,6 +378,7 @@ std::size_t SimDesktop::runScheduled() {
       if (first->first > monotonic_) {
         now_ += first->first - monotonic_;
         monotonic_ = first->first;
+        launchDueLocked();
       }
       work = std::move(first->second);
       scheduled_.erase(first);

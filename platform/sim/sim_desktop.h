@@ -1,8 +1,10 @@
 // SimDesktop: a desktop held in memory, for the unit tests and `orla --sim`.
-// It is a model (applications, a frontmost one, a clipboard with a change
-// count, a virtual clock whose sleeps return at once) and a recorder: every
-// sleep, notification, clipboard write and activation is logged in order for
-// a test (or `--trace`) to read. The file system is the real one, shared with
+// It is a model (applications that launch after a delay, hide, and quit or
+// refuse to; a frontmost one; a clipboard with a change count; pop-up menus
+// and alerts answered from a script; a virtual clock whose sleeps return at
+// once) and a recorder: every sleep, notification, clipboard write,
+// activation, hide, quit, launch, menu and alert is logged in order for a
+// test (or `--trace`) to read. The file system is the real one, shared with
 // the native backend, so file conditions and operations behave as they will
 // for the user.
 // Thread safety: every method may be called from any thread.

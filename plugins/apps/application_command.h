@@ -61,11 +61,14 @@ inline constexpr std::array<std::string_view, 22> kApplicationCommandTitles{
 
 // 1 to 22 give a command; 0, negatives and 23 or more give none.
 constexpr std::optional<ApplicationCommand> applicationCommand(std::int64_t raw) {
-  if (raw < 1 || raw > static_cast<std::int64_t>(kApplicationCommandTitles.size())) return std::nullopt;
+  if (raw < 1 || raw > static_cast<std::int64_t>(kApplicationCommandTitles.size()))
+    return std::nullopt;
   return static_cast<ApplicationCommand>(raw);
 }
 
-constexpr std::int64_t rawValue(ApplicationCommand command) { return static_cast<std::int64_t>(command); }
+constexpr std::int64_t rawValue(ApplicationCommand command) {
+  return static_cast<std::int64_t>(command);
+}
 
 // The menu title of the command.
 constexpr std::string_view title(ApplicationCommand command) {
@@ -73,7 +76,9 @@ constexpr std::string_view title(ApplicationCommand command) {
 }
 
 // Only launching needs a path: a name alone may match a different copy.
-constexpr bool needsAppPath(ApplicationCommand command) { return command == ApplicationCommand::launch; }
+constexpr bool needsAppPath(ApplicationCommand command) {
+  return command == ApplicationCommand::launch;
+}
 
 constexpr bool needsAppName(ApplicationCommand command) {
   using enum ApplicationCommand;

@@ -54,7 +54,8 @@ std::optional<RunningApplication> ApplicationControl::find(ProcessId pid) const 
   return std::nullopt;
 }
 
-std::optional<RunningApplication> ApplicationControl::findByBundlePath(std::string_view bundlePath) const {
+std::optional<RunningApplication> ApplicationControl::findByBundlePath(
+    std::string_view bundlePath) const {
   const std::string wanted = standardizedBundlePath(bundlePath);
   if (wanted.empty()) return std::nullopt;
   for (RunningApplication& app : running())
@@ -62,7 +63,8 @@ std::optional<RunningApplication> ApplicationControl::findByBundlePath(std::stri
   return std::nullopt;
 }
 
-std::optional<RunningApplication> ApplicationControl::findByBundleID(std::string_view bundleID) const {
+std::optional<RunningApplication> ApplicationControl::findByBundleID(
+    std::string_view bundleID) const {
   if (bundleID.empty()) return std::nullopt;
   for (RunningApplication& app : running())
     if (app.bundleIdentifier == bundleID) return std::move(app);
@@ -71,7 +73,8 @@ std::optional<RunningApplication> ApplicationControl::findByBundleID(std::string
 
 std::optional<RunningApplication> ApplicationControl::findByName(std::string_view name) const {
   for (RunningApplication& app : running())
-    if (!app.localizedName.empty() && equalsIgnoringCase(app.localizedName, name)) return std::move(app);
+    if (!app.localizedName.empty() && equalsIgnoringCase(app.localizedName, name))
+      return std::move(app);
   return std::nullopt;
 }
 
@@ -95,14 +98,17 @@ std::string ApplicationControl::displayName(const RunningApplication& app) {
   return displayName(app.localizedName, app.bundlePath);
 }
 
-std::string ApplicationControl::displayName(std::string_view localizedName, std::string_view bundlePath) {
+std::string ApplicationControl::displayName(std::string_view localizedName,
+                                            std::string_view bundlePath) {
   if (!localizedName.empty()) return std::string(localizedName);
-  const std::string stem = std::filesystem::path(standardizedBundlePath(bundlePath)).stem().string();
+  const std::string stem =
+      std::filesystem::path(standardizedBundlePath(bundlePath)).stem().string();
   if (!stem.empty()) return stem;
   return "the application";
 }
 
-bool ApplicationControl::waitFor(std::chrono::milliseconds limit, const std::function<bool()>& done) {
+bool ApplicationControl::waitFor(std::chrono::milliseconds limit,
+                                 const std::function<bool()>& done) {
   Clock& clock = platform_.clock();
   const auto deadline = clock.monotonicNow() + limit;
   for (;;) {
@@ -112,8 +118,10 @@ bool ApplicationControl::waitFor(std::chrono::milliseconds limit, const std::fun
   }
 }
 
-std::optional<RunningApplication> ApplicationControl::launch(std::string_view bundlePath, bool activates) {
-  if (!platform_.workspace().openApplication(bundlePath, OpenConfiguration{activates})) return std::nullopt;
+std::optional<RunningApplication> ApplicationControl::launch(std::string_view bundlePath,
+                                                             bool activates) {
+  if (!platform_.workspace().openApplication(bundlePath, OpenConfiguration{activates}))
+    return std::nullopt;
   std::optional<RunningApplication> launched;
   waitFor(kLaunchLimit, [&] { return (launched = findByBundlePath(bundlePath)).has_value(); });
   return launched;
@@ -158,22 +166,34 @@ bool ApplicationControl::switchTo(const RunningApplication& app, bool hideOthers
   return true;
 }
 
-bool ApplicationControl::hide(const RunningApplication& app) {
+bool ApplicationControl::hide(const RunningApplication& app) { return hideAll({app}).empty(); }
+
+std::vector<RunningApplication> ApplicationControl::hideAll(std::vector<RunningApplication> apps) {
   Workspace& workspace = platform_.workspace();
-  const ProcessId pid = app.processIdentifier;
-  auto hiddenAfter = [&](bool requested) {
-    if (!requested) return false;
-    platform_.clock().sleep(kPollInterval);
-    return isHidden(pid);
+  const std::function<bool(ProcessId)> ways[] = {
+      [&](ProcessId pid) { return workspace.hide(pid); },
+      [&](ProcessId pid) { return workspace.setHiddenThroughAccessibility(pid, true).ok(); },
+      [&](ProcessId pid) { return workspace.setHiddenThroughProcessManager(pid, true).ok(); },
   };
-  if (hiddenAfter(workspace.hide(pid))) return true;
-  if (hiddenAfter(workspace.setHiddenThroughAccessibility(pid, true).ok())) return true;
-  return hiddenAfter(workspace.setHiddenThroughProcessManager(pid, true).ok());
+  for (const auto& way : ways) {
+    if (apps.empty()) break;
+    bool requested = false;
+    for (const RunningApplication& app : apps) requested = way(app.processIdentifier) || requested;
+    if (!requested) continue;
+    // Hiding takes effect a moment later.
+    platform_.clock().sleep(kPollInterval);
+    std::erase_if(apps, [&](const RunningApplication& app) {
+      return !find(app.processIdentifier) || isHidden(app.processIdentifier);
+    });
+  }
+  return apps;
 }
 
 void ApplicationControl::hideOthers(ProcessId keep) {
+  std::vector<RunningApplication> others;
   for (const RunningApplication& other : regular())
-    if (other.processIdentifier != keep && !isHost(other) && !other.hidden) hide(other);
+    if (other.processIdentifier != keep && !isHost(other) && !other.hidden) others.push_back(other);
+  hideAll(std::move(others));
 }
 
 void ApplicationControl::requestQuit(const RunningApplication& app, bool force) {

@@ -58,6 +58,9 @@ class ApplicationControl {
   // Hides by the application's own request, then "AXHidden", then the
   // process manager, stopping at the first that leaves it hidden.
   bool hide(const RunningApplication& app);
+  // The same for several at once: each way is tried on all that are still
+  // visible, with one look after each round. Answers those still visible.
+  std::vector<RunningApplication> hideAll(std::vector<RunningApplication> apps);
   // Hides the regular applications other than `keep` and the host.
   void hideOthers(ProcessId keep);
 

@@ -18,7 +18,8 @@ PluginResult ApplicationPopupTarget::choose(const ApplicationMenuEntry& entry) {
   if (!app) app = control_.findByBundleID(entry.item.payload);
   if (app) {
     const std::string name = ApplicationControl::displayName(*app);
-    if (!control_.switchTo(*app, hideOthers_)) return PluginResult::failure("Could not switch to " + name);
+    if (!control_.switchTo(*app, hideOthers_))
+      return PluginResult::failure("Could not switch to " + name);
     return PluginResult::success("Switched to " + name + ".");
   }
   const auto launched = control_.launchBundleID(entry.item.payload);
@@ -29,17 +30,21 @@ PluginResult ApplicationPopupTarget::choose(const ApplicationMenuEntry& entry) {
 
 void sortByName(std::vector<ApplicationMenuEntry>& entries, const std::string& locale) {
   UErrorCode status = U_ZERO_ERROR;
-  std::unique_ptr<icu::Collator> collator(icu::Collator::createInstance(icu::Locale(locale.c_str()), status));
+  std::unique_ptr<icu::Collator> collator(
+      icu::Collator::createInstance(icu::Locale(locale.c_str()), status));
   if (U_FAILURE(status) || !collator) return;
   // Secondary strength: letters and accents count, case does not.
   collator->setStrength(icu::Collator::SECONDARY);
-  std::stable_sort(entries.begin(), entries.end(), [&](const ApplicationMenuEntry& a, const ApplicationMenuEntry& b) {
-    UErrorCode s = U_ZERO_ERROR;
-    return collator->compare(unicodeString(a.name), unicodeString(b.name), s) == UCOL_LESS;
-  });
+  std::stable_sort(entries.begin(), entries.end(),
+                   [&](const ApplicationMenuEntry& a, const ApplicationMenuEntry& b) {
+                     UErrorCode s = U_ZERO_ERROR;
+                     return collator->compare(unicodeString(a.name), unicodeString(b.name), s) ==
+                            UCOL_LESS;
+                   });
 }
 
-PluginResult popUpApplicationMenu(Platform& platform, const std::vector<ApplicationMenuEntry>& entries,
+PluginResult popUpApplicationMenu(Platform& platform,
+                                  const std::vector<ApplicationMenuEntry>& entries,
                                   ApplicationPopupTarget& target) {
   std::vector<MenuItem> items;
   items.reserve(entries.size());
@@ -68,9 +73,11 @@ PluginResult ApplicationPlugin::runningMenu(const ActionData& data) {
     sortByName(entries, platform_->clock().locale());
   } else {
     // Most recently launched first; no launch date is the distant past.
-    std::stable_sort(entries.begin(), entries.end(), [](const ApplicationMenuEntry& a, const ApplicationMenuEntry& b) {
-      return a.running->launchDate.value_or(TimePoint::min()) > b.running->launchDate.value_or(TimePoint::min());
-    });
+    std::stable_sort(entries.begin(), entries.end(),
+                     [](const ApplicationMenuEntry& a, const ApplicationMenuEntry& b) {
+                       return a.running->launchDate.value_or(TimePoint::min()) >
+                              b.running->launchDate.value_or(TimePoint::min());
+                     });
   }
   ApplicationPopupTarget target(*control_, hideOthers(data));
   return popUpApplicationMenu(*platform_, entries, target);
@@ -88,10 +95,12 @@ PluginResult ApplicationPlugin::recentMenu(const ActionData& data) {
       if (!installed) continue;  // no longer installed
       path = std::move(*installed);
     }
-    entry.name = ApplicationControl::displayName(entry.running ? entry.running->localizedName : "", path);
+    entry.name =
+        ApplicationControl::displayName(entry.running ? entry.running->localizedName : "", path);
     entry.item.title = entry.name;
     entry.item.iconApplicationPath = path;
-    entry.item.on = entry.running && frontApp && frontApp->processIdentifier == entry.running->processIdentifier;
+    entry.item.on = entry.running && frontApp &&
+                    frontApp->processIdentifier == entry.running->processIdentifier;
     entry.item.payload = bundleID;
     entries.push_back(std::move(entry));
   }

@@ -41,7 +41,8 @@ void sortByName(std::vector<ApplicationMenuEntry>& entries, const std::string& l
 
 // Pops the menu up and hands the choice to `target`; a dismissed menu
 // reports nothing.
-PluginResult popUpApplicationMenu(Platform& platform, const std::vector<ApplicationMenuEntry>& entries,
+PluginResult popUpApplicationMenu(Platform& platform,
+                                  const std::vector<ApplicationMenuEntry>& entries,
                                   ApplicationPopupTarget& target);
 
 }  // namespace orla

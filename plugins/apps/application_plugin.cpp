@@ -86,7 +86,9 @@ ApplicationPlugin::ApplicationPlugin(std::shared_ptr<Platform> platform)
   frontObserver_ = platform_->workspace().addActivationObserver(noteFront);
 }
 
-ApplicationPlugin::~ApplicationPlugin() { platform_->workspace().removeActivationObserver(frontObserver_); }
+ApplicationPlugin::~ApplicationPlugin() {
+  platform_->workspace().removeActivationObserver(frontObserver_);
+}
 
 std::int64_t ApplicationPlugin::actionTypeNumber(const ActionData& data) {
   return readIntOr(data, {"actionType", "Action"}, 1);
@@ -104,9 +106,15 @@ std::string ApplicationPlugin::appName(const ActionData& data) {
   return readStringOr(data, {"appName", "AppName"});
 }
 
-bool ApplicationPlugin::hideOthers(const ActionData& data) { return readSwitchOr(data, {"hideOthers", "HideOthers"}); }
-bool ApplicationPlugin::force(const ActionData& data) { return readSwitchOr(data, {"force", "Force"}); }
-std::int64_t ApplicationPlugin::order(const ActionData& data) { return readIntOr(data, {"order", "Order"}, 0); }
+bool ApplicationPlugin::hideOthers(const ActionData& data) {
+  return readSwitchOr(data, {"hideOthers", "HideOthers"});
+}
+bool ApplicationPlugin::force(const ActionData& data) {
+  return readSwitchOr(data, {"force", "Force"});
+}
+std::int64_t ApplicationPlugin::order(const ActionData& data) {
+  return readIntOr(data, {"order", "Order"}, 0);
+}
 
 std::optional<std::string> ApplicationPlugin::validate(const ActionData& data) const {
   const auto cmd = command(data);
@@ -124,11 +132,14 @@ std::optional<std::string> ApplicationPlugin::validate(const ActionData& data) c
 
 PluginResult ApplicationPlugin::execute(const ActionData& data) {
   const auto cmd = command(data);
-  if (!cmd) return PluginResult::failure("Unknown application action type: " + std::to_string(actionTypeNumber(data)));
+  if (!cmd)
+    return PluginResult::failure("Unknown application action type: " +
+                                 std::to_string(actionTypeNumber(data)));
   if (auto problem = validate(data)) return PluginResult::failure(std::move(*problem));
   if (!platform_->supports(Capability::applicationControl))
     return PluginResult::failure(
-        "Launching, switching, hiding and quitting applications is not available on this desktop in this build of Orla.");
+        "Launching, switching, hiding and quitting applications is not available on this desktop "
+        "in this build of Orla.");
   return run(*cmd, data);
 }
 
@@ -141,14 +152,23 @@ PluginResult ApplicationPlugin::run(Command cmd, const ActionData& data) {
     case switchNext: return this->switchNext(true, data);
     case switchPrevious: return this->switchNext(false, data);
     case switchTo: return switchToTarget(data);
-    case showFront: case showBackground: case showAll: case showOne: return show(cmd, data);
-    case hideFront: case hideBackground: case hideOne: return hide(cmd, data);
-    case quitFront: case quitOne: return quit(cmd, data);
+    case showFront:
+    case showBackground:
+    case showAll:
+    case showOne: return show(cmd, data);
+    case hideFront:
+    case hideBackground:
+    case hideOne: return hide(cmd, data);
+    case quitFront:
+    case quitOne: return quit(cmd, data);
     case quitBackground: return this->quitBackground(force(data));
-    case relaunchFront: case relaunchBackground: case relaunchOne: return relaunch(cmd, data);
+    case relaunchFront:
+    case relaunchBackground:
+    case relaunchOne: return relaunch(cmd, data);
     case saveFront: return this->saveFront();
     case switchToSaved: return switchToRef(savedApplication(), true, hideOthers(data));
-    case switchToPreviousFront: return switchToRef(previousFrontApplication(), false, hideOthers(data));
+    case switchToPreviousFront:
+      return switchToRef(previousFrontApplication(), false, hideOthers(data));
   }
   return PluginResult::failure("Unknown application action type: " + std::to_string(rawValue(cmd)));
 }
@@ -169,7 +189,8 @@ Checked<ApplicationPlugin::Target> ApplicationPlugin::resolveTarget(const Action
   }
   const std::string given = appName(data);
   // With no usable name, a path that leads nowhere names the application.
-  const std::string name = withoutAppSuffix(given.empty() ? ApplicationControl::displayName({}, path) : given);
+  const std::string name =
+      withoutAppSuffix(given.empty() ? ApplicationControl::displayName({}, path) : given);
   if (!given.empty()) {
     if (auto app = control_->findByName(name)) {
       std::string shown = ApplicationControl::displayName(*app);
@@ -187,7 +208,8 @@ Checked<ApplicationPlugin::Target> ApplicationPlugin::resolveTarget(const Action
 
 PluginResult ApplicationPlugin::switched(const RunningApplication& app, bool hideOthersAfter) {
   const std::string name = ApplicationControl::displayName(app);
-  if (!control_->switchTo(app, hideOthersAfter)) return PluginResult::failure("Could not switch to " + name);
+  if (!control_->switchTo(app, hideOthersAfter))
+    return PluginResult::failure("Could not switch to " + name);
   return PluginResult::success("Switched to " + name + ".");
 }
 
@@ -198,7 +220,8 @@ PluginResult ApplicationPlugin::launch(const ActionData& data) {
   if (!app) return PluginResult::failure("Could not launch " + fileName(path));
   if (hideOthers(data)) control_->hideOthers(app->processIdentifier);
   const std::string name = ApplicationControl::displayName(*app);
-  return PluginResult::success(wasRunning ? "Brought " + name + " to the front." : "Launched " + name + ".");
+  return PluginResult::success(wasRunning ? "Brought " + name + " to the front."
+                                          : "Launched " + name + ".");
 }
 
 PluginResult ApplicationPlugin::switchNext(bool forward, const ActionData& data) {
@@ -207,9 +230,10 @@ PluginResult ApplicationPlugin::switchNext(bool forward, const ActionData& data)
   if (apps.empty()) return PluginResult::failure("No applications running");
   // Oldest first; an application without a launch date counts as the
   // distant past. Stable, so equal dates keep the system's order.
-  std::stable_sort(apps.begin(), apps.end(), [](const RunningApplication& a, const RunningApplication& b) {
-    return a.launchDate.value_or(TimePoint::min()) < b.launchDate.value_or(TimePoint::min());
-  });
+  std::stable_sort(
+      apps.begin(), apps.end(), [](const RunningApplication& a, const RunningApplication& b) {
+        return a.launchDate.value_or(TimePoint::min()) < b.launchDate.value_or(TimePoint::min());
+      });
   const auto frontApp = control_->front();
   std::size_t index = 0;
   if (frontApp) {
@@ -248,7 +272,8 @@ PluginResult ApplicationPlugin::show(Command cmd, const ActionData& data) {
     }
     case Command::showBackground:
       hidden = keepHidden(control_->background());
-      if (hidden.empty()) return PluginResult::failure("No hidden background applications to show.");
+      if (hidden.empty())
+        return PluginResult::failure("No hidden background applications to show.");
       break;
     case Command::showAll:
       hidden = keepHidden(control_->regular());
@@ -280,9 +305,15 @@ PluginResult ApplicationPlugin::hide(Command cmd, const ActionData& data) {
     auto apps = control_->background();
     std::erase_if(apps, [](const RunningApplication& app) { return app.hidden; });
     if (apps.empty()) return PluginResult::failure("No background applications to hide.");
+    const auto visible = control_->hideAll(apps);
     std::vector<std::string> hid, failed;
-    for (const RunningApplication& app : apps)
-      (control_->hide(app) ? hid : failed).push_back(ApplicationControl::displayName(app));
+    for (const RunningApplication& app : apps) {
+      const bool stillVisible =
+          std::any_of(visible.begin(), visible.end(), [&](const RunningApplication& v) {
+            return v.processIdentifier == app.processIdentifier;
+          });
+      (stillVisible ? failed : hid).push_back(ApplicationControl::displayName(app));
+    }
     if (hid.empty()) return PluginResult::failure(sentence("Could not hide ", failed));
     std::string report = sentence("Hid ", hid);
     if (!failed.empty()) report += " " + sentence("Could not hide ", failed);
@@ -343,7 +374,8 @@ PluginResult ApplicationPlugin::quitBackground(bool forced) {
   const auto left = stillRunning();
   std::vector<std::string> quitNames, leftNames = names(left);
   for (const RunningApplication& app : apps)
-    if (std::none_of(left.begin(), left.end(), [&](auto& l) { return l.processIdentifier == app.processIdentifier; }))
+    if (std::none_of(left.begin(), left.end(),
+                     [&](auto& l) { return l.processIdentifier == app.processIdentifier; }))
       quitNames.push_back(ApplicationControl::displayName(app));
   std::string stillText;
   if (!left.empty()) {
@@ -360,12 +392,13 @@ PluginResult ApplicationPlugin::quitBackground(bool forced) {
   return PluginResult::success(std::move(report));
 }
 
-std::optional<std::string> ApplicationPlugin::relaunchOne(const RunningApplication& app, bool forced,
-                                                          bool activates) {
+std::optional<std::string> ApplicationPlugin::relaunchOne(const RunningApplication& app,
+                                                          bool forced, bool activates) {
   const std::string name = ApplicationControl::displayName(app);
   if (app.bundlePath.empty()) return "Cannot relaunch " + name + " \u2014 no bundle URL";
   control_->requestQuit(app, forced);
-  if (!control_->waitUntilGone(app.processIdentifier, forced ? kForcedQuitLimit : ApplicationControl::kQuitLimit)) {
+  if (!control_->waitUntilGone(app.processIdentifier,
+                               forced ? kForcedQuitLimit : ApplicationControl::kQuitLimit)) {
     platform_->workspace().forceTerminate(app.processIdentifier);
     if (!control_->waitUntilGone(app.processIdentifier, kForcedQuitLimit))
       return "Could not quit " + name + " in order to relaunch it";
@@ -374,8 +407,10 @@ std::optional<std::string> ApplicationPlugin::relaunchOne(const RunningApplicati
   clock.sleep(kRelaunchPause);
   for (int attempt = 0; attempt < kReopenAttempts; ++attempt) {
     if (attempt > 0) clock.sleep(kReopenPause);
-    if (!platform_->workspace().openApplication(app.bundlePath, OpenConfiguration{activates})) continue;
-    if (control_->waitFor(kComeBackLimit, [&] { return control_->findByBundlePath(app.bundlePath).has_value(); }))
+    if (!platform_->workspace().openApplication(app.bundlePath, OpenConfiguration{activates}))
+      continue;
+    if (control_->waitFor(kComeBackLimit,
+                          [&] { return control_->findByBundlePath(app.bundlePath).has_value(); }))
       return std::nullopt;
   }
   return name + " quit but did not come back";
@@ -413,7 +448,8 @@ PluginResult ApplicationPlugin::relaunch(Command cmd, const ActionData& data) {
     app = target->running;
   }
   if (control_->isHost(*app)) return PluginResult::failure(std::string(kNotItself));
-  if (auto problem = relaunchOne(*app, forced, true)) return PluginResult::failure(std::move(*problem));
+  if (auto problem = relaunchOne(*app, forced, true))
+    return PluginResult::failure(std::move(*problem));
   return PluginResult::success("Relaunched " + ApplicationControl::displayName(*app) + ".");
 }
 
@@ -429,10 +465,12 @@ PluginResult ApplicationPlugin::saveFront() {
                                ". Switch to Saved Application will bring it back.");
 }
 
-PluginResult ApplicationPlugin::switchToRef(const std::optional<ProcessRef>& ref, bool saved, bool hideOthersAfter) {
+PluginResult ApplicationPlugin::switchToRef(const std::optional<ProcessRef>& ref, bool saved,
+                                            bool hideOthersAfter) {
   if (!ref) {
-    return PluginResult::failure(saved ? "No saved application to switch to. Run Save Front Application first."
-                                       : "No previous application to switch to");
+    return PluginResult::failure(
+        saved ? "No saved application to switch to. Run Save Front Application first."
+              : "No previous application to switch to");
   }
   // The same process when it still runs; process identifiers are reused, so
   // the bundle identifier must agree when it is known.
@@ -440,8 +478,8 @@ PluginResult ApplicationPlugin::switchToRef(const std::optional<ProcessRef>& ref
   if (app && ref->bundleID && app->bundleIdentifier != *ref->bundleID) app.reset();
   if (!app) {
     if (saved) return PluginResult::failure("The previous saved application isn't running.");
-    return PluginResult::failure("The previous front application (" + ref->name.value_or("the application") +
-                                 ") isn't running.");
+    return PluginResult::failure("The previous front application (" +
+                                 ref->name.value_or("the application") + ") isn't running.");
   }
   return switched(*app, hideOthersAfter);
 }

@@ -23,11 +23,12 @@ void RecentApplicationsTracker::start(std::shared_ptr<Platform> platform) {
   // plain pointer.
   std::weak_ptr<RecentApplicationsTracker> weak = weak_from_this();
   Platform* observed = platform.get();
-  const auto token = platform->workspace().addActivationObserver([weak, observed](const RunningApplication& app) {
-    postToMainThread(observed->mainThread(), [weak, id = app.bundleIdentifier] {
-      if (auto tracker = weak.lock()) tracker->record(id);
-    });
-  });
+  const auto token =
+      platform->workspace().addActivationObserver([weak, observed](const RunningApplication& app) {
+        postToMainThread(observed->mainThread(), [weak, id = app.bundleIdentifier] {
+          if (auto tracker = weak.lock()) tracker->record(id);
+        });
+      });
   std::lock_guard lock(mutex_);
   observer_ = token;
 }

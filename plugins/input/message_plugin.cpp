@@ -9,14 +9,19 @@ namespace orla {
 namespace {
 
 constexpr std::array<CommandName, 4> kCommandNames{{
-    {"show", 1}, {"alert", 1}, {"message", 1}, {"dialog", 1},
+    {"show", 1},
+    {"alert", 1},
+    {"message", 1},
+    {"dialog", 1},
 }};
 
 std::string titleText(const ActionData& d) { return readStringOr(d, {"title", "Title"}); }
 std::string messageText(const ActionData& d) {
   return readStringOr(d, {"message1", "Message1", "message", "Message"});
 }
-std::string secondMessageText(const ActionData& d) { return readStringOr(d, {"message2", "Message2"}); }
+std::string secondMessageText(const ActionData& d) {
+  return readStringOr(d, {"message2", "Message2"});
+}
 
 }  // namespace
 
@@ -96,7 +101,8 @@ Checked<int> MessagePlugin::showAlert(const Alert& alert) {
     // regular application while the alert is up.
     const bool wasAccessory = host.activationPolicy() == ActivationPolicy::accessory;
     if (wasAccessory) host.setActivationPolicy(ActivationPolicy::regular);
-    platform_->workspace().activate(host.processIdentifier(), activation_options::ignoringOtherApps);
+    platform_->workspace().activate(host.processIdentifier(),
+                                    activation_options::ignoringOtherApps);
     response = platform_->alerts().runModal(alert);
     // It stays in the Dock when the user asked for that, or while one of its
     // windows (the editor) is open, which the user would otherwise lose.
@@ -105,8 +111,10 @@ Checked<int> MessagePlugin::showAlert(const Alert& alert) {
       host.setActivationPolicy(ActivationPolicy::accessory);
   };
   MainThread& main = platform_->mainThread();
-  if (main.isMainThread()) work();
-  else main.runSync(work);
+  if (main.isMainThread())
+    work();
+  else
+    main.runSync(work);
   return response;
 }
 

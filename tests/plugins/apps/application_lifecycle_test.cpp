@@ -8,8 +8,8 @@ namespace orla {
 namespace {
 
 using namespace std::chrono_literals;
-using testing::ApplicationTest;
 using sim::QuitBehaviour;
+using testing::ApplicationTest;
 
 TEST_F(ApplicationTest, QuitAsksWithTheQuitEventAndWaitsTwelveSeconds) {
   struct Case {
@@ -22,7 +22,9 @@ TEST_F(ApplicationTest, QuitAsksWithTheQuitEventAndWaitsTwelveSeconds) {
   const Case cases[] = {
       {"quits", QuitBehaviour::quits, false, success("Quit TextEdit."), 0ms},
       {"asks to save", QuitBehaviour::asksToSave, false,
-       failure("TextEdit did not quit (it may be asking to save documents). Turn on Force to quit without asking."), 12000ms},
+       failure("TextEdit did not quit (it may be asking to save documents). Turn on Force to quit "
+               "without asking."),
+       12000ms},
       {"asks to save, forced", QuitBehaviour::asksToSave, true, success("Quit TextEdit."), 0ms},
       {"hangs, forced", QuitBehaviour::refuses, true,
        failure("TextEdit did not quit (it may be asking to save documents)."), 12000ms},
@@ -53,11 +55,12 @@ TEST_F(ApplicationTest, AQuitEventThatTimesOutFallsBackToTermination) {
 TEST_F(ApplicationTest, FrontCommandsWithNothingInFront) {
   desktop->setFrontmost(std::nullopt);
   const std::pair<int, const char*> cases[] = {
-      {7, "No front application to show"},   {11, "No front application to hide"},
-      {14, "No front application to quit"},  {17, "No front application to relaunch"},
+      {7, "No front application to show"},  {11, "No front application to hide"},
+      {14, "No front application to quit"}, {17, "No front application to relaunch"},
       {20, "No front application to save"},
   };
-  for (const auto& [type, sentence] : cases) EXPECT_EQ(run({{"actionType", type}}), failure(sentence)) << type;
+  for (const auto& [type, sentence] : cases)
+    EXPECT_EQ(run({{"actionType", type}}), failure(sentence)) << type;
 }
 
 TEST_F(ApplicationTest, BackgroundCommandsSpareTheHostAndTheFrontApplication) {
@@ -77,7 +80,8 @@ TEST_F(ApplicationTest, BackgroundCommandsSpareTheHostAndTheFrontApplication) {
   EXPECT_TRUE(isRunning(textEdit));
   EXPECT_TRUE(isRunning(100)) << "the host";
   EXPECT_EQ(run({{"actionType", 15}}),
-            failure("Still running: Safari (may be asking to save documents). Turn on Force to quit without asking."));
+            failure("Still running: Safari (may be asking to save documents). Turn on Force to "
+                    "quit without asking."));
   EXPECT_EQ(run({{"actionType", 15}, {"Force", 1}}), success("Quit Safari."));
   EXPECT_EQ(run({{"actionType", 15}}), failure("No background applications to quit."));
   EXPECT_EQ(run({{"actionType", 18}}), failure("No background applications to relaunch."));
@@ -90,14 +94,17 @@ TEST_F(ApplicationTest, BackgroundCommandsSpareTheHostAndTheFrontApplication) {
 
 TEST_F(ApplicationTest, HidingTriesEachWayInTurn) {
   // Finder ignores its own hide request; the accessibility attribute works.
-  desktop->setHidingWays(finder, sim::hiding_ways::accessibility | sim::hiding_ways::processManager);
+  desktop->setHidingWays(finder,
+                         sim::hiding_ways::accessibility | sim::hiding_ways::processManager);
   EXPECT_EQ(run({{"actionType", 13}, {"appName", "Finder"}}), success("Hid Finder."));
-  EXPECT_EQ(desktop->trace("hide"), (std::vector<sim::TraceEntry>{{"hide", "pid=200 by request"},
-                                                                   {"hide", "pid=200 by accessibility"}}));
+  EXPECT_EQ(desktop->trace("hide"),
+            (std::vector<sim::TraceEntry>{{"hide", "pid=200 by request"},
+                                          {"hide", "pid=200 by accessibility"}}));
   // Without the permission it falls to the process manager.
   desktop->clearTrace();
   desktop->setAccessibilityTrusted(false);
-  desktop->setHidingWays(safari, sim::hiding_ways::accessibility | sim::hiding_ways::processManager);
+  desktop->setHidingWays(safari,
+                         sim::hiding_ways::accessibility | sim::hiding_ways::processManager);
   EXPECT_EQ(run({{"actionType", 13}, {"appName", "Safari"}}), success("Hid Safari."));
   EXPECT_EQ(count("hide"), 3u);
   // Nothing works.
@@ -130,16 +137,20 @@ TEST_F(ApplicationTest, RelaunchComesBackOrSaysWhyNot) {
   // Installed so that it never comes back: four attempts of three seconds.
   install("/Applications/Safari.app", "com.apple.Safari", "Safari", std::nullopt);
   desktop->clearTrace();
-  EXPECT_EQ(run({{"actionType", 19}, {"appName", "Safari"}}), failure("Safari quit but did not come back"));
+  EXPECT_EQ(run({{"actionType", 19}, {"appName", "Safari"}}),
+            failure("Safari quit but did not come back"));
   EXPECT_EQ(count("open"), 4u);
 
   RunningApplication bare = app("Bare", "com.example.bare", 300);
   desktop->addApplication(bare);
-  EXPECT_EQ(run({{"actionType", 19}, {"appName", "Bare"}}), failure("Cannot relaunch Bare \u2014 no bundle URL"));
+  EXPECT_EQ(run({{"actionType", 19}, {"appName", "Bare"}}),
+            failure("Cannot relaunch Bare \u2014 no bundle URL"));
 
   desktop->setQuitBehaviour(finder, QuitBehaviour::refuses);
-  EXPECT_EQ(run({{"actionType", 19}, {"appName", "Finder"}}), failure("Could not quit Finder in order to relaunch it"));
-  EXPECT_EQ(run({{"actionType", 19}, {"appName", "Calendar"}}), failure("Application 'Calendar' not found"));
+  EXPECT_EQ(run({{"actionType", 19}, {"appName", "Finder"}}),
+            failure("Could not quit Finder in order to relaunch it"));
+  EXPECT_EQ(run({{"actionType", 19}, {"appName", "Calendar"}}),
+            failure("Application 'Calendar' not found"));
 }
 
 TEST_F(ApplicationTest, RelaunchWithForceWaitsSixSecondsThenForces) {

@@ -28,7 +28,8 @@ TEST_F(ApplicationTest, RunningMenuOrdersMarksTheFrontAndSwitches) {
   EXPECT_EQ(desktop->trace("menu").back().text, "dismissed");
 
   desktop->scriptMenuChoice("Finder");
-  EXPECT_EQ(run({{"actionType", 2}, {"order", 1}, {"hideOthers", true}}), success("Switched to Finder."));
+  EXPECT_EQ(run({{"actionType", 2}, {"order", 1}, {"hideOthers", true}}),
+            success("Switched to Finder."));
   EXPECT_EQ(lastMenu(*desktop), "“Finder”, “Orla Pro”, “Safari”, ✓“TextEdit”, “zoom.us”");
   EXPECT_EQ(front(), finder);
   EXPECT_TRUE(isHidden(safari));
@@ -39,7 +40,8 @@ TEST_F(ApplicationTest, RunningMenuOrdersMarksTheFrontAndSwitches) {
 }
 
 TEST_F(ApplicationTest, RecentMenuFollowsActivationsAndLaunchesWhatQuit) {
-  EXPECT_EQ(run({{"actionType", 3}}), PluginResult::silentSuccess()) << "TextEdit, in front at the start";
+  EXPECT_EQ(run({{"actionType", 3}}), PluginResult::silentSuccess())
+      << "TextEdit, in front at the start";
   EXPECT_EQ(lastMenu(*desktop), "✓“TextEdit”");
 
   desktop->setFrontmost(safari);
@@ -103,7 +105,8 @@ TEST(RecentApplicationsTracker, OrderLimitAndTheHost) {
 TEST_F(ApplicationTest, SaveFrontAndSwitchBack) {
   EXPECT_EQ(run({{"actionType", 21}}),
             failure("No saved application to switch to. Run Save Front Application first."));
-  EXPECT_EQ(run({{"actionType", 20}}), success("Saved TextEdit. Switch to Saved Application will bring it back."));
+  EXPECT_EQ(run({{"actionType", 20}}),
+            success("Saved TextEdit. Switch to Saved Application will bring it back."));
   EXPECT_EQ(ApplicationPlugin::savedApplication(),
             (ProcessRef{textEdit, "com.apple.TextEdit", "/Applications/TextEdit.app", "TextEdit"}));
   desktop->setFrontmost(finder);
@@ -123,7 +126,8 @@ TEST_F(ApplicationTest, SwitchToThePreviousFrontApplication) {
   EXPECT_EQ(run({{"actionType", 22}}), success("Switched to TextEdit."));
   EXPECT_EQ(run({{"actionType", 22}}), success("Switched to Safari.")) << "back and forth";
   ASSERT_TRUE(desktop->terminate(textEdit, true));
-  EXPECT_EQ(run({{"actionType", 22}}), failure("The previous front application (TextEdit) isn't running."));
+  EXPECT_EQ(run({{"actionType", 22}}),
+            failure("The previous front application (TextEdit) isn't running."));
 }
 
 }  // namespace

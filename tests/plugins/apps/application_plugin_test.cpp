@@ -1,7 +1,6 @@
 // The application plugin's commands, parameters, validation, switching,
 // targets and launching, on the simulated desktop.
 #include <gtest/gtest.h>
-
 #include <unistd.h>
 
 #include <filesystem>
@@ -46,7 +45,9 @@ TEST(ApplicationReaders, AliasesAndDefaults) {
   EXPECT_EQ(ApplicationPlugin::actionTypeNumber({}), 1);
   EXPECT_EQ(ApplicationPlugin::actionTypeNumber({{"actionType", "x"}, {"Action", 7}}), 7);
   EXPECT_EQ(ApplicationPlugin::actionTypeNumber({{"actionType", 0}, {"Action", 7}}), 0);
-  EXPECT_EQ(ApplicationPlugin::applicationPath({{"applicationPath", "  "}, {"AppPath", " /A.app "}}), "/A.app");
+  EXPECT_EQ(
+      ApplicationPlugin::applicationPath({{"applicationPath", "  "}, {"AppPath", " /A.app "}}),
+      "/A.app");
   EXPECT_EQ(ApplicationPlugin::applicationPath({{"path", "~/B.app"}}), "~/B.app");
   EXPECT_EQ(ApplicationPlugin::appName({{"AppName", " Mail\n"}}), "Mail");
   EXPECT_TRUE(ApplicationPlugin::hideOthers({{"HideOthers", 1}}));
@@ -64,18 +65,35 @@ TEST_F(ApplicationTest, ValidationSentencesInTheirOrder) {
   };
   const std::string unknown0 = "Unknown application command 0. Choose a command from the menu.";
   const Case cases[] = {
-      {"no keys means launch, which needs a path", {}, "Choose the application to launch with Browse Apps."},
+      {"no keys means launch, which needs a path",
+       {},
+       "Choose the application to launch with Browse Apps."},
       {"0 is unknown", {{"actionType", 0}}, unknown0},
-      {"23 is unknown", {{"actionType", 23}}, "Unknown application command 23. Choose a command from the menu."},
-      {"-1 is unknown", {{"actionType", -1}}, "Unknown application command -1. Choose a command from the menu."},
-      {"Action when actionType holds no integer", {{"actionType", "?"}, {"Action", 30}},
+      {"23 is unknown",
+       {{"actionType", 23}},
+       "Unknown application command 23. Choose a command from the menu."},
+      {"-1 is unknown",
+       {{"actionType", -1}},
+       "Unknown application command -1. Choose a command from the menu."},
+      {"Action when actionType holds no integer",
+       {{"actionType", "?"}, {"Action", 30}},
        "Unknown application command 30. Choose a command from the menu."},
-      {"unknown before a missing name", {{"actionType", 99}}, "Unknown application command 99. Choose a command from the menu."},
-      {"launch with a name alone", {{"actionType", 1}, {"appName", "Mail"}}, "Choose the application to launch with Browse Apps."},
-      {"launch with a path", {{"actionType", 1}, {"applicationPath", "/Applications/Mail.app"}}, std::nullopt},
-      {"quit one without a target", {{"actionType", 16}, {"appName", "  "}}, "Choose the target application with Browse Apps."},
+      {"unknown before a missing name",
+       {{"actionType", 99}},
+       "Unknown application command 99. Choose a command from the menu."},
+      {"launch with a name alone",
+       {{"actionType", 1}, {"appName", "Mail"}},
+       "Choose the application to launch with Browse Apps."},
+      {"launch with a path",
+       {{"actionType", 1}, {"applicationPath", "/Applications/Mail.app"}},
+       std::nullopt},
+      {"quit one without a target",
+       {{"actionType", 16}, {"appName", "  "}},
+       "Choose the target application with Browse Apps."},
       {"quit one with a name", {{"actionType", 16}, {"appName", "Mail"}}, std::nullopt},
-      {"show one with a path", {{"actionType", 10}, {"path", "/Applications/Mail.app"}}, std::nullopt},
+      {"show one with a path",
+       {{"actionType", 10}, {"path", "/Applications/Mail.app"}},
+       std::nullopt},
       {"front commands need nothing", {{"actionType", 14}}, std::nullopt},
   };
   for (const Case& c : cases) {
@@ -110,8 +128,11 @@ TEST_F(ApplicationTest, SwitchNextAndPreviousWrapAtBothEnds) {
   };
   for (const Case& c : cases) {
     desktop->setFrontmost(c.frontBefore);
-    const std::string expectedName = c.expected == finder ? "Finder" : c.expected == safari ? "Safari" : "TextEdit";
-    EXPECT_EQ(run({{"actionType", c.actionType}}), success("Switched to " + expectedName + ".")) << c.name;
+    const std::string expectedName = c.expected == finder   ? "Finder"
+                                     : c.expected == safari ? "Safari"
+                                                            : "TextEdit";
+    EXPECT_EQ(run({{"actionType", c.actionType}}), success("Switched to " + expectedName + "."))
+        << c.name;
     EXPECT_EQ(front(), c.expected) << c.name;
   }
 }
@@ -127,13 +148,15 @@ TEST_F(ApplicationTest, SwitchingNeedsRegularApplicationsOtherThanTheHost) {
 
 TEST_F(ApplicationTest, SwitchingUnhidesYieldsAndHidesOthersButNeverTheHost) {
   ASSERT_TRUE(desktop->setHidden(safari, true, sim::hiding_ways::request));
-  EXPECT_EQ(run({{"actionType", 6}, {"appName", "safari"}, {"hideOthers", true}}), success("Switched to Safari."));
+  EXPECT_EQ(run({{"actionType", 6}, {"appName", "safari"}, {"hideOthers", true}}),
+            success("Switched to Safari."));
   EXPECT_EQ(front(), safari);
   EXPECT_FALSE(isHidden(safari));
   EXPECT_TRUE(isHidden(finder));
   EXPECT_TRUE(isHidden(textEdit));
   EXPECT_EQ(desktop->trace("yield"), (std::vector<sim::TraceEntry>{{"yield", "to pid=201"}}));
-  for (const auto& entry : desktop->trace("hide")) EXPECT_EQ(entry.text.find("pid=100"), std::string::npos);
+  for (const auto& entry : desktop->trace("hide"))
+    EXPECT_EQ(entry.text.find("pid=100"), std::string::npos);
 }
 
 TEST_F(ApplicationTest, AnApplicationThatIgnoresActivationIsOpenedInstead) {
@@ -158,17 +181,35 @@ TEST_F(ApplicationTest, TargetsByNameWithAndWithoutTheSuffixAndByPath) {
     PluginResult result;
   };
   const Case cases[] = {
-      {"running, any case", {{"actionType", 6}, {"appName", "SAFARI"}}, success("Switched to Safari.")},
-      {"running, with .app", {{"actionType", 6}, {"appName", "Finder.app"}}, success("Switched to Finder.")},
-      {"installed, not running", {{"actionType", 6}, {"appName", "Mail"}}, success("Launched Mail.")},
-      {"in the utilities", {{"actionType", 6}, {"appName", "Terminal.APP"}}, success("Launched Terminal.")},
-      {"matching nothing", {{"actionType", 6}, {"appName", "Nope"}}, failure("Application 'Nope' not found")},
-      {"matching nothing, with .app", {{"actionType", 13}, {"appName", "Nope.app"}}, failure("Application 'Nope' not found")},
-      {"by path", {{"actionType", 6}, {"applicationPath", "/Applications/./Safari.app/"}}, success("Switched to Safari.")},
-      {"a missing path falls to the name", {{"actionType", 6}, {"applicationPath", "/Gone/Safari.app"}, {"appName", "TextEdit"}},
+      {"running, any case",
+       {{"actionType", 6}, {"appName", "SAFARI"}},
+       success("Switched to Safari.")},
+      {"running, with .app",
+       {{"actionType", 6}, {"appName", "Finder.app"}},
+       success("Switched to Finder.")},
+      {"installed, not running",
+       {{"actionType", 6}, {"appName", "Mail"}},
+       success("Launched Mail.")},
+      {"in the utilities",
+       {{"actionType", 6}, {"appName", "Terminal.APP"}},
+       success("Launched Terminal.")},
+      {"matching nothing",
+       {{"actionType", 6}, {"appName", "Nope"}},
+       failure("Application 'Nope' not found")},
+      {"matching nothing, with .app",
+       {{"actionType", 13}, {"appName", "Nope.app"}},
+       failure("Application 'Nope' not found")},
+      {"by path",
+       {{"actionType", 6}, {"applicationPath", "/Applications/./Safari.app/"}},
+       success("Switched to Safari.")},
+      {"a missing path falls to the name",
+       {{"actionType", 6}, {"applicationPath", "/Gone/Safari.app"}, {"appName", "TextEdit"}},
        success("Switched to TextEdit.")},
-      {"a missing path alone", {{"actionType", 16}, {"applicationPath", "/Gone/Old.app"}}, failure("Application 'Old' not found")},
-      {"quitting one that is installed but not running", {{"actionType", 16}, {"appName", "Calculator"}},
+      {"a missing path alone",
+       {{"actionType", 16}, {"applicationPath", "/Gone/Old.app"}},
+       failure("Application 'Old' not found")},
+      {"quitting one that is installed but not running",
+       {{"actionType", 16}, {"appName", "Calculator"}},
        failure("Application 'Calculator' not found")},
   };
   for (const Case& c : cases) EXPECT_EQ(run(c.data), c.result) << c.name;
@@ -205,16 +246,19 @@ TEST_F(ApplicationTest, LaunchWaitsOnTheVirtualClock) {
 }
 
 TEST_F(ApplicationTest, LaunchPathsThatAreFoldersOrUnderHome) {
-  const auto folder = std::filesystem::temp_directory_path() / ("orla-app-" + std::to_string(::getpid()));
+  const auto folder =
+      std::filesystem::temp_directory_path() / ("orla-app-" + std::to_string(::getpid()));
   std::filesystem::create_directories(folder);
   // A plain folder exists but is no application.
-  EXPECT_EQ(run({{"applicationPath", folder.string() + "/"}}), failure("Could not launch " + folder.filename().string()));
+  EXPECT_EQ(run({{"applicationPath", folder.string() + "/"}}),
+            failure("Could not launch " + folder.filename().string()));
   EXPECT_EQ(run({{"actionType", 6}, {"applicationPath", folder.string()}}),
             failure("Could not launch " + folder.filename().string()));
   std::filesystem::remove_all(folder);
 
   install("/home/ada/Applications/Tool.app", "com.example.tool", "Tool");
-  EXPECT_EQ(run({{"applicationPath", "~/Applications/Tool.app"}, {"hideOthers", 1}}), success("Launched Tool."));
+  EXPECT_EQ(run({{"applicationPath", "~/Applications/Tool.app"}, {"hideOthers", 1}}),
+            success("Launched Tool."));
   EXPECT_TRUE(isHidden(finder));
   EXPECT_FALSE(isHidden(*pidOf("Tool")));
 }
@@ -222,7 +266,8 @@ TEST_F(ApplicationTest, LaunchPathsThatAreFoldersOrUnderHome) {
 TEST_F(ApplicationTest, ApplicationCommandsNeedApplicationControl) {
   ApplicationPlugin native(makeNativePlatform());
   EXPECT_EQ(native.execute({{"actionType", 14}}),
-            failure("Launching, switching, hiding and quitting applications is not available on this desktop in "
+            failure("Launching, switching, hiding and quitting applications is not available on "
+                    "this desktop in "
                     "this build of Orla."));
   EXPECT_EQ(native.validate({{"actionType", 14}}), std::nullopt);
 }
