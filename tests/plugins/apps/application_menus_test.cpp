@@ -2,6 +2,9 @@
 // tracker, and the saved and previous front applications.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <thread>
+
 #include "plugins/apps/recent_applications_tracker.h"
 #include "tests/plugins/apps/application_test_fixture.h"
 
@@ -100,6 +103,20 @@ TEST(RecentApplicationsTracker, OrderLimitAndTheHost) {
   desktop->activate(100, 0);
   desktop->activate(300, 0);
   EXPECT_TRUE(tracker->bundleIDs().empty());
+}
+
+TEST(RecentApplicationsTracker, RecordsFromManyThreadsKeepTheListWhole) {
+  RecentApplicationsTracker tracker;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([&tracker, t] {
+      for (int i = 0; i < 500; ++i) tracker.record("app." + std::to_string((i * 7 + t) % 40));
+    });
+  for (auto& thread : threads) thread.join();
+  auto ids = tracker.bundleIDs();
+  EXPECT_EQ(ids.size(), RecentApplicationsTracker::maxItems);
+  std::sort(ids.begin(), ids.end());
+  EXPECT_EQ(std::adjacent_find(ids.begin(), ids.end()), ids.end()) << "no duplicates";
 }
 
 TEST_F(ApplicationTest, SaveFrontAndSwitchBack) {
