@@ -1,7 +1,8 @@
 // Micro-benchmarks of the paths a host takes on every edit and every run:
-// `validate` of each plugin in the build, `execute` of the conditional plugin
-// on the simulated desktop, the registry's lookup and construction, and the
-// parameter readers every plugin is built from.
+// `validate` of each plugin in the build, `execute` of the conditional,
+// application and message plugins on the simulated desktop, the registry's
+// lookup and construction, and the parameter readers every plugin is built
+// from.
 //
 // The host calls `validate` on every keystroke in its editor, so it must stay
 // far below a frame; the figures here are what bench/README.md records.
@@ -14,9 +15,12 @@
 #include "models/key_code_map.h"
 #include "models/parameter_readers.h"
 #include "platform/sim/sim_desktop.h"
+#include "plugins/apps/application_plugin.h"
+#include "plugins/apps/recent_applications_tracker.h"
 #include "plugins/flow/conditional_plugin.h"
 #include "plugins/framework/orla_plugin.h"
 #include "plugins/framework/plugin_registry.h"
+#include "plugins/input/message_plugin.h"
 #include "plugins/text/type_text_plugin.h"
 
 namespace {
@@ -266,6 +270,89 @@ void BM_TypeText_Execute100k(benchmark::State& state) {
   state.counters["events/s"] = benchmark::Counter(static_cast<double>(events), benchmark::Counter::kIsIterationInvariantRate);
 }
 BENCHMARK(BM_TypeText_Execute100k)->Unit(benchmark::kMillisecond);
+
+// ---- applications and messages ---------------------------------------------
+
+void BM_ApplicationValidate_QuitOne(benchmark::State& state) {
+  runValidate<orla::ApplicationPlugin>(state, {{"actionType", 16}, {"appName", " Safari "}, {"force", true}});
+}
+BENCHMARK(BM_ApplicationValidate_QuitOne);
+
+void BM_MessageValidate(benchmark::State& state) {
+  runValidate<orla::MessagePlugin>(state, {{"subAction", "dialog"}, {"title", "Done"}});
+}
+BENCHMARK(BM_MessageValidate);
+
+// Switch to the next of 20 applications, each time: the list is read,
+// sorted by launch date, and the next one activated on the simulated
+// desktop (which answers at once, so no activation poll sleeps).
+void BM_ApplicationExecute_SwitchNext20(benchmark::State& state) {
+  auto desktop = busyDesktop();
+  for (const auto& app : desktop->applications()) {
+    auto dated = app;
+    dated.launchDate = desktop->now() - std::chrono::minutes(app.processIdentifier % 17);
+    if (app.processIdentifier != desktop->host().processIdentifier) desktop->addApplication(dated);
+  }
+  desktop->setFrontmost(1000);
+  orla::ApplicationPlugin plugin(simPlatform(desktop));
+  const ActionData data{{"actionType", 4}};
+  for (auto _ : state) {
+    auto result = plugin.execute(data);
+    benchmark::DoNotOptimize(result);
+    desktop->clearTrace();  // the recorder would otherwise grow without end
+  }
+  orla::ApplicationPlugin::resetSharedState();
+}
+BENCHMARK(BM_ApplicationExecute_SwitchNext20);
+
+// A name that runs nowhere, found in the fourth application folder: 21
+// case-insensitive comparisons, then four look-ups.
+void BM_ApplicationResolveTarget_InFolders(benchmark::State& state) {
+  auto desktop = busyDesktop();
+  orla::sim::SimApplicationBundle bundle;
+  bundle.path = "/Applications/Utilities/Disk Utility.app";
+  bundle.bundleIdentifier = "com.apple.DiskUtility";
+  desktop->installApplication(bundle);
+  const orla::ApplicationPlugin plugin(simPlatform(desktop));
+  const ActionData data{{"actionType", 6}, {"appName", "Disk Utility.app"}};
+  if (!plugin.resolveTarget(data)) state.SkipWithError("the application was expected to be found");
+  for (auto _ : state) {
+    auto target = plugin.resolveTarget(data);
+    benchmark::DoNotOptimize(target);
+  }
+  orla::ApplicationPlugin::resetSharedState();
+}
+BENCHMARK(BM_ApplicationResolveTarget_InFolders);
+
+// Recording an activation into a full list of 15.
+void BM_RecentTracker_Record(benchmark::State& state) {
+  orla::RecentApplicationsTracker tracker;
+  std::array<std::string, 16> ids;
+  for (std::size_t i = 0; i < ids.size(); ++i) ids[i] = "com.example.application" + std::to_string(i);
+  std::size_t next = 0;
+  for (auto _ : state) {
+    tracker.record(ids[next]);
+    next = (next + 1) % ids.size();
+  }
+}
+BENCHMARK(BM_RecentTracker_Record);
+
+// A message answered at once by the simulated desktop, with a menu-bar host
+// switched to regular and back.
+void BM_MessageExecute(benchmark::State& state) {
+  auto desktop = simDesktop();
+  auto host = desktop->host();
+  host.activationPolicy = orla::ActivationPolicy::accessory;
+  desktop->setHost(host);
+  orla::MessagePlugin plugin(simPlatform(desktop));
+  const ActionData data{{"title", "Done"}, {"message1", "The export finished."}, {"button2", "Stop"}};
+  for (auto _ : state) {
+    auto result = plugin.execute(data);
+    benchmark::DoNotOptimize(result);
+    desktop->clearTrace();
+  }
+}
+BENCHMARK(BM_MessageExecute);
 
 }  // namespace
 

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "platform/accessibility.h"
+#include "platform/alerts.h"
 #include "platform/clock.h"
 #include "platform/environment.h"
 #include "platform/events.h"
@@ -17,8 +18,10 @@
 #include "platform/main_thread.h"
 #include "platform/notifications.h"
 #include "platform/pasteboard.h"
+#include "platform/popup_menus.h"
 #include "platform/scheduler.h"
 #include "platform/scripting.h"
+#include "platform/user_defaults.h"
 #include "platform/workspace.h"
 
 namespace orla {
@@ -40,6 +43,8 @@ enum class Capability {
   recentDocuments,
   printers,
   sound,
+  // Activating, hiding, quitting and opening applications.
+  applicationControl,
 };
 
 class Platform {
@@ -57,6 +62,9 @@ class Platform {
     std::unique_ptr<Files> files;
     std::unique_ptr<Host> host;
     std::unique_ptr<Scripting> scripting;
+    std::unique_ptr<PopupMenus> popupMenus;
+    std::unique_ptr<Alerts> alerts;
+    std::unique_ptr<UserDefaults> userDefaults;
   };
 
   Platform(std::string name, Services services, std::set<Capability> capabilities);
@@ -77,6 +85,9 @@ class Platform {
   Files& files() const { return *services_.files; }
   Host& host() const { return *services_.host; }
   Scripting& scripting() const { return *services_.scripting; }
+  PopupMenus& popupMenus() const { return *services_.popupMenus; }
+  Alerts& alerts() const { return *services_.alerts; }
+  UserDefaults& userDefaults() const { return *services_.userDefaults; }
 
   // The process default: the native desktop unless a host or a test put
   // another platform in its place.

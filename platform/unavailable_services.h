@@ -3,9 +3,11 @@
 #pragma once
 
 #include "platform/accessibility.h"
+#include "platform/alerts.h"
 #include "platform/events.h"
 #include "platform/pasteboard.h"
 #include "platform/scripting.h"
+#include "platform/popup_menus.h"
 
 namespace orla {
 
@@ -41,6 +43,20 @@ class UnavailableKeyboardEvents : public KeyboardEvents {
 class UnavailableAccessibility : public Accessibility {
  public:
   bool isProcessTrusted() const override { return false; }
+};
+
+class UnavailablePopupMenus : public PopupMenus {
+ public:
+  Checked<std::optional<std::size_t>> popUpAtMouse(std::span<const MenuItem>) override {
+    return fail("Pop-up menus are not available on this desktop in this build of Orla.");
+  }
+};
+
+class UnavailableAlerts : public Alerts {
+ public:
+  Checked<int> runModal(const Alert&) override {
+    return fail("Messages are not available on this desktop in this build of Orla.");
+  }
 };
 
 }  // namespace orla

@@ -31,6 +31,14 @@ inline void PrintTo(const PasteboardItem& item, std::ostream* out) {
 
 }  // namespace orla
 
+namespace orla::sim {
+
+inline void PrintTo(const TraceEntry& entry, std::ostream* out) {
+  *out << entry.category << " \"" << entry.text << "\"";
+}
+
+}  // namespace orla::sim
+
 namespace orla::testing {
 
 class SimTest : public ::testing::Test {

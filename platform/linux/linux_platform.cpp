@@ -1,15 +1,18 @@
 // The native platform on Linux. Until the X11 desktop backend exists, the
 // desktop services answer with a clear sentence that they are not available;
 // the clock, environment, files and process list are real.
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cctype>
 #include <filesystem>
 #include <fstream>
 
 #include "platform/local_notification_center.h"
+#include "platform/memory_user_defaults.h"
 #include "platform/platform.h"
 #include "platform/posix/posix_services.h"
 #include "platform/queued_main_thread.h"
@@ -53,6 +56,38 @@ class ProcWorkspace : public Workspace {
 
   std::optional<RunningApplication> frontmostApplication() const override { return std::nullopt; }
   bool activate(ProcessId, unsigned) override { return false; }
+  bool yieldActivation(ProcessId) override { return false; }
+  bool hide(ProcessId) override { return false; }
+  bool unhide(ProcessId) override { return false; }
+  Checked<void> setHiddenThroughAccessibility(ProcessId, bool) override { return unavailable(); }
+  Checked<void> setHiddenThroughProcessManager(ProcessId, bool) override { return unavailable(); }
+  Checked<void> sendQuitEvent(ProcessId, std::chrono::milliseconds) override {
+    return fail("Apple events need macOS.");
+  }
+  // Termination is the one control a process list gives: the polite request
+  // is SIGTERM, which a program may catch; the forced one is SIGKILL.
+  bool terminate(ProcessId pid) override { return pid > 0 && ::kill(pid, SIGTERM) == 0; }
+  bool forceTerminate(ProcessId pid) override { return pid > 0 && ::kill(pid, SIGKILL) == 0; }
+  Checked<void> openApplication(std::string_view, const OpenConfiguration&) override {
+    return unavailable();
+  }
+  Checked<void> openApplicationWithBundleIdentifier(std::string_view, const OpenConfiguration&) override {
+    return unavailable();
+  }
+  std::optional<std::string> applicationPath(std::string_view) const override { return std::nullopt; }
+  bool itemExists(std::string_view path) const override {
+    std::error_code ec;
+    return !path.empty() && std::filesystem::exists(std::filesystem::path(path), ec);
+  }
+  // Without a window system nothing ever comes to the front.
+  ObserverToken addActivationObserver(ActivationObserver) override { return ++lastToken_; }
+  void removeActivationObserver(ObserverToken) override {}
+
+ private:
+  static Failure unavailable() {
+    return fail("Showing, hiding and opening applications is not available on this desktop in this build of Orla.");
+  }
+  std::atomic<ObserverToken> lastToken_{0};
 };
 
 // The host's identity: ORLA_HOST_BUNDLE_ID names it when an embedding
@@ -64,6 +99,10 @@ class ProcessHost : public Host {
     return "pro.orla.OrlaPro";
   }
   ProcessId processIdentifier() const override { return static_cast<ProcessId>(::getpid()); }
+  // A command-line host has neither a Dock icon nor windows.
+  ActivationPolicy activationPolicy() const override { return ActivationPolicy::prohibited; }
+  bool setActivationPolicy(ActivationPolicy) override { return false; }
+  bool hasVisibleTitledWindow() const override { return false; }
 };
 
 }  // namespace linux_desktop
@@ -82,6 +121,9 @@ std::shared_ptr<Platform> makeNativePlatform() {
   services.files = std::make_unique<posix::PosixFiles>();
   services.host = std::make_unique<linux_desktop::ProcessHost>();
   services.scripting = std::make_unique<UnavailableScripting>();
+  services.popupMenus = std::make_unique<UnavailablePopupMenus>();
+  services.alerts = std::make_unique<UnavailableAlerts>();
+  services.userDefaults = std::make_unique<MemoryUserDefaults>();
   return std::make_shared<Platform>("linux", std::move(services),
                                     std::set<Capability>{Capability::workspace});
 }

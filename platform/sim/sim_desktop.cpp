@@ -42,6 +42,7 @@ RunningApplication hostApplication(const HostIdentity& host, bool frontmost) {
   app.bundleIdentifier = host.bundleIdentifier;
   app.localizedName = host.name;
   app.bundlePath = "/Applications/" + host.name + ".app";
+  app.activationPolicy = host.activationPolicy;
   app.active = frontmost;
   return app;
 }
@@ -90,12 +91,19 @@ Clock::Monotonic SimDesktop::monotonicNow() const {
 }
 
 void SimDesktop::sleep(std::chrono::microseconds duration) {
-  std::lock_guard lock(mutex_);
-  if (duration.count() > 0) {
-    now_ += duration;
-    monotonic_ += duration;
+  std::optional<ProcessId> before;
+  {
+    std::lock_guard lock(mutex_);
+    before = frontmost_;
+    if (duration.count() > 0) {
+      now_ += duration;
+      monotonic_ += duration;
+    }
+    trace_.push_back({"sleep", formatDuration(duration)});
+    // Applications being launched appear when their time has come.
+    launchDueLocked();
   }
-  trace_.push_back({"sleep", formatDuration(duration)});
+  notifyIfFrontChanged(before);
 }
 
 std::map<std::string, std::string> SimDesktop::environment() const {
@@ -199,7 +207,19 @@ void SimDesktop::addApplication(RunningApplication app) {
     return a.info.processIdentifier == app.processIdentifier;
   });
   if (app.active) frontmost_ = app.processIdentifier;
-  applications_.push_back(App{std::move(app), std::nullopt, false});
+  if (!app.bundlePath.empty() && !installed_.count(standardizedPath(app.bundlePath))) {
+    SimApplicationBundle bundle;
+    bundle.path = standardizedPath(app.bundlePath);
+    bundle.bundleIdentifier = app.bundleIdentifier;
+    bundle.name = app.localizedName;
+    bundle.executablePath = app.executablePath;
+    bundle.activationPolicy = app.activationPolicy;
+    installed_.emplace(bundle.path, std::move(bundle));
+  }
+  nextLaunchPid_ = std::max(nextLaunchPid_, app.processIdentifier + 1);
+  App entry;
+  entry.info = std::move(app);
+  applications_.push_back(std::move(entry));
 }
 
 void SimDesktop::removeAllApplications() {
@@ -215,8 +235,13 @@ std::optional<RunningApplication> SimDesktop::frontmostApplication() const {
 }
 
 void SimDesktop::setFrontmost(std::optional<ProcessId> pid) {
-  std::lock_guard lock(mutex_);
-  frontmost_ = pid;
+  std::optional<ProcessId> before;
+  {
+    std::lock_guard lock(mutex_);
+    before = frontmost_;
+    frontmost_ = pid;
+  }
+  notifyIfFrontChanged(before);
 }
 
 bool SimDesktop::hostIsFrontmost() const {
@@ -230,24 +255,54 @@ SimDesktop::App* SimDesktop::findLocked(ProcessId pid) {
   return nullptr;
 }
 
+const SimDesktop::App* SimDesktop::findLocked(ProcessId pid) const {
+  for (const App& app : applications_)
+    if (app.info.processIdentifier == pid) return &app;
+  return nullptr;
+}
+
 bool SimDesktop::activate(ProcessId pid, unsigned options) {
-  std::lock_guard lock(mutex_);
-  trace_.push_back({"activate", "pid=" + std::to_string(pid) + " options=" + std::to_string(options)});
-  if (pid == host_.processIdentifier) {
-    frontmost_ = pid;
-    return true;
+  std::optional<ProcessId> before;
+  bool accepted = false;
+  {
+    std::lock_guard lock(mutex_);
+    before = frontmost_;
+    trace_.push_back({"activate", "pid=" + std::to_string(pid) + " options=" + std::to_string(options)});
+    if (pid == host_.processIdentifier) {
+      frontmost_ = pid;
+      accepted = true;
+    } else if (App* app = findLocked(pid); app && !app->info.terminated) {
+      // A refusing application accepts the request but never comes forward,
+      // as a busy or modal application may.
+      if (!app->refusesActivation) frontmost_ = pid;
+      accepted = true;
+    }
   }
-  App* app = findLocked(pid);
-  if (!app || app->info.terminated) return false;
-  // A refusing application accepts the request but never comes forward, as
-  // a busy or modal application may.
-  if (!app->refusesActivation) frontmost_ = pid;
-  return true;
+  notifyIfFrontChanged(before);
+  return accepted;
 }
 
 void SimDesktop::setRefusesActivation(ProcessId pid, bool refuses) {
   std::lock_guard lock(mutex_);
   if (App* app = findLocked(pid)) app->refusesActivation = refuses;
+}
+
+bool SimDesktop::refusesActivation(ProcessId pid) const {
+  std::lock_guard lock(mutex_);
+  const App* app = findLocked(pid);
+  return app && app->refusesActivation;
+}
+
+bool SimDesktop::setHostActivationPolicy(ActivationPolicy policy) {
+  std::lock_guard lock(mutex_);
+  static constexpr const char* kNames[] = {"regular", "accessory", "prohibited"};
+  std::string text = "activationPolicy ";
+  text += kNames[static_cast<int>(host_.activationPolicy)];
+  text += " -> ";
+  text += kNames[static_cast<int>(policy)];
+  trace_.push_back({"host", std::move(text)});
+  host_.activationPolicy = policy;
+  return true;
 }
 
 void SimDesktop::setTextField(ProcessId pid, std::optional<SimTextField> field) {
@@ -381,6 +436,7 @@ std::size_t SimDesktop::runScheduled() {
       if (first->first > monotonic_) {
         now_ += first->first - monotonic_;
         monotonic_ = first->first;
+        launchDueLocked();
       }
       work = std::move(first->second);
       scheduled_.erase(first);

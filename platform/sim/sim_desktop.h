@@ -1,14 +1,17 @@
 // SimDesktop: a desktop held in memory, for the unit tests and `orla --sim`.
-// It is a model (applications, a frontmost one, a clipboard with a change
-// count, a virtual clock whose sleeps return at once) and a recorder: every
-// sleep, notification, clipboard write and activation is logged in order for
-// a test (or `--trace`) to read. The file system is the real one, shared with
+// It is a model (applications that launch after a delay, hide, and quit or
+// refuse to; a frontmost one; a clipboard with a change count; pop-up menus
+// and alerts answered from a script; a virtual clock whose sleeps return at
+// once) and a recorder: every sleep, notification, clipboard write,
+// activation, hide, quit, launch, menu and alert is logged in order for a
+// test (or `--trace`) to read. The file system is the real one, shared with
 // the native backend, so file conditions and operations behave as they will
 // for the user.
 // Thread safety: every method may be called from any thread.
 #pragma once
 
 #include <cstddef>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -17,6 +20,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/memory_user_defaults.h"
 #include "platform/platform.h"
 
 namespace orla::sim {
@@ -54,6 +58,38 @@ struct HostIdentity {
   std::string bundleIdentifier = "pro.orla.OrlaPro";
   std::string name = "Orla Pro";
   ProcessId processIdentifier = 100;
+  ActivationPolicy activationPolicy = ActivationPolicy::regular;
+  // Whether one of its windows is on screen with a title (its editor).
+  bool hasTitledWindow = false;
+};
+
+// What a simulated application does when asked to quit.
+enum class QuitBehaviour {
+  quits,       // on the quit event, the termination request or force
+  asksToSave,  // puts up a save sheet and stays; only forced termination ends it
+  refuses,     // hangs: nothing ends it
+};
+
+// The ways of hiding an application, as bits of `SimDesktop::setHidingWays`.
+namespace hiding_ways {
+inline constexpr unsigned request = 1;        // its own hide and unhide requests
+inline constexpr unsigned accessibility = 2;  // "AXHidden"
+inline constexpr unsigned processManager = 4;
+inline constexpr unsigned all = 7;
+}  // namespace hiding_ways
+
+// An application installed on the simulated desktop, which opening a path
+// or a bundle identifier launches.
+struct SimApplicationBundle {
+  std::string path;  // "/Applications/Safari.app"
+  std::string bundleIdentifier;
+  std::string name;  // empty: the bundle's file name without ".app"
+  std::string executablePath;
+  ActivationPolicy activationPolicy = ActivationPolicy::regular;
+  // How long after opening it appears among the running applications;
+  // none: it never does (it crashes on launch).
+  std::optional<std::chrono::microseconds> launchDelay = std::chrono::microseconds(0);
+  QuitBehaviour quit = QuitBehaviour::quits;
 };
 
 class SimDesktop {
@@ -108,6 +144,54 @@ class SimDesktop {
   // Brings the application to the front unless it refuses; records the call.
   bool activate(ProcessId pid, unsigned options);
   void setRefusesActivation(ProcessId pid, bool refuses);
+  bool refusesActivation(ProcessId pid) const;
+  // The host's activation policy; a change is recorded.
+  bool setHostActivationPolicy(ActivationPolicy policy);
+
+  // Application control (sim_applications.cpp). Every request is recorded.
+  bool yieldActivation(ProcessId pid);
+  // Hides or shows by one way; it works when the application takes that way
+  // (all by default) and, for the accessibility way, when this process is
+  // trusted. Hiding the frontmost application leaves no application in front.
+  Checked<void> setHidden(ProcessId pid, bool hidden, unsigned way);
+  void setHidingWays(ProcessId pid, unsigned ways);
+  Checked<void> sendQuitEvent(ProcessId pid, std::chrono::milliseconds timeout);
+  // The polite request, or with `force` the forced one.
+  bool terminate(ProcessId pid, bool force);
+  void setQuitBehaviour(ProcessId pid, QuitBehaviour behaviour);
+  QuitBehaviour quitBehaviour(ProcessId pid) const;
+  // An application that does not answer Apple events lets the quit event
+  // time out.
+  void setAnswersAppleEvents(ProcessId pid, bool answers);
+
+  // Installed applications. Adding a running application with a bundle path
+  // installs that bundle too, unless one is installed there already.
+  void installApplication(SimApplicationBundle bundle);
+  std::vector<SimApplicationBundle> installedApplications() const;
+  Checked<void> openApplication(std::string_view path, const OpenConfiguration& configuration);
+  Checked<void> openApplicationWithBundleIdentifier(std::string_view bundleIdentifier,
+                                                    const OpenConfiguration& configuration);
+  std::optional<std::string> applicationPath(std::string_view bundleIdentifier) const;
+  // An installed bundle, or an item of the real file system.
+  bool itemExists(std::string_view path) const;
+
+  Workspace::ObserverToken addActivationObserver(Workspace::ActivationObserver observer);
+  void removeActivationObserver(Workspace::ObserverToken token);
+
+  // Pop-up menus answer the scripted choices in order: an item's title (or
+  // payload), or none to dismiss the menu. Without a script the menu is
+  // dismissed.
+  void scriptMenuChoice(std::optional<std::string> choice);
+  std::vector<std::optional<std::string>> pendingMenuChoices() const;
+  std::optional<std::size_t> popUpMenu(std::span<const MenuItem> items);
+  // Alerts answer the scripted answers in order: a button's title, or its
+  // number ("1", "2"). Without a script the first (default) button is pressed.
+  void scriptAlertAnswer(std::string answer);
+  std::vector<std::string> pendingAlertAnswers() const;
+  int runAlert(const Alert& alert);
+
+  MemoryUserDefaults& userDefaults() { return userDefaults_; }
+  const MemoryUserDefaults& userDefaults() const { return userDefaults_; }
 
   // Text fields, one per application at most.
   void setTextField(ProcessId pid, std::optional<SimTextField> field);
@@ -152,10 +236,25 @@ class SimDesktop {
     RunningApplication info;
     std::optional<SimTextField> textField;
     bool refusesActivation = false;
+    QuitBehaviour quit = QuitBehaviour::quits;
+    bool answersAppleEvents = true;
+    unsigned hidingWays = hiding_ways::all;
+  };
+  struct PendingLaunch {
+    Clock::Monotonic appearsAt;
+    SimApplicationBundle bundle;
+    bool activates;
   };
   App* findLocked(ProcessId pid);
+  const App* findLocked(ProcessId pid) const;
   void typeLocked(const KeyboardEvent& event);
   std::optional<std::string> clipboardTextLocked() const;
+  void removeLocked(ProcessId pid);
+  Checked<void> openLocked(const SimApplicationBundle& bundle, const OpenConfiguration& configuration);
+  void launchDueLocked();
+  // Tells the activation observers when the frontmost application is no
+  // longer `before`. Called without the lock.
+  void notifyIfFrontChanged(std::optional<ProcessId> before);
 
   std::vector<App> applications_;  // without the host
   std::optional<SimTextField> hostTextField_;
@@ -165,10 +264,22 @@ class SimDesktop {
   std::multimap<Clock::Monotonic, std::function<void()>> scheduled_;
   std::optional<ProcessId> frontmost_;
   std::vector<TraceEntry> trace_;
+  std::map<std::string, SimApplicationBundle> installed_;  // by path
+  std::vector<PendingLaunch> pendingLaunches_;
+  ProcessId nextLaunchPid_ = 1000;
+  std::map<Workspace::ObserverToken, Workspace::ActivationObserver> activationObservers_;
+  Workspace::ObserverToken nextObserverToken_ = 1;
+  std::deque<std::optional<std::string>> menuChoices_;
+  std::deque<std::string> alertAnswers_;
+  MemoryUserDefaults userDefaults_;
 };
 
 // A Platform whose every service is backed by `desktop`.
 std::shared_ptr<Platform> makeSimPlatform(std::shared_ptr<SimDesktop> desktop);
+
+// "/Applications/Safari.app/" and "/Applications/./Safari.app" are one
+// bundle: the path without dot segments and trailing slashes.
+std::string standardizedPath(std::string_view path);
 
 // "5ms", "1000ms", "0.25ms": a duration as the trace prints it.
 std::string formatDuration(std::chrono::microseconds duration);

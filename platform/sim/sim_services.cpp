@@ -110,6 +110,41 @@ class SimWorkspace : public Workspace {
     return desktop_->frontmostApplication();
   }
   bool activate(ProcessId pid, unsigned options) override { return desktop_->activate(pid, options); }
+  bool yieldActivation(ProcessId pid) override { return desktop_->yieldActivation(pid); }
+  bool hide(ProcessId pid) override {
+    return desktop_->setHidden(pid, true, hiding_ways::request).ok();
+  }
+  bool unhide(ProcessId pid) override {
+    return desktop_->setHidden(pid, false, hiding_ways::request).ok();
+  }
+  Checked<void> setHiddenThroughAccessibility(ProcessId pid, bool hidden) override {
+    return desktop_->setHidden(pid, hidden, hiding_ways::accessibility);
+  }
+  Checked<void> setHiddenThroughProcessManager(ProcessId pid, bool hidden) override {
+    return desktop_->setHidden(pid, hidden, hiding_ways::processManager);
+  }
+  Checked<void> sendQuitEvent(ProcessId pid, std::chrono::milliseconds timeout) override {
+    return desktop_->sendQuitEvent(pid, timeout);
+  }
+  bool terminate(ProcessId pid) override { return desktop_->terminate(pid, false); }
+  bool forceTerminate(ProcessId pid) override { return desktop_->terminate(pid, true); }
+  Checked<void> openApplication(std::string_view path, const OpenConfiguration& configuration) override {
+    return desktop_->openApplication(path, configuration);
+  }
+  Checked<void> openApplicationWithBundleIdentifier(std::string_view bundleIdentifier,
+                                                    const OpenConfiguration& configuration) override {
+    return desktop_->openApplicationWithBundleIdentifier(bundleIdentifier, configuration);
+  }
+  std::optional<std::string> applicationPath(std::string_view bundleIdentifier) const override {
+    return desktop_->applicationPath(bundleIdentifier);
+  }
+  bool itemExists(std::string_view path) const override { return desktop_->itemExists(path); }
+  ObserverToken addActivationObserver(ActivationObserver observer) override {
+    return desktop_->addActivationObserver(std::move(observer));
+  }
+  void removeActivationObserver(ObserverToken token) override {
+    desktop_->removeActivationObserver(token);
+  }
 
  private:
   std::shared_ptr<SimDesktop> desktop_;
@@ -169,6 +204,47 @@ class SimHost : public Host {
   explicit SimHost(std::shared_ptr<SimDesktop> d) : desktop_(std::move(d)) {}
   std::string bundleIdentifier() const override { return desktop_->host().bundleIdentifier; }
   ProcessId processIdentifier() const override { return desktop_->host().processIdentifier; }
+  ActivationPolicy activationPolicy() const override { return desktop_->host().activationPolicy; }
+  bool setActivationPolicy(ActivationPolicy policy) override {
+    return desktop_->setHostActivationPolicy(policy);
+  }
+  bool hasVisibleTitledWindow() const override { return desktop_->host().hasTitledWindow; }
+
+ private:
+  std::shared_ptr<SimDesktop> desktop_;
+};
+
+class SimPopupMenus : public PopupMenus {
+ public:
+  explicit SimPopupMenus(std::shared_ptr<SimDesktop> d) : desktop_(std::move(d)) {}
+  Checked<std::optional<std::size_t>> popUpAtMouse(std::span<const MenuItem> items) override {
+    return desktop_->popUpMenu(items);
+  }
+
+ private:
+  std::shared_ptr<SimDesktop> desktop_;
+};
+
+class SimAlerts : public Alerts {
+ public:
+  explicit SimAlerts(std::shared_ptr<SimDesktop> d) : desktop_(std::move(d)) {}
+  Checked<int> runModal(const Alert& alert) override { return desktop_->runAlert(alert); }
+
+ private:
+  std::shared_ptr<SimDesktop> desktop_;
+};
+
+// The desktop's own defaults, so that a state file seeds them.
+class SimUserDefaults : public UserDefaults {
+ public:
+  explicit SimUserDefaults(std::shared_ptr<SimDesktop> d) : desktop_(std::move(d)) {}
+  std::optional<AnyCodable> object(std::string_view key) const override {
+    return desktop_->userDefaults().object(key);
+  }
+  void set(std::string_view key, AnyCodable value) override {
+    desktop_->userDefaults().set(key, std::move(value));
+  }
+  void remove(std::string_view key) override { desktop_->userDefaults().remove(key); }
 
  private:
   std::shared_ptr<SimDesktop> desktop_;
@@ -190,10 +266,14 @@ std::shared_ptr<Platform> makeSimPlatform(std::shared_ptr<SimDesktop> desktop) {
   services.files = std::make_unique<posix::PosixFiles>();
   services.host = std::make_unique<SimHost>(desktop);
   services.scripting = std::make_unique<SimScripting>(desktop);
+  services.popupMenus = std::make_unique<SimPopupMenus>(desktop);
+  services.alerts = std::make_unique<SimAlerts>(desktop);
+  services.userDefaults = std::make_unique<SimUserDefaults>(desktop);
   return std::make_shared<Platform>(
       "sim", std::move(services),
       std::set<Capability>{Capability::pasteboard, Capability::workspace, Capability::accessibility,
-                           Capability::keyboardEvents, Capability::appleScript});
+                           Capability::keyboardEvents, Capability::appleScript, Capability::popUpMenus,
+                           Capability::alerts, Capability::applicationControl});
 }
 
 }  // namespace orla::sim

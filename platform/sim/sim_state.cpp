@@ -4,6 +4,7 @@
 
 #include "models/base64.h"
 #include "models/calendar.h"
+#include "models/json_codable.h"
 #include "models/text.h"
 #include "models/typing_target_context.h"
 
@@ -130,6 +131,104 @@ json writeTextField(const std::optional<SimTextField>& field) {
   return out;
 }
 
+constexpr std::pair<ActivationPolicy, const char*> kPolicies[] = {
+    {ActivationPolicy::regular, "regular"},
+    {ActivationPolicy::accessory, "accessory"},
+    {ActivationPolicy::prohibited, "prohibited"},
+};
+constexpr std::pair<QuitBehaviour, const char*> kQuitBehaviours[] = {
+    {QuitBehaviour::quits, "quits"},
+    {QuitBehaviour::asksToSave, "asksToSave"},
+    {QuitBehaviour::refuses, "refuses"},
+};
+
+// A named value of one of the tables above.
+template <class T, std::size_t N>
+Checked<void> readNamed(const json& object, std::string_view key,
+                        const std::pair<T, const char*> (&names)[N], std::string_view expected, T& out) {
+  auto it = object.find(key);
+  if (it == object.end()) return {};
+  if (it->is_string())
+    for (const auto& [value, name] : names)
+      if (it->get<std::string>() == name) {
+        out = value;
+        return {};
+      }
+  return wrongType(key, expected);
+}
+
+template <class T, std::size_t N>
+const char* nameOf(T value, const std::pair<T, const char*> (&names)[N]) {
+  for (const auto& [v, name] : names)
+    if (v == value) return name;
+  return "";
+}
+
+constexpr std::string_view kPolicyNames = "“regular”, “accessory” or “prohibited”";
+constexpr std::string_view kQuitNames = "“quits”, “asksToSave” or “refuses”";
+
+Checked<void> readLaunchDate(const json& item, const std::string& timeZone, RunningApplication& app) {
+  auto it = item.find("launchDate");
+  if (it == item.end() || it->is_null()) return {};
+  if (it->is_string())
+    if (auto instant = parseLocalDateTime(it->get<std::string>(), timeZone)) {
+      app.launchDate = *instant;
+      return {};
+    }
+  return wrongType("launchDate", "an ISO local date-time such as 2026-11-21T09:30:00, or null");
+}
+
+Checked<void> loadInstalled(SimDesktop& desktop, const json& list) {
+  if (!list.is_array()) return wrongType("installedApplications", "a list");
+  for (const json& item : list) {
+    if (!item.is_object()) return wrongType("installedApplications", "a list of objects");
+    SimApplicationBundle bundle;
+    ORLA_TRY(readField(item, "path", bundle.path));
+    if (bundle.path.empty()) return wrongType("path", "the application's path");
+    ORLA_TRY(readField(item, "bundleIdentifier", bundle.bundleIdentifier));
+    ORLA_TRY(readField(item, "name", bundle.name));
+    ORLA_TRY(readField(item, "executablePath", bundle.executablePath));
+    ORLA_TRY(readNamed(item, "activationPolicy", kPolicies, kPolicyNames, bundle.activationPolicy));
+    ORLA_TRY(readNamed(item, "quit", kQuitBehaviours, kQuitNames, bundle.quit));
+    if (auto delay = item.find("launchDelayMs"); delay != item.end()) {
+      if (delay->is_null()) bundle.launchDelay.reset();
+      else if (delay->is_number() && delay->get<double>() >= 0)
+        bundle.launchDelay = std::chrono::microseconds(static_cast<std::int64_t>(delay->get<double>() * 1000));
+      else return wrongType("launchDelayMs", "a number of milliseconds, or null");
+    }
+    desktop.installApplication(std::move(bundle));
+  }
+  return {};
+}
+
+Checked<void> loadScripts(SimDesktop& desktop, const json& state) {
+  if (auto it = state.find("menuChoices"); it != state.end()) {
+    if (!it->is_array()) return wrongType("menuChoices", "a list of item titles or nulls");
+    for (const json& choice : *it) {
+      if (choice.is_null()) desktop.scriptMenuChoice(std::nullopt);
+      else if (choice.is_string()) desktop.scriptMenuChoice(choice.get<std::string>());
+      else return wrongType("menuChoices", "a list of item titles or nulls");
+    }
+  }
+  if (auto it = state.find("alertAnswers"); it != state.end()) {
+    if (!it->is_array()) return wrongType("alertAnswers", "a list of button titles or numbers");
+    for (const json& answer : *it) {
+      if (answer.is_string()) desktop.scriptAlertAnswer(answer.get<std::string>());
+      else if (answer.is_number_integer()) desktop.scriptAlertAnswer(std::to_string(answer.get<std::int64_t>()));
+      else return wrongType("alertAnswers", "a list of button titles or numbers");
+    }
+  }
+  if (auto it = state.find("userDefaults"); it != state.end()) {
+    if (!it->is_object()) return wrongType("userDefaults", "an object");
+    for (const auto& [key, value] : it->items()) {
+      auto any = anyFromJson(value);
+      if (!any) return wrongType("userDefaults", "an object of JSON values");
+      desktop.userDefaults().set(key, std::move(any).value());
+    }
+  }
+  return {};
+}
+
 Checked<void> loadApplications(SimDesktop& desktop, const json& list) {
   if (!list.is_array()) return wrongType("applications", "a list");
   desktop.removeAllApplications();
@@ -147,6 +246,12 @@ Checked<void> loadApplications(SimDesktop& desktop, const json& list) {
     ORLA_TRY(readField(item, "executablePath", app.executablePath));
     ORLA_TRY(readField(item, "hidden", app.hidden));
     ORLA_TRY(readField(item, "frontmost", isFront));
+    ORLA_TRY(readNamed(item, "activationPolicy", kPolicies, kPolicyNames, app.activationPolicy));
+    ORLA_TRY(readLaunchDate(item, desktop.timeZone(), app));
+    QuitBehaviour quit = QuitBehaviour::quits;
+    ORLA_TRY(readNamed(item, "quit", kQuitBehaviours, kQuitNames, quit));
+    bool answersAppleEvents = true;
+    ORLA_TRY(readField(item, "answersAppleEvents", answersAppleEvents));
     nextPid = std::max(nextPid, app.processIdentifier) + 1;
     if (isFront) frontmost = app.processIdentifier;
     const ProcessId pid = app.processIdentifier;
@@ -155,6 +260,8 @@ Checked<void> loadApplications(SimDesktop& desktop, const json& list) {
     bool refuses = false;
     ORLA_TRY(readField(item, "refusesActivation", refuses));
     desktop.setRefusesActivation(pid, refuses);
+    desktop.setQuitBehaviour(pid, quit);
+    desktop.setAnswersAppleEvents(pid, answersAppleEvents);
   }
   if (frontmost) desktop.setFrontmost(frontmost);
   return {};
@@ -234,7 +341,11 @@ Checked<void> loadState(SimDesktop& desktop, const json& state) {
     }
   }
 
-  // Applications before the host, so that a host marked frontmost wins.
+  // Installed applications first, so that a running one's behaviour on
+  // relaunch comes from the state; applications before the host, so that a
+  // host marked frontmost wins.
+  if (auto it = state.find("installedApplications"); it != state.end())
+    ORLA_TRY(loadInstalled(desktop, *it));
   if (auto it = state.find("applications"); it != state.end())
     ORLA_TRY(loadApplications(desktop, *it));
 
@@ -246,6 +357,8 @@ Checked<void> loadState(SimDesktop& desktop, const json& state) {
     ORLA_TRY(readField(*it, "name", host.name));
     ORLA_TRY(readField(*it, "pid", host.processIdentifier));
     ORLA_TRY(readField(*it, "frontmost", frontmost));
+    ORLA_TRY(readNamed(*it, "activationPolicy", kPolicies, kPolicyNames, host.activationPolicy));
+    ORLA_TRY(readField(*it, "titledWindow", host.hasTitledWindow));
     desktop.setHost(host);
     if (frontmost) desktop.setFrontmost(host.processIdentifier);
     ORLA_TRY(readTextField(desktop, host.processIdentifier, *it));
@@ -257,6 +370,7 @@ Checked<void> loadState(SimDesktop& desktop, const json& state) {
     else return wrongType("lastUserApp", "a bundle identifier or null");
   }
 
+  ORLA_TRY(loadScripts(desktop, state));
   return {};
 }
 
@@ -291,7 +405,9 @@ json saveState(const SimDesktop& desktop) {
   state["host"] = {{"bundleIdentifier", host.bundleIdentifier},
                    {"name", host.name},
                    {"pid", host.processIdentifier},
-                   {"frontmost", desktop.hostIsFrontmost()}};
+                   {"frontmost", desktop.hostIsFrontmost()},
+                   {"activationPolicy", nameOf(host.activationPolicy, kPolicies)},
+                   {"titledWindow", host.hasTitledWindow}};
   if (auto field = desktop.textField(host.processIdentifier)) state["host"]["textField"] = writeTextField(field);
   if (auto last = TypingTargetContext::lastUserAppBundleID()) state["lastUserApp"] = *last;
   else state["lastUserApp"] = nullptr;
@@ -303,12 +419,38 @@ json saveState(const SimDesktop& desktop) {
                  {"pid", app.processIdentifier},
                  {"path", app.bundlePath},
                  {"frontmost", app.active},
-                 {"hidden", app.hidden}};
+                 {"hidden", app.hidden},
+                 {"activationPolicy", nameOf(app.activationPolicy, kPolicies)},
+                 {"quit", nameOf(desktop.quitBehaviour(app.processIdentifier), kQuitBehaviours)}};
+    if (app.launchDate) item["launchDate"] = formatLocalDateTime(*app.launchDate, desktop.timeZone());
     if (!app.executablePath.empty()) item["executablePath"] = app.executablePath;
     if (auto field = desktop.textField(app.processIdentifier)) item["textField"] = writeTextField(field);
     apps.push_back(std::move(item));
   }
   state["applications"] = std::move(apps);
+  json installed = json::array();
+  for (const SimApplicationBundle& bundle : desktop.installedApplications()) {
+    json item = {{"path", bundle.path},
+                 {"bundleIdentifier", bundle.bundleIdentifier},
+                 {"name", bundle.name},
+                 {"activationPolicy", nameOf(bundle.activationPolicy, kPolicies)},
+                 {"quit", nameOf(bundle.quit, kQuitBehaviours)}};
+    if (!bundle.executablePath.empty()) item["executablePath"] = bundle.executablePath;
+    if (bundle.launchDelay) item["launchDelayMs"] = static_cast<double>(bundle.launchDelay->count()) / 1000;
+    else item["launchDelayMs"] = nullptr;
+    installed.push_back(std::move(item));
+  }
+  state["installedApplications"] = std::move(installed);
+  json choices = json::array();
+  for (const auto& choice : desktop.pendingMenuChoices()) {
+    if (choice) choices.push_back(*choice);
+    else choices.push_back(nullptr);
+  }
+  state["menuChoices"] = std::move(choices);
+  state["alertAnswers"] = desktop.pendingAlertAnswers();
+  json defaults = json::object();
+  for (const auto& [key, value] : desktop.userDefaults().all()) defaults[key] = anyToJson(value);
+  state["userDefaults"] = std::move(defaults);
   return state;
 }
 

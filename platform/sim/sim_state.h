@@ -5,17 +5,31 @@
 //    "timeZone": "Europe/Paris", "locale": "en_US",
 //    "environment": {"HOME": "/home/ada"}, "clipboard": "text or null",
 //    "host": {"bundleIdentifier": "...", "name": "Orla Pro", "pid": 100,
-//             "frontmost": false},
+//             "frontmost": false, "activationPolicy": "accessory",
+//             "titledWindow": false},
 //    "lastUserApp": "com.apple.TextEdit",
 //    "applications": [{"name": "Finder", "bundleIdentifier": "com.apple.finder",
 //                      "pid": 200, "path": "/System/Library/CoreServices/Finder.app",
 //                      "frontmost": true, "hidden": false,
 //                      "textField": {"value": "Dear ", "selection": [5, 0]},
-//                      "refusesActivation": false}]}
+//                      "activationPolicy": "regular",
+//                      "launchDate": "2026-11-21T08:00:00", "quit": "asksToSave",
+//                      "refusesActivation": false, "answersAppleEvents": true}],
+//    "installedApplications": [{"path": "/Applications/Safari.app",
+//                      "bundleIdentifier": "com.apple.Safari", "name": "Safari",
+//                      "activationPolicy": "regular", "launchDelayMs": 800,
+//                      "quit": "quits"}],
+//    "menuChoices": ["Safari", null], "alertAnswers": ["Stop", "1"],
+//    "userDefaults": {"orKeepInDockAndAppSwitcher": true}}
 //
-// A text field's selection is a start and a length in UTF-16 units.
-// "refusesActivation" is a behaviour of the simulation, read but not written
-// back.
+// A text field's selection is a start and a length in UTF-16 units. "quit"
+// is "quits", "asksToSave" (only forced termination ends it) or "refuses".
+// An installed application with "launchDelayMs" null never appears after it
+// is opened. "menuChoices" answer the pop-up menus in order (an item's title,
+// or null to dismiss); "alertAnswers" the alerts (a button's title or
+// number). "refusesActivation" and "answersAppleEvents" are behaviours of the
+// simulation, read but not written back; the choices and answers not used
+// are written back.
 //
 // Every key is optional; an absent one keeps the desktop's default.
 #pragma once

@@ -4,9 +4,11 @@
 #include <array>
 #include <new>
 
+#include "plugins/apps/application_plugin.h"
 #include "plugins/flow/conditional_plugin.h"
 #include "plugins/framework/orla_plugin.h"
 #include "plugins/input/key_shortcut_plugin.h"
+#include "plugins/input/message_plugin.h"
 #include "plugins/text/clipboard_plugin.h"
 #include "plugins/text/text_transform_plugin.h"
 #include "plugins/text/type_text_plugin.h"
@@ -31,7 +33,7 @@ struct Row {
 constexpr std::array<Row, 31> kTable{{
     {{"AIAction", "AIActionPlugin", false}, nullptr},
     {{"AppleScriptShortcut", "AppleScriptPlugin", false}, nullptr},
-    {{"ApplicationShortcut", "ApplicationPlugin", false}, nullptr},
+    {{"ApplicationShortcut", "ApplicationPlugin", true}, &make<ApplicationPlugin>},
     {{"ClipboardShortcut", "ClipboardPlugin", true}, &make<ClipboardPlugin>},
     {{"CommandShortcut", "ShellCommandPlugin", false}, nullptr},
     {{"ConditionalAction", "ConditionalPlugin", true}, &make<ConditionalPlugin>},
@@ -45,7 +47,7 @@ constexpr std::array<Row, 31> kTable{{
     {{"KeyShortcut", "KeyShortcutPlugin", true}, &make<KeyShortcutPlugin>},
     {{"KeyboardShortcut", "TypeTextPlugin", true}, &make<TypeTextPlugin>},
     {{"MenuShortcut", "MenuPlugin", false}, nullptr},
-    {{"MessageShortcut", "MessagePlugin", false}, nullptr},
+    {{"MessageShortcut", "MessagePlugin", true}, &make<MessagePlugin>},
     {{"MouseShortcut", "MousePlugin", false}, nullptr},
     {{"NetworkShortcut", "NetworkPlugin", false}, nullptr},
     {{"OrlaShortcut", "OrlaPlugin", true}, &make<OrlaPlugin>},

@@ -204,7 +204,9 @@ class ListTest(OrlaTestCase):
         classes = {line["pluginClass"]: line for line in lines}
         self.assertEqual(len(classes), 31, "plugin classes must be unique")
         for plugin_class, class_name in [("OrlaShortcut", "OrlaPlugin"),
-                                         ("ConditionalAction", "ConditionalPlugin")]:
+                                         ("ConditionalAction", "ConditionalPlugin"),
+                                         ("ApplicationShortcut", "ApplicationPlugin"),
+                                         ("MessageShortcut", "MessagePlugin")]:
             self.assertEqual(classes[plugin_class]["className"], class_name)
             self.assertTrue(classes[plugin_class]["available"], plugin_class)
         # The two class strings that do not follow their class names.
@@ -498,8 +500,6 @@ class SequenceTest(OrlaTestCase):
          [FALSE, QUIT, OPEN_EDITOR], 0, [cond_line(False), skipped(), *EDITOR_LINES]),
         ("an empty shortcut", [], 0, []),
     ]
-    # No plugin of this build answers stopSequence yet, so the quiet stop is
-    # only reached through quitting here.
 
     def test_sequences(self):
         for name, actions, code, lines in self.CASES:
@@ -821,6 +821,140 @@ class ExamplesTest(OrlaTestCase):
         shortcut = json.loads((EXAMPLES / "morning-routine.json").read_text(encoding="utf-8"))
         self.assertEqual(shortcut["name"], "Morning routine")
         self.assertIn(7, [a["data"].get("conditionType") for a in shortcut["actions"]])
+
+
+class ApplicationsTest(OrlaTestCase):
+    """Applications and messages on a seeded desktop, through orla."""
+
+    STATE = {
+        "now": "2026-11-23T09:00:00",
+        "timeZone": "Europe/Paris",
+        "applications": [
+            {"name": "Finder", "bundleIdentifier": "com.apple.finder", "pid": 200,
+             "path": "/System/Library/CoreServices/Finder.app", "launchDate": "2026-11-23T08:00:00"},
+            {"name": "Safari", "bundleIdentifier": "com.apple.Safari", "pid": 201,
+             "path": "/Applications/Safari.app", "launchDate": "2026-11-23T08:10:00"},
+            {"name": "TextEdit", "bundleIdentifier": "com.apple.TextEdit", "pid": 202,
+             "path": "/Applications/TextEdit.app", "launchDate": "2026-11-23T08:20:00",
+             "frontmost": True, "quit": "asksToSave"},
+        ],
+        "installedApplications": [
+            {"path": "/Applications/Mail.app", "bundleIdentifier": "com.apple.mail",
+             "name": "Mail", "launchDelayMs": 1200},
+            {"path": "/Applications/Broken.app", "bundleIdentifier": "com.example.broken",
+             "name": "Broken", "launchDelayMs": None},
+        ],
+    }
+
+    def app(self, **data):
+        return action("ApplicationShortcut", **data)
+
+    def message(self, **data):
+        return action("MessageShortcut", **data)
+
+    def run_state(self, actions, state=None, out_name="out.json"):
+        out = self.tmp / out_name
+        path = self.write_shortcut("apps", actions)
+        run = self.sim("--trace", "--state-out", out, "sequence", path, state=state or self.STATE)
+        saved = json.loads(out.read_text(encoding="utf-8")) if out.exists() else None
+        return run, saved
+
+    def results(self, run):
+        return [line for line in run.lines if "kind" in line]
+
+    def test_commands_on_the_seeded_desktop(self):
+        cases = [
+            # (name, action data, result, message)
+            ("next wraps to the oldest", {"actionType": 4}, "success", "Switched to Finder."),
+            ("previous", {"actionType": 5}, "success", "Switched to Safari."),
+            ("a launch that takes a while", {"actionType": 1, "applicationPath": "/Applications/Mail.app"},
+             "success", "Launched Mail."),
+            ("a launch that never shows up", {"actionType": 1, "applicationPath": "/Applications/Broken.app"},
+             "failure", "Could not launch Broken.app"),
+            ("a name that matches nothing", {"actionType": 6, "appName": "Nope.app"},
+             "failure", "Application 'Nope' not found"),
+            ("a quit that needs Force", {"actionType": 14}, "failure",
+             "TextEdit did not quit (it may be asking to save documents). Turn on Force to quit without asking."),
+            ("the same with Force", {"actionType": 14, "force": True}, "success", "Quit TextEdit."),
+            ("hide the background", {"actionType": 12}, "success", "Hid Finder and Safari."),
+            ("unknown command", {"actionType": 23}, "failure", "Unknown application action type: 23"),
+        ]
+        for name, data, kind, message in cases:
+            with self.subTest(name):
+                run = self.sim("run", "ApplicationShortcut", json.dumps(data), state=self.STATE)
+                self.assertEqual(run.lines, [result("ApplicationShortcut", kind, message=message)], repr(run))
+                self.assertExit(run, 0 if kind == "success" else 1)
+
+    def test_waits_are_virtual_and_traced(self):
+        run, saved = self.run_state([self.app(actionType=14)])
+        sleeps = [line["text"] for line in run.lines if line.get("trace") == "sleep"]
+        self.assertEqual(len(sleeps), 60, "twelve seconds of 0.2 s polls")
+        self.assertIn({"trace": "quitEvent", "text": "pid=202 timeout=1000ms"}, run.lines)
+        self.assertEqual(saved["now"], "2026-11-23T09:00:12")
+        self.assertIn("TextEdit", [a["name"] for a in saved["applications"]])
+
+    def test_state_out_shows_launched_and_quit_applications(self):
+        run, saved = self.run_state([
+            self.app(actionType=1, applicationPath="/Applications/Mail.app"),
+            self.app(actionType=16, appName="Safari"),
+        ])
+        self.assertExit(run, 0)
+        apps = {a["name"]: a for a in saved["applications"]}
+        self.assertEqual(set(apps), {"Finder", "TextEdit", "Mail"})
+        self.assertTrue(apps["Mail"]["frontmost"])
+        self.assertEqual(apps["Mail"]["launchDate"], "2026-11-23T09:00:01")
+        self.assertEqual(apps["TextEdit"]["quit"], "asksToSave")
+
+    def test_menus_answer_the_scripted_choices(self):
+        state = dict(self.STATE, menuChoices=["Safari", None, "Nothing like it"])
+        run, saved = self.run_state([self.app(actionType=2), self.app(actionType=2, order=1),
+                                     self.app(actionType=2)], state=state)
+        self.assertEqual([line["result"] for line in self.results(run)],
+                         ["success", "silentSuccess", "silentSuccess"])
+        self.assertIn({"trace": "menu", "text": "pop up ✓“TextEdit”, “Safari”, “Finder”, “Orla Pro”"}, run.lines)
+        self.assertIn({"trace": "menu", "text": "dismissed (no item “Nothing like it”)"}, run.lines)
+        self.assertEqual(saved["menuChoices"], [])
+
+    def test_a_stop_button_ends_the_sequence_quietly(self):
+        stop = self.message(title="Quit Safari?", button1="Quit", button2="Not now", button2Action=1)
+        quit_lines = [result("MessageShortcut", "success", message="Clicked Quit. The shortcut continues."),
+                      result("ApplicationShortcut", "success", message="Quit Safari.")]
+        cases = [
+            # (answers, exit status, results)
+            (["Not now"], 0, [{"kind": "MessageShortcut", "result": "stopSequence"}]),
+            (["2"], 0, [{"kind": "MessageShortcut", "result": "stopSequence"}]),
+            (["Quit"], 0, quit_lines),
+            ([], 0, quit_lines),
+        ]
+        for answers, code, lines in cases:
+            with self.subTest(answers=answers):
+                run, saved = self.run_state([stop, self.app(actionType=16, appName="Safari")],
+                                            state=dict(self.STATE, alertAnswers=answers))
+                self.assertExit(run, code)
+                self.assertEqual(self.results(run), lines)
+                self.assertEqual(saved["alertAnswers"], [])
+
+    def test_the_host_comes_forward_for_a_message(self):
+        state = dict(self.STATE, host={"activationPolicy": "accessory"},
+                     userDefaults={"orKeepInDockAndAppSwitcher": False})
+        run, saved = self.run_state([self.message(message="Done")], state=state)
+        hosts = [line["text"] for line in run.lines if line.get("trace") == "host"]
+        self.assertEqual(hosts, ["activationPolicy accessory -> regular", "activationPolicy regular -> accessory"])
+        self.assertEqual(saved["host"]["activationPolicy"], "accessory")
+        self.assertEqual(saved["userDefaults"], {"orKeepInDockAndAppSwitcher": False})
+
+    def test_malformed_application_state(self):
+        cases = [
+            ({"applications": [{"activationPolicy": 0}]}, "“activationPolicy”"),
+            ({"applications": [{"quit": "later"}]}, "“quit”"),
+            ({"installedApplications": [{"path": "/A.app", "launchDelayMs": "soon"}]}, "“launchDelayMs”"),
+            ({"menuChoices": "Safari"}, "“menuChoices”"),
+            ({"alertAnswers": [True]}, "“alertAnswers”"),
+            ({"host": {"titledWindow": 1}}, "“titledWindow”"),
+        ]
+        for state, fragment in cases:
+            with self.subTest(fragment):
+                self.assertUsageError(self.sim("run", "MessageShortcut", state=state), fragment)
 
 
 # ---------------------------------------------------------------------------

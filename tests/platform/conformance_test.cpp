@@ -164,5 +164,86 @@ TYPED_TEST(PlatformConformance, FilesAndTildeExpansion) {
   EXPECT_EQ(env.variable("ORLA_SURELY_UNSET_VARIABLE"), std::nullopt);
 }
 
+TYPED_TEST(PlatformConformance, WorkspaceRefusesWhatCannotBeDoneWithASentence) {
+  Workspace& workspace = this->platform->workspace();
+  const ProcessId nobody = 0x3FFFFFF0;  // above any process identifier in use
+  auto opened = workspace.openApplication("/surely/not/an/Application.app", OpenConfiguration{});
+  ASSERT_FALSE(opened);
+  EXPECT_TRUE(opened.error().ends_with(".")) << opened.error();
+  auto quit = workspace.sendQuitEvent(nobody, std::chrono::seconds(1));
+  ASSERT_FALSE(quit);
+  EXPECT_TRUE(quit.error().ends_with(".")) << quit.error();
+  EXPECT_FALSE(workspace.terminate(nobody));
+  EXPECT_FALSE(workspace.forceTerminate(nobody));
+  EXPECT_FALSE(workspace.setHiddenThroughProcessManager(nobody, true));
+  EXPECT_FALSE(workspace.applicationPath("org.orla.surely.not.installed"));
+  EXPECT_TRUE(workspace.itemExists(std::filesystem::temp_directory_path().string()));
+  EXPECT_FALSE(workspace.itemExists("/surely/not/here"));
+  EXPECT_FALSE(workspace.itemExists(""));
+  // An observer can always be added and removed, even where nothing ever
+  // comes to the front.
+  workspace.removeActivationObserver(workspace.addActivationObserver([](const RunningApplication&) {}));
+}
+
+TYPED_TEST(PlatformConformance, ActivationObserversSeeTheNewFrontApplication) {
+  if (!this->platform->supports(Capability::applicationControl)) GTEST_SKIP() << "no application control";
+  Workspace& workspace = this->platform->workspace();
+  std::vector<ProcessId> seen;
+  const auto token = workspace.addActivationObserver([&](const RunningApplication& app) {
+    EXPECT_TRUE(app.active);
+    seen.push_back(app.processIdentifier);
+  });
+  const ProcessId host = this->platform->host().processIdentifier();
+  ASSERT_TRUE(workspace.activate(host, activation_options::ignoringOtherApps));
+  workspace.removeActivationObserver(token);
+  EXPECT_EQ(workspace.frontmostApplication()->processIdentifier, host);
+  EXPECT_LE(seen.size(), 1u) << "at most once, and only for a change";
+}
+
+TYPED_TEST(PlatformConformance, MenusAndAlertsAnswerOrSayWhyNot) {
+  const std::vector<MenuItem> items{{"One", "", false, true, "1"}, {"Two", "", true, true, "2"}};
+  auto chosen = this->platform->popupMenus().popUpAtMouse(items);
+  if (this->platform->supports(Capability::popUpMenus)) {
+    ASSERT_TRUE(chosen);
+    EXPECT_TRUE(!*chosen || **chosen < items.size());
+  } else {
+    ASSERT_FALSE(chosen);
+    EXPECT_TRUE(chosen.error().ends_with(".")) << chosen.error();
+  }
+  auto response = this->platform->alerts().runModal(Alert{"Title", "Detail", AlertStyle::informational, {"OK", "Stop"}});
+  if (this->platform->supports(Capability::alerts)) {
+    ASSERT_TRUE(response);
+    EXPECT_TRUE(*response == alertFirstButtonReturn || *response == alertSecondButtonReturn) << *response;
+  } else {
+    ASSERT_FALSE(response);
+    EXPECT_TRUE(response.error().ends_with(".")) << response.error();
+  }
+}
+
+TYPED_TEST(PlatformConformance, UserDefaultsKeepValuesAndReadSwitches) {
+  UserDefaults& defaults = this->platform->userDefaults();
+  const std::string key = "orla.conformance." + std::to_string(::getpid());
+  EXPECT_FALSE(defaults.object(key));
+  EXPECT_FALSE(defaults.boolValue(key));
+  for (const auto& [value, on] : {std::pair<AnyCodable, bool>{true, true}, {std::int64_t{2}, true},
+                                  {std::int64_t{0}, false}, {"YES", false}, {false, false}}) {
+    defaults.set(key, value);
+    EXPECT_EQ(defaults.object(key), value);
+    EXPECT_EQ(defaults.boolValue(key), on);
+  }
+  defaults.remove(key);
+  EXPECT_FALSE(defaults.object(key));
+}
+
+TYPED_TEST(PlatformConformance, HostActivationPolicyReadsBackWhenTaken) {
+  Host& host = this->platform->host();
+  const ActivationPolicy before = host.activationPolicy();
+  if (host.setActivationPolicy(ActivationPolicy::accessory)) {
+    EXPECT_EQ(host.activationPolicy(), ActivationPolicy::accessory);
+    EXPECT_TRUE(host.setActivationPolicy(before));
+  }
+  EXPECT_EQ(host.activationPolicy(), before);
+}
+
 }  // namespace
 }  // namespace orla

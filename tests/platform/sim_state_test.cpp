@@ -19,14 +19,29 @@ TEST(SimState, LoadsEveryKeyAndWritesTheSameShape) {
     "locale": "fr_FR",
     "environment": {"HOME": "/home/ada", "MODE": "work"},
     "clipboard": "hello",
-    "host": {"bundleIdentifier": "pro.orla.Test", "name": "Orla Test", "pid": 42, "frontmost": false},
+    "host": {"bundleIdentifier": "pro.orla.Test", "name": "Orla Test", "pid": 42, "frontmost": false,
+             "activationPolicy": "accessory", "titledWindow": true},
     "lastUserApp": "com.apple.TextEdit",
     "applications": [
       {"name": "Finder", "bundleIdentifier": "com.apple.finder", "pid": 200,
-       "path": "/System/Library/CoreServices/Finder.app", "frontmost": false, "hidden": false},
+       "path": "/System/Library/CoreServices/Finder.app", "frontmost": false, "hidden": false,
+       "activationPolicy": "regular", "quit": "quits"},
       {"name": "TextEdit", "bundleIdentifier": "com.apple.TextEdit", "pid": 201,
-       "path": "/Applications/TextEdit.app", "frontmost": true, "hidden": true}
-    ]})");
+       "path": "/Applications/TextEdit.app", "frontmost": true, "hidden": true,
+       "activationPolicy": "regular", "quit": "asksToSave", "launchDate": "2026-11-21T08:15:00"}
+    ],
+    "installedApplications": [
+      {"path": "/Applications/Safari.app", "bundleIdentifier": "com.apple.Safari", "name": "Safari",
+       "activationPolicy": "regular", "quit": "quits", "launchDelayMs": 800},
+      {"path": "/Applications/TextEdit.app", "bundleIdentifier": "com.apple.TextEdit", "name": "TextEdit",
+       "activationPolicy": "regular", "quit": "quits", "launchDelayMs": 0},
+      {"path": "/System/Library/CoreServices/Finder.app", "bundleIdentifier": "com.apple.finder",
+       "name": "Finder", "activationPolicy": "regular", "quit": "quits", "launchDelayMs": null}
+    ],
+    "menuChoices": ["Safari", null],
+    "alertAnswers": ["Stop"],
+    "userDefaults": {"orKeepInDockAndAppSwitcher": true}
+    })");
   SimDesktop desktop;
   auto loaded = loadState(desktop, state);
   ASSERT_TRUE(loaded) << loaded.error();
@@ -35,6 +50,10 @@ TEST(SimState, LoadsEveryKeyAndWritesTheSameShape) {
   EXPECT_EQ(desktop.frontmostApplication()->localizedName, "TextEdit");
   EXPECT_EQ(desktop.applications().size(), 3u);  // the host runs too
   EXPECT_EQ(TypingTargetContext::lastUserAppBundleID(), "com.apple.TextEdit");
+  EXPECT_EQ(desktop.host().activationPolicy, ActivationPolicy::accessory);
+  EXPECT_EQ(desktop.quitBehaviour(201), QuitBehaviour::asksToSave);
+  EXPECT_TRUE(desktop.userDefaults().boolValue("orKeepInDockAndAppSwitcher"));
+  EXPECT_EQ(desktop.applicationPath("com.apple.Safari"), "/Applications/Safari.app");
   EXPECT_EQ(saveState(desktop), state);
   TypingTargetContext::setLastUserAppBundleID(std::nullopt);
 }
@@ -99,6 +118,19 @@ TEST(SimState, NamesTheKeyThatIsWrong) {
       {R"({"applications": {}})", "Simulated desktop state: “applications” must be a list."},
       {R"({"applications": [{"pid": "200"}]})", "Simulated desktop state: “pid” must be an integer."},
       {R"({"host": {"name": false}})", "Simulated desktop state: “name” must be a text."},
+      {R"({"host": {"activationPolicy": "dock"}})",
+       "Simulated desktop state: “activationPolicy” must be “regular”, “accessory” or “prohibited”."},
+      {R"({"applications": [{"quit": "never"}]})",
+       "Simulated desktop state: “quit” must be “quits”, “asksToSave” or “refuses”."},
+      {R"({"applications": [{"launchDate": "yesterday"}]})",
+       "Simulated desktop state: “launchDate” must be an ISO local date-time such as 2026-11-21T09:30:00, or null."},
+      {R"({"installedApplications": [{"name": "Safari"}]})",
+       "Simulated desktop state: “path” must be the application's path."},
+      {R"({"installedApplications": [{"path": "/A.app", "launchDelayMs": -1}]})",
+       "Simulated desktop state: “launchDelayMs” must be a number of milliseconds, or null."},
+      {R"({"menuChoices": [1]})", "Simulated desktop state: “menuChoices” must be a list of item titles or nulls."},
+      {R"({"alertAnswers": "OK"})", "Simulated desktop state: “alertAnswers” must be a list of button titles or numbers."},
+      {R"({"userDefaults": []})", "Simulated desktop state: “userDefaults” must be an object."},
   };
   for (const auto& c : cases) {
     SimDesktop desktop;

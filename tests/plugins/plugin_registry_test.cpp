@@ -87,13 +87,18 @@ TEST_F(PluginRegistryTest, SurvivesEmptyWrongAndHugeParameters) {
                         "text", "Text", "string", "TypeText", "dateFormat", "Format", "filePath",
                         "Path", "charsPerSecond", "charSecond", "usePaste", "transform", "replacement",
                         "useClipboard", "pasteAfter", "writeToClipboard", "input", "paste", "Paste",
-                        "appendToClipboard", "rules", "Rules"};
+                        "appendToClipboard", "rules", "Rules", "applicationPath",
+                        "AppPath", "appPath", "AppName", "hideOthers", "HideOthers", "force", "Force",
+                        "order", "Order", "title", "Title", "message1", "Message1", "message",
+                        "Message", "message2", "Message2", "button1Label", "button1", "Button1",
+                        "button2Label", "button2", "Button2", "button1Action", "ButtonAction1",
+                        "button2Action", "ButtonAction2"};
   std::vector<ActionData> inputs{ActionData{}};
   for (const AnyCodable& value : values) {
     ActionData all;
     for (const char* key : keys) all[key] = value;
     inputs.push_back(all);
-    for (std::int64_t type : {0, 1, 2, 3, 4, 5, 6, 7, 9, 10, 11, 12, 13, 14, 15, 16}) {
+    for (std::int64_t type : {0, 1, 2, 3, 4, 5, 6, 7, 9, 10, 11, 12, 13, 14, 15, 16, 19, 22}) {
       ActionData typed = all;
       typed["actionType"] = type;
       typed["conditionType"] = type;
