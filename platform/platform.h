@@ -14,6 +14,8 @@
 #include "platform/events.h"
 #include "platform/files.h"
 #include "platform/host.h"
+#include "platform/http.h"
+#include "platform/keychain.h"
 #include "platform/main_thread.h"
 #include "platform/notifications.h"
 #include "platform/pasteboard.h"
@@ -55,6 +57,8 @@ class Platform {
     std::unique_ptr<Environment> environment;
     std::unique_ptr<Files> files;
     std::unique_ptr<Host> host;
+    std::unique_ptr<Http> http;
+    std::unique_ptr<Keychain> keychain;
   };
 
   Platform(std::string name, Services services, std::set<Capability> capabilities);
@@ -74,6 +78,8 @@ class Platform {
   Environment& environment() const { return *services_.environment; }
   Files& files() const { return *services_.files; }
   Host& host() const { return *services_.host; }
+  Http& http() const { return *services_.http; }
+  Keychain& keychain() const { return *services_.keychain; }
 
   // The process default: the native desktop unless a host or a test put
   // another platform in its place.

@@ -4,6 +4,7 @@
 
 #include "platform/accessibility.h"
 #include "platform/events.h"
+#include "platform/keychain.h"
 #include "platform/pasteboard.h"
 
 namespace orla {
@@ -29,6 +30,21 @@ class UnavailableKeyboardEvents : public KeyboardEvents {
 class UnavailableAccessibility : public Accessibility {
  public:
   bool isProcessTrusted() const override { return false; }
+};
+
+// No keychain yet: every item reads as absent, the way a locked keychain
+// answers, and writes are refused.
+class UnavailableKeychain : public Keychain {
+ public:
+  KeychainLookup copyPassword(std::string_view, std::string_view) const override {
+    return {KeychainStatus::unavailable, std::nullopt};
+  }
+  KeychainStatus addPassword(std::string_view, std::string_view, std::string_view) override {
+    return KeychainStatus::unavailable;
+  }
+  KeychainStatus deletePassword(std::string_view, std::string_view) override {
+    return KeychainStatus::unavailable;
+  }
 };
 
 }  // namespace orla

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "platform/platform.h"
+#include "platform/sim/sim_keychain.h"
 
 namespace orla::sim {
 
@@ -108,6 +109,10 @@ class SimDesktop {
   void schedule(std::chrono::microseconds delay, std::function<void()> work);
   std::size_t runScheduled();
 
+  // The keychain; it has a lock of its own.
+  SimKeychain& keychain() { return keychain_; }
+  const SimKeychain& keychain() const { return keychain_; }
+
   // Recorder.
   void record(std::string category, std::string text);
   std::vector<TraceEntry> trace() const;
@@ -141,6 +146,7 @@ class SimDesktop {
   std::multimap<Clock::Monotonic, std::function<void()>> scheduled_;
   std::optional<ProcessId> frontmost_;
   std::vector<TraceEntry> trace_;
+  SimKeychain keychain_;
 };
 
 // A Platform whose every service is backed by `desktop`.

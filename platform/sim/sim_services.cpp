@@ -152,10 +152,12 @@ std::shared_ptr<Platform> makeSimPlatform(std::shared_ptr<SimDesktop> desktop) {
   services.environment = std::make_unique<SimEnvironment>(desktop);
   services.files = std::make_unique<posix::PosixFiles>();
   services.host = std::make_unique<SimHost>(desktop);
+  services.http = makeSimHttp(desktop);
+  services.keychain = makeSimKeychainService(desktop);
   return std::make_shared<Platform>(
       "sim", std::move(services),
       std::set<Capability>{Capability::pasteboard, Capability::workspace, Capability::accessibility,
-                           Capability::keyboardEvents});
+                           Capability::keyboardEvents, Capability::http, Capability::keychain});
 }
 
 }  // namespace orla::sim

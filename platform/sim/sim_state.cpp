@@ -155,6 +155,8 @@ Checked<void> loadState(SimDesktop& desktop, const json& state) {
     ORLA_TRY(readTextField(desktop, host.processIdentifier, *it));
   }
 
+  ORLA_TRY(loadKeychainState(desktop.keychain(), state));
+
   if (auto it = state.find("lastUserApp"); it != state.end()) {
     if (it->is_null()) TypingTargetContext::setLastUserAppBundleID(std::nullopt);
     else if (it->is_string()) TypingTargetContext::setLastUserAppBundleID(it->get<std::string>());
@@ -197,6 +199,7 @@ json saveState(const SimDesktop& desktop) {
     apps.push_back(std::move(item));
   }
   state["applications"] = std::move(apps);
+  saveKeychainState(desktop.keychain(), state);
   return state;
 }
 

@@ -13,6 +13,9 @@
 //                      "textField": {"value": "Dear ", "selection": [5, 0]},
 //                      "refusesActivation": false}]}
 //
+// "keychain" holds the simulated keychain's items and access (see
+// sim_keychain.h).
+//
 // A text field's selection is a start and a length in UTF-16 units.
 // "refusesActivation" is a behaviour of the simulation, read but not written
 // back.
