@@ -7,6 +7,8 @@
 #include "plugins/flow/conditional_plugin.h"
 #include "plugins/framework/orla_plugin.h"
 #include "plugins/input/key_shortcut_plugin.h"
+#include "plugins/scripts/ai_action_plugin.h"
+#include "plugins/scripts/web_api_plugin.h"
 #include "plugins/text/type_text_plugin.h"
 
 namespace orla {
@@ -27,7 +29,7 @@ struct Row {
 
 // Sorted by pluginClass. Saved actions carry these strings: never rename one.
 constexpr std::array<Row, 31> kTable{{
-    {{"AIAction", "AIActionPlugin", false}, nullptr},
+    {{"AIAction", "AIActionPlugin", true}, &make<AIActionPlugin>},
     {{"AppleScriptShortcut", "AppleScriptPlugin", false}, nullptr},
     {{"ApplicationShortcut", "ApplicationPlugin", false}, nullptr},
     {{"ClipboardShortcut", "ClipboardPlugin", false}, nullptr},
@@ -56,7 +58,7 @@ constexpr std::array<Row, 31> kTable{{
     {{"SystemShortcut", "SystemPlugin", false}, nullptr},
     {{"TextTransformAction", "TextTransformPlugin", false}, nullptr},
     {{"URLShortcut", "URLPlugin", false}, nullptr},
-    {{"WebAPIAction", "WebAPIPlugin", false}, nullptr},
+    {{"WebAPIAction", "WebAPIPlugin", true}, &make<WebAPIPlugin>},
     {{"WindowShortcut", "WindowPlugin", false}, nullptr},
 }};
 

@@ -85,7 +85,9 @@ TEST_F(PluginRegistryTest, SurvivesEmptyWrongAndHugeParameters) {
                         "keyDown", "keyUp", "keycode", "Keycode", "modifiers", "command", "shift",
                         "option", "control", "capsLock", "function", "hasKey", "asciiCode",
                         "text", "Text", "string", "TypeText", "dateFormat", "Format", "filePath",
-                        "Path", "charsPerSecond", "charSecond", "usePaste"};
+                        "Path", "charsPerSecond", "charSecond", "usePaste", "provider",
+                        "prompt", "systemPrompt", "model", "temperature", "maxTokens", "apiKey",
+                        "endpoint", "url", "method", "headers", "body", "timeout"};
   std::vector<ActionData> inputs{ActionData{}};
   for (const AnyCodable& value : values) {
     ActionData all;
