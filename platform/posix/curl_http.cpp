@@ -38,7 +38,11 @@ std::optional<UrlParts> parseUrl(std::string_view text) {
   UrlParts parts;
   parts.scheme = asciiLowercase(part(CURLUPART_SCHEME).value_or(""));
   if (parts.scheme.empty()) return std::nullopt;
-  parts.host = part(CURLUPART_HOST).value_or("");
+  // libcurl forgives "http:/host" and "http:///host"; an address has a host
+  // only when exactly two slashes follow the scheme.
+  const std::string_view rest = text.substr(std::min(text.size(), text.find(':') + 1));
+  const bool hasAuthority = rest.starts_with("//") && !rest.starts_with("///");
+  parts.host = hasAuthority ? part(CURLUPART_HOST).value_or("") : "";
   parts.hasCredentials = part(CURLUPART_USER).has_value() || part(CURLUPART_PASSWORD).has_value();
   return parts;
 }
@@ -273,9 +277,12 @@ class Session {
     const auto connectLimit = std::chrono::duration_cast<std::chrono::milliseconds>(t->idleLimit);
     curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(std::max<std::int64_t>(1, connectLimit.count())));
 
+    // POST, PUT and PATCH always carry a body, if only an empty one, so the
+    // server is told its length rather than left waiting for it.
+    const bool expectsBody = r.method == "POST" || r.method == "PUT" || r.method == "PATCH";
     if (r.method == "HEAD") {
       curl_easy_setopt(easy, CURLOPT_NOBODY, 1L);
-    } else if (r.body || r.method == "POST") {
+    } else if (r.body || expectsBody) {
       // libcurl reads the body in place; the transfer owns it until the end.
       const std::string_view body = r.body ? std::string_view(*r.body) : std::string_view("");
       curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
@@ -286,15 +293,19 @@ class Session {
     }
 
     bool hasExpect = false;
+    bool hasContentType = false;
     for (const HttpHeader& header : r.headers) {
       // "Name:" alone would remove the header; "Name;" sends it empty.
       std::string line = header.value.empty() ? header.name + ";" : header.name + ": ";
       if (!header.value.empty()) line += header.value;
       t->headerList = curl_slist_append(t->headerList, line.c_str());
       hasExpect = hasExpect || asciiLowercase(header.name) == "expect";
+      hasContentType = hasContentType || asciiLowercase(header.name) == "content-type";
     }
     // No "Expect: 100-continue" pause before large bodies.
     if (!hasExpect) t->headerList = curl_slist_append(t->headerList, "Expect:");
+    // An empty body has no type.
+    if (!r.body && !hasContentType) t->headerList = curl_slist_append(t->headerList, "Content-Type:");
     curl_easy_setopt(easy, CURLOPT_HTTPHEADER, t->headerList);
 
     t->lastActivity = SteadyClock::now();

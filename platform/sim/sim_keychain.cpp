@@ -91,7 +91,7 @@ class SimKeychainService : public Keychain {
   KeychainStatus record(std::string_view operation, std::string_view service,
                         std::string_view account, KeychainStatus status) const {
     std::string text(operation);
-    text += " " + std::string(service) + " " + std::string(account) + ": ";
+    text.append(" ").append(service).append(" ").append(account).append(": ");
     text += outcome(status);
     desktop_->record("keychain", std::move(text));
     return status;
@@ -131,7 +131,7 @@ class SimHttp : public Http {
 using nlohmann::json;
 
 Failure keychainError(std::string_view what) {
-  return fail("Simulated desktop state: “keychain” " + std::string(what) + ".");
+  return fail(std::string("Simulated desktop state: “keychain” ").append(what).append("."));
 }
 
 }  // namespace

@@ -56,7 +56,7 @@ Checked<std::string> walk(const json& body, const std::vector<AIActionPlugin::Pa
     if (const auto* key = std::get_if<std::string_view>(&step)) {
       if (!node->is_object()) return shape;
       auto it = node->find(*key);
-      if (it == node->end()) return fail("The model response did not include " + std::string(*key) + ".");
+      if (it == node->end()) return fail(std::string("The model response did not include ").append(*key).append("."));
       node = &*it;
     } else {
       const std::size_t index = std::get<std::size_t>(step);
@@ -66,6 +66,14 @@ Checked<std::string> walk(const json& body, const std::vector<AIActionPlugin::Pa
   }
   if (!node->is_string()) return shape;
   return node->get<std::string>();
+}
+
+// "The model service returned HTTP " + status + the rest of the sentence.
+std::string serviceStatus(int status, std::string_view rest) {
+  std::string sentence = "The model service returned HTTP ";
+  sentence += std::to_string(status);
+  sentence += rest;
+  return sentence;
 }
 
 // The service's own error text: "error" as an object with a non-empty
@@ -230,13 +238,12 @@ PluginResult AIActionPlugin::send(const std::string& address, std::vector<HttpHe
   // own parser.
   if (parsed.is_discarded() || !parsed.is_structured()) {
     if (status != 0)
-      return PluginResult::failure("The model service returned HTTP " + std::to_string(status) +
-                                   " and the body was not JSON.");
+      return PluginResult::failure(serviceStatus(status, " and the body was not JSON."));
     return PluginResult::failure("Failed to parse the model response.");
   }
   if (auto error = serviceError(parsed)) return PluginResult::failure(*error);
   if (status != 0 && (status < 200 || status > 299))
-    return PluginResult::failure("The model service returned HTTP " + std::to_string(status) + ".");
+    return PluginResult::failure(serviceStatus(status, "."));
 
   auto answer = walk(parsed, path);
   if (!answer) return PluginResult::failure(answer.error());

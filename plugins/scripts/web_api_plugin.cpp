@@ -49,7 +49,8 @@ std::string headerSentence(std::string_view name, std::string_view rest) {
 }
 
 std::string statusMessage(int status, std::string_view text) {
-  std::string message = "HTTP " + std::to_string(status);
+  std::string message = "HTTP ";
+  message += std::to_string(status);
   if (text.empty()) message += ". The server sent no text.";
   else message.append("\n").append(text);
   return message;
