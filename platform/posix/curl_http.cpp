@@ -139,9 +139,7 @@ class Transfer : public HttpTask {
   HttpRequest request;
   SteadyClock::duration idleLimit;
   SteadyClock::time_point lastActivity = SteadyClock::now();
-  CURL* easy = nullptr;
   curl_slist* headerList = nullptr;
-  char errorBuffer[CURL_ERROR_SIZE] = {};
   std::string body;
   bool cut = false;
   curl_off_t seenSent = 0;
@@ -184,6 +182,44 @@ int onProgress(void* user, curl_off_t, curl_off_t received, curl_off_t, curl_off
     t->lastActivity = SteadyClock::now();
   }
   return t->cancelRequested.load() ? 1 : 0;
+}
+
+void setMethodAndBody(CURL* easy, const HttpRequest& r) {
+  // POST, PUT and PATCH always carry a body, if only an empty one, so the
+  // server is told its length rather than left waiting for it.
+  const bool expectsBody = r.method == "POST" || r.method == "PUT" || r.method == "PATCH";
+  if (r.method == "HEAD") {
+    curl_easy_setopt(easy, CURLOPT_NOBODY, 1L);
+  } else if (r.body || expectsBody) {
+    // libcurl reads the body in place; the transfer owns it until the end.
+    const std::string_view body = r.body ? std::string_view(*r.body) : std::string_view("");
+    curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
+    curl_easy_setopt(easy, CURLOPT_POSTFIELDS, body.data());
+    if (r.method != "POST") curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, r.method.c_str());
+  } else if (r.method != "GET") {
+    curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, r.method.c_str());
+  }
+}
+
+// The request's headers as libcurl takes them, with two of its own
+// defaults taken away.
+curl_slist* headerList(const HttpRequest& r) {
+  curl_slist* list = nullptr;
+  bool hasExpect = false;
+  bool hasContentType = false;
+  for (const HttpHeader& header : r.headers) {
+    // "Name:" alone would remove the header; "Name;" sends it empty.
+    std::string line = header.value.empty() ? header.name + ";" : header.name + ": ";
+    if (!header.value.empty()) line += header.value;
+    list = curl_slist_append(list, line.c_str());
+    hasExpect = hasExpect || asciiLowercase(header.name) == "expect";
+    hasContentType = hasContentType || asciiLowercase(header.name) == "content-type";
+  }
+  // No "Expect: 100-continue" pause before large bodies.
+  if (!hasExpect) list = curl_slist_append(list, "Expect:");
+  // An empty body has no type.
+  if (!r.body && !hasContentType) list = curl_slist_append(list, "Content-Type:");
+  return list;
 }
 
 class Session {
@@ -257,7 +293,6 @@ class Session {
     }
     CURL* easy = curl_easy_init();
     if (!easy) return t->finish(0, "The request could not be created.");
-    t->easy = easy;
     curl_easy_setopt(easy, CURLOPT_URL, r.url.c_str());
     curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
     curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
@@ -266,7 +301,6 @@ class Session {
     curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(easy, CURLOPT_ACCEPT_ENCODING, "");  // every encoding libcurl decodes
     curl_easy_setopt(easy, CURLOPT_USERAGENT, "Orla");
-    curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, t->errorBuffer);
     curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &onBody);
     curl_easy_setopt(easy, CURLOPT_WRITEDATA, t.get());
     curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &onHeader);
@@ -277,35 +311,8 @@ class Session {
     const auto connectLimit = std::chrono::duration_cast<std::chrono::milliseconds>(t->idleLimit);
     curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(std::max<std::int64_t>(1, connectLimit.count())));
 
-    // POST, PUT and PATCH always carry a body, if only an empty one, so the
-    // server is told its length rather than left waiting for it.
-    const bool expectsBody = r.method == "POST" || r.method == "PUT" || r.method == "PATCH";
-    if (r.method == "HEAD") {
-      curl_easy_setopt(easy, CURLOPT_NOBODY, 1L);
-    } else if (r.body || expectsBody) {
-      // libcurl reads the body in place; the transfer owns it until the end.
-      const std::string_view body = r.body ? std::string_view(*r.body) : std::string_view("");
-      curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
-      curl_easy_setopt(easy, CURLOPT_POSTFIELDS, body.data());
-      if (r.method != "POST") curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, r.method.c_str());
-    } else if (r.method != "GET") {
-      curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, r.method.c_str());
-    }
-
-    bool hasExpect = false;
-    bool hasContentType = false;
-    for (const HttpHeader& header : r.headers) {
-      // "Name:" alone would remove the header; "Name;" sends it empty.
-      std::string line = header.value.empty() ? header.name + ";" : header.name + ": ";
-      if (!header.value.empty()) line += header.value;
-      t->headerList = curl_slist_append(t->headerList, line.c_str());
-      hasExpect = hasExpect || asciiLowercase(header.name) == "expect";
-      hasContentType = hasContentType || asciiLowercase(header.name) == "content-type";
-    }
-    // No "Expect: 100-continue" pause before large bodies.
-    if (!hasExpect) t->headerList = curl_slist_append(t->headerList, "Expect:");
-    // An empty body has no type.
-    if (!r.body && !hasContentType) t->headerList = curl_slist_append(t->headerList, "Content-Type:");
+    setMethodAndBody(easy, r);
+    t->headerList = headerList(r);
     curl_easy_setopt(easy, CURLOPT_HTTPHEADER, t->headerList);
 
     t->lastActivity = SteadyClock::now();
@@ -321,7 +328,6 @@ class Session {
     curl_multi_remove_handle(multi_, easy);
     curl_easy_cleanup(easy);
     curl_slist_free_all(t->headerList);
-    t->easy = nullptr;
     t->headerList = nullptr;
     t->finish(status, std::move(error));
   }

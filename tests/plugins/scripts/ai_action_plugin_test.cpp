@@ -269,8 +269,8 @@ TEST_F(AIActionPluginTest, EveryFailureHasItsSentenceAndNeverShowsTheKey) {
        "AI request timed out"},
   };
   AIActionPlugin::Service quick = service();
-  quick.requestTimeout = 300ms;
-  quick.wait = 1500ms;
+  quick.requestTimeout = 500ms;
+  quick.wait = 2s;
   AIActionPlugin impatient(platform, quick);
   for (const char* provider : {"openai", "anthropic"}) {
     const std::string path = provider == std::string("openai") ? "/v1/chat/completions" : "/v1/messages";
