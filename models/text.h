@@ -23,9 +23,6 @@ std::string toLowercase(std::string_view text);
 // followed by a combining acute. Diacritics still count ("e" is not "é").
 bool equalsIgnoringCase(std::string_view a, std::string_view b);
 
-// Whether `text` is well-formed UTF-8 (no surrogates, no overlong forms).
-bool isValidUtf8(std::string_view text);
-
 // UTF-8 to UTF-16 and back; invalid bytes become U+FFFD.
 std::u16string toUtf16(std::string_view utf8);
 std::string toUtf8(std::u16string_view utf16);

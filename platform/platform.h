@@ -15,6 +15,8 @@
 #include "platform/events.h"
 #include "platform/files.h"
 #include "platform/host.h"
+#include "platform/http.h"
+#include "platform/keychain.h"
 #include "platform/main_thread.h"
 #include "platform/notifications.h"
 #include "platform/pasteboard.h"
@@ -65,6 +67,8 @@ class Platform {
     std::unique_ptr<PopupMenus> popupMenus;
     std::unique_ptr<Alerts> alerts;
     std::unique_ptr<UserDefaults> userDefaults;
+    std::unique_ptr<Http> http;
+    std::unique_ptr<Keychain> keychain;
   };
 
   Platform(std::string name, Services services, std::set<Capability> capabilities);
@@ -88,6 +92,8 @@ class Platform {
   PopupMenus& popupMenus() const { return *services_.popupMenus; }
   Alerts& alerts() const { return *services_.alerts; }
   UserDefaults& userDefaults() const { return *services_.userDefaults; }
+  Http& http() const { return *services_.http; }
+  Keychain& keychain() const { return *services_.keychain; }
 
   // The process default: the native desktop unless a host or a test put
   // another platform in its place.

@@ -5,9 +5,10 @@
 #include "platform/accessibility.h"
 #include "platform/alerts.h"
 #include "platform/events.h"
+#include "platform/keychain.h"
 #include "platform/pasteboard.h"
-#include "platform/scripting.h"
 #include "platform/popup_menus.h"
+#include "platform/scripting.h"
 
 namespace orla {
 
@@ -56,6 +57,21 @@ class UnavailableAlerts : public Alerts {
  public:
   Checked<int> runModal(const Alert&) override {
     return fail("Messages are not available on this desktop in this build of Orla.");
+  }
+};
+
+// No keychain yet: every item reads as absent, the way a locked keychain
+// answers, and writes are refused.
+class UnavailableKeychain : public Keychain {
+ public:
+  KeychainLookup copyPassword(std::string_view, std::string_view) const override {
+    return {KeychainStatus::unavailable, std::nullopt};
+  }
+  KeychainStatus addPassword(std::string_view, std::string_view, std::string_view) override {
+    return KeychainStatus::unavailable;
+  }
+  KeychainStatus deletePassword(std::string_view, std::string_view) override {
+    return KeychainStatus::unavailable;
   }
 };
 

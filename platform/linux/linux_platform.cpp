@@ -1,6 +1,6 @@
 // The native platform on Linux. Until the X11 desktop backend exists, the
 // desktop services answer with a clear sentence that they are not available;
-// the clock, environment, files and process list are real.
+// the clock, environment, files, process list and HTTP are real.
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -14,6 +14,7 @@
 #include "platform/local_notification_center.h"
 #include "platform/memory_user_defaults.h"
 #include "platform/platform.h"
+#include "platform/posix/curl_http.h"
 #include "platform/posix/posix_services.h"
 #include "platform/queued_main_thread.h"
 #include "platform/thread_scheduler.h"
@@ -124,8 +125,11 @@ std::shared_ptr<Platform> makeNativePlatform() {
   services.popupMenus = std::make_unique<UnavailablePopupMenus>();
   services.alerts = std::make_unique<UnavailableAlerts>();
   services.userDefaults = std::make_unique<MemoryUserDefaults>();
+  services.http = std::make_unique<posix::CurlHttp>();
+  // The desktop keyring comes with the desktop backend.
+  services.keychain = std::make_unique<UnavailableKeychain>();
   return std::make_shared<Platform>("linux", std::move(services),
-                                    std::set<Capability>{Capability::workspace});
+                                    std::set<Capability>{Capability::workspace, Capability::http});
 }
 
 }  // namespace orla

@@ -1,6 +1,7 @@
 #include "platform/sim/sim_desktop.h"
 
 #include "models/text.h"
+#include "models/utf8.h"
 
 #include <algorithm>
 #include <cstdio>

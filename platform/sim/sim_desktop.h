@@ -22,6 +22,7 @@
 
 #include "platform/memory_user_defaults.h"
 #include "platform/platform.h"
+#include "platform/sim/sim_keychain.h"
 
 namespace orla::sim {
 
@@ -214,6 +215,10 @@ class SimDesktop {
   void schedule(std::chrono::microseconds delay, std::function<void()> work);
   std::size_t runScheduled();
 
+  // The keychain; it has a lock of its own.
+  SimKeychain& keychain() { return keychain_; }
+  const SimKeychain& keychain() const { return keychain_; }
+
   // Recorder.
   void record(std::string category, std::string text);
   std::vector<TraceEntry> trace() const;
@@ -272,6 +277,7 @@ class SimDesktop {
   std::deque<std::optional<std::string>> menuChoices_;
   std::deque<std::string> alertAnswers_;
   MemoryUserDefaults userDefaults_;
+  SimKeychain keychain_;
 };
 
 // A Platform whose every service is backed by `desktop`.

@@ -269,11 +269,14 @@ std::shared_ptr<Platform> makeSimPlatform(std::shared_ptr<SimDesktop> desktop) {
   services.popupMenus = std::make_unique<SimPopupMenus>(desktop);
   services.alerts = std::make_unique<SimAlerts>(desktop);
   services.userDefaults = std::make_unique<SimUserDefaults>(desktop);
+  services.http = makeSimHttp(desktop);
+  services.keychain = makeSimKeychainService(desktop);
   return std::make_shared<Platform>(
       "sim", std::move(services),
       std::set<Capability>{Capability::pasteboard, Capability::workspace, Capability::accessibility,
                            Capability::keyboardEvents, Capability::appleScript, Capability::popUpMenus,
-                           Capability::alerts, Capability::applicationControl});
+                           Capability::alerts, Capability::applicationControl, Capability::http,
+                           Capability::keychain});
 }
 
 }  // namespace orla::sim

@@ -6,6 +6,7 @@
 #include "models/calendar.h"
 #include "models/json_codable.h"
 #include "models/text.h"
+#include "models/utf8.h"
 #include "models/typing_target_context.h"
 
 namespace orla::sim {
@@ -364,6 +365,8 @@ Checked<void> loadState(SimDesktop& desktop, const json& state) {
     ORLA_TRY(readTextField(desktop, host.processIdentifier, *it));
   }
 
+  ORLA_TRY(loadKeychainState(desktop.keychain(), state));
+
   if (auto it = state.find("lastUserApp"); it != state.end()) {
     if (it->is_null()) TypingTargetContext::setLastUserAppBundleID(std::nullopt);
     else if (it->is_string()) TypingTargetContext::setLastUserAppBundleID(it->get<std::string>());
@@ -451,6 +454,7 @@ json saveState(const SimDesktop& desktop) {
   json defaults = json::object();
   for (const auto& [key, value] : desktop.userDefaults().all()) defaults[key] = anyToJson(value);
   state["userDefaults"] = std::move(defaults);
+  saveKeychainState(desktop.keychain(), state);
   return state;
 }
 

@@ -22,6 +22,9 @@
 //    "menuChoices": ["Safari", null], "alertAnswers": ["Stop", "1"],
 //    "userDefaults": {"orKeepInDockAndAppSwitcher": true}}
 //
+// "keychain" holds the simulated keychain's items and access (see
+// sim_keychain.h).
+//
 // A text field's selection is a start and a length in UTF-16 units. "quit"
 // is "quits", "asksToSave" (only forced termination ends it) or "refuses".
 // An installed application with "launchDelayMs" null never appears after it

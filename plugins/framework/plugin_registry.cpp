@@ -11,6 +11,8 @@
 #include "plugins/input/message_plugin.h"
 #include "plugins/text/clipboard_plugin.h"
 #include "plugins/text/text_transform_plugin.h"
+#include "plugins/scripts/ai_action_plugin.h"
+#include "plugins/scripts/web_api_plugin.h"
 #include "plugins/text/type_text_plugin.h"
 
 namespace orla {
@@ -31,7 +33,7 @@ struct Row {
 
 // Sorted by pluginClass. Saved actions carry these strings: never rename one.
 constexpr std::array<Row, 31> kTable{{
-    {{"AIAction", "AIActionPlugin", false}, nullptr},
+    {{"AIAction", "AIActionPlugin", true}, &make<AIActionPlugin>},
     {{"AppleScriptShortcut", "AppleScriptPlugin", false}, nullptr},
     {{"ApplicationShortcut", "ApplicationPlugin", true}, &make<ApplicationPlugin>},
     {{"ClipboardShortcut", "ClipboardPlugin", true}, &make<ClipboardPlugin>},
@@ -60,7 +62,7 @@ constexpr std::array<Row, 31> kTable{{
     {{"SystemShortcut", "SystemPlugin", false}, nullptr},
     {{"TextTransformAction", "TextTransformPlugin", true}, &make<TextTransformPlugin>},
     {{"URLShortcut", "URLPlugin", false}, nullptr},
-    {{"WebAPIAction", "WebAPIPlugin", false}, nullptr},
+    {{"WebAPIAction", "WebAPIPlugin", true}, &make<WebAPIPlugin>},
     {{"WindowShortcut", "WindowPlugin", false}, nullptr},
 }};
 

@@ -8,6 +8,7 @@
 #include "models/icu_support.h"
 #include "models/parameter_readers.h"
 #include "models/text.h"
+#include "models/utf8.h"
 #include "plugins/input/typing_target.h"
 #include "plugins/text/clipboard_mechanics.h"
 #include "plugins/text/command_date_formatter.h"

@@ -20,6 +20,7 @@
 #include "models/graphemes.h"
 #include "models/icu_support.h"
 #include "models/text.h"
+#include "models/utf8.h"
 
 namespace orla::transforms {
 

@@ -12,11 +12,13 @@ arguments go to unittest (for example -v, or a test name with -k).
 """
 
 import argparse
+import http.server
 import json
 import os
 import subprocess
 import sys
 import tempfile
+import threading
 import unittest
 from pathlib import Path
 
@@ -776,6 +778,112 @@ class ClipboardActionsTest(OrlaTestCase):
         self.assertExit(run, 1)
         self.assertEqual(run.lines[0]["message"],
                          "Could not read the Finder selection: The simulated desktop has no answer for this script.")
+class LoopbackServer:
+    """A web server on 127.0.0.1 that answers every POST and GET with the
+    reply set for its path and records what it received."""
+
+    def __init__(self):
+        self.replies = {}
+        self.received = []
+        owner = self
+
+        class Handler(http.server.BaseHTTPRequestHandler):
+            def answer(self):
+                length = int(self.headers.get("Content-Length") or 0)
+                owner.received.append({"method": self.command, "path": self.path,
+                                       "headers": dict(self.headers),
+                                       "body": self.rfile.read(length).decode("utf-8")})
+                status, body = owner.replies.get(self.path.split("?")[0], (404, "not found"))
+                data = body.encode("utf-8")
+                self.send_response(status)
+                self.send_header("Content-Length", str(len(data)))
+                self.end_headers()
+                self.wfile.write(data)
+
+            do_GET = do_POST = answer
+
+            def log_message(self, *args):
+                pass
+
+        self.server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
+        self.thread = threading.Thread(target=self.server.serve_forever, daemon=True)
+        self.thread.start()
+
+    def url(self, path):
+        return f"http://127.0.0.1:{self.server.server_address[1]}{path}"
+
+    def close(self):
+        self.server.shutdown()
+        self.server.server_close()
+
+
+class WebAndAITest(OrlaTestCase):
+    """The web and AI actions over real HTTP, and the keychain in the state."""
+
+    KEY = "sk-cli-SECRET-42"
+    ACCOUNT = "ai-action-local-api-key"
+
+    def setUp(self):
+        super().setUp()
+        self.server = LoopbackServer()
+        self.addCleanup(self.server.close)
+
+    def test_web_request(self):
+        self.server.replies["/status"] = (200, "  all good\n")
+        self.server.replies["/missing"] = (404, "no such page")
+        cases = [
+            ("success", "/status?token=t", 0, "success", "HTTP 200\nall good"),
+            ("failure status", "/missing", 1, "failure", "HTTP 404\nno such page"),
+        ]
+        for name, path, code, kind, message in cases:
+            with self.subTest(name):
+                run = self.sim("--trace", "run", "WebAPIAction", json.dumps({"url": self.server.url(path)}))
+                self.assertExit(run, code)
+                self.assertEqual(run.lines, [result("WebAPIAction", kind, message=message),
+                                             {"trace": "http", "text": "GET " + self.server.url(path.split("?")[0])}])
+
+    def test_ai_action_moves_its_key_into_the_keychain_and_never_shows_it(self):
+        self.server.replies["/api/chat"] = (200, json.dumps({"message": {"role": "assistant", "content": " Hi! "}}))
+        out = self.tmp / "out.json"
+        params = {"provider": "local", "prompt": "Say hi", "apiKey": self.KEY,
+                  "endpoint": self.server.url("/api/chat")}
+        run = self.sim("--trace", "--state-out", out, "run", "AIAction", json.dumps(params))
+        self.assertExit(run, 0)
+        self.assertEqual(run.lines[0], result("AIAction", "success", message="Hi!"))
+        self.assertNotIn(self.KEY, run.stdout + run.stderr)
+        [request] = self.server.received
+        self.assertEqual(json.loads(request["body"])["messages"], [{"role": "user", "content": "Say hi"}])
+        self.assertNotIn(self.KEY, json.dumps(request), "the local server never gets a key")
+        saved = json.loads(out.read_text(encoding="utf-8"))
+        self.assertEqual(saved["keychain"]["items"],
+                         [{"service": "pro.orla.OrlaPro", "account": self.ACCOUNT, "password": self.KEY}])
+
+    def test_keychain_in_the_state_decides_whether_a_key_is_there(self):
+        item = {"service": "pro.orla.OrlaPro", "account": "ai-action-openai-api-key", "password": self.KEY}
+        params = json.dumps({"prompt": "hi", "apiKey": "<keychain>"})
+        missing = {"kind": "AIAction", "valid": False, "message": "Enter an OpenAI API key."}
+        cases = [
+            ("stored key", {"keychain": {"items": [item]}}, {"kind": "AIAction", "valid": True}),
+            ("locked keychain", {"keychain": {"access": "locked", "items": [item]}}, missing),
+            ("empty keychain", {}, missing),
+        ]
+        for name, state, line in cases:
+            with self.subTest(name):
+                run = self.sim("validate", "AIAction", params, state=state)
+                self.assertEqual(run.lines, [line])
+                self.assertNotIn(self.KEY, run.stdout)
+
+    def test_keychain_round_trips_through_the_state_file(self):
+        state = {"keychain": {"access": "denied", "items": [
+            {"service": "pro.orla.OrlaPro", "account": self.ACCOUNT, "password": "k ✓"}]}}
+        out = self.tmp / "out.json"
+        run = self.sim("--state-out", out, "run", "OrlaShortcut", state=state)
+        self.assertExit(run, 0)
+        self.assertEqual(json.loads(out.read_text(encoding="utf-8"))["keychain"], state["keychain"])
+
+    def test_bad_keychain_state_is_a_usage_error(self):
+        self.assertUsageError(self.sim("run", "OrlaShortcut", state={"keychain": {"access": "open"}}),
+                              "access must be")
 
 
 class ExamplesTest(OrlaTestCase):

@@ -92,7 +92,9 @@ TEST_F(PluginRegistryTest, SurvivesEmptyWrongAndHugeParameters) {
                         "order", "Order", "title", "Title", "message1", "Message1", "message",
                         "Message", "message2", "Message2", "button1Label", "button1", "Button1",
                         "button2Label", "button2", "Button2", "button1Action", "ButtonAction1",
-                        "button2Action", "ButtonAction2"};
+                        "button2Action", "ButtonAction2", "provider",
+                        "prompt", "systemPrompt", "model", "temperature", "maxTokens", "apiKey",
+                        "endpoint", "url", "method", "headers", "body", "timeout"};
   std::vector<ActionData> inputs{ActionData{}};
   for (const AnyCodable& value : values) {
     ActionData all;

@@ -1,0 +1,17 @@
+// HTTP through libcurl, real on every Unix. Every CurlHttp hands its requests
+// to one process-wide session: a thread that drives a single curl multi
+// handle, so connections (and DNS answers) are kept and reused between
+// requests, and a caller never blocks on the network itself, only on its own
+// wait with its own deadline.
+#pragma once
+
+#include "platform/http.h"
+
+namespace orla::posix {
+
+class CurlHttp : public Http {
+ public:
+  std::shared_ptr<HttpTask> start(HttpRequest request) override;
+};
+
+}  // namespace orla::posix
