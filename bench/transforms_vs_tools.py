@@ -24,6 +24,7 @@ REGEX = r"\b(the|and|of|Grace)\b"
 PAIRS = [
     ("base64Encode", "english.txt", [], "base64", ["base64", "{f}"]),
     ("base64Decode", "english.b64", [], "base64 -d", ["base64", "-d", "{f}"]),
+    ("base64Decode", "nonascii.b64", [], "base64 -d", ["base64", "-d", "{f}"]),
     ("countLines", "english.txt", [], "wc -l", ["wc", "-l", "{f}"]),
     ("countWords", "english.txt", [], "wc -w", ["wc", "-w", "{f}"]),
     ("countWords", "nonascii.txt", [], "wc -w", ["wc", "-w", "{f}"]),
