@@ -273,8 +273,9 @@ PluginResult ClipboardPlugin::setClipboard(std::string text, std::string message
     if (auto written = clipboard.writeText(text); !written) return PluginResult::failure(written.error());
     return PluginResult::success(std::move(message));
   }
-  if (!ensureTypingTarget(p)) return PluginResult::failure(std::string(kNoPasteTarget));
+  // The text is on the clipboard even when there is nothing to paste into.
   if (auto written = clipboard.writeText(text); !written) return PluginResult::failure(written.error());
+  if (!ensureTypingTarget(p)) return PluginResult::failure(std::string(kNoPasteTarget));
   if (auto pasted = clipboard.postCommandChord(key_codes::v); !pasted) return PluginResult::failure(pasted.error());
   return PluginResult::silentSuccess();
 }
