@@ -207,6 +207,8 @@ std::string launchErrorDescription(int error, std::string_view executable) {
       return "The file " + name + " is not a program this system can run.";
     case EISDIR:
       return "The file " + name + " is a folder, not a program.";
+    case E2BIG:
+      return "The arguments for " + name + " are longer than the system allows.";
     default:
       return "Could not start " + name + ": " + ::strerror(error) + ".";
   }

@@ -12,6 +12,7 @@
 #include "plugins/text/clipboard_plugin.h"
 #include "plugins/text/text_transform_plugin.h"
 #include "plugins/scripts/ai_action_plugin.h"
+#include "plugins/scripts/shell_command_plugin.h"
 #include "plugins/scripts/web_api_plugin.h"
 #include "plugins/text/type_text_plugin.h"
 
@@ -37,7 +38,7 @@ constexpr std::array<Row, 31> kTable{{
     {{"AppleScriptShortcut", "AppleScriptPlugin", false}, nullptr},
     {{"ApplicationShortcut", "ApplicationPlugin", true}, &make<ApplicationPlugin>},
     {{"ClipboardShortcut", "ClipboardPlugin", true}, &make<ClipboardPlugin>},
-    {{"CommandShortcut", "ShellCommandPlugin", false}, nullptr},
+    {{"CommandShortcut", "ShellCommandPlugin", true}, &make<ShellCommandPlugin>},
     {{"ConditionalAction", "ConditionalPlugin", true}, &make<ConditionalPlugin>},
     {{"DocumentShortcut", "DocumentPlugin", false}, nullptr},
     {{"FileOperationAction", "FileOperationPlugin", false}, nullptr},
