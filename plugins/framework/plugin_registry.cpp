@@ -12,6 +12,7 @@
 #include "plugins/text/clipboard_plugin.h"
 #include "plugins/text/text_transform_plugin.h"
 #include "plugins/scripts/ai_action_plugin.h"
+#include "plugins/scripts/apple_script_plugin.h"
 #include "plugins/scripts/shell_command_plugin.h"
 #include "plugins/scripts/web_api_plugin.h"
 #include "plugins/text/type_text_plugin.h"
@@ -35,7 +36,7 @@ struct Row {
 // Sorted by pluginClass. Saved actions carry these strings: never rename one.
 constexpr std::array<Row, 31> kTable{{
     {{"AIAction", "AIActionPlugin", true}, &make<AIActionPlugin>},
-    {{"AppleScriptShortcut", "AppleScriptPlugin", false}, nullptr},
+    {{"AppleScriptShortcut", "AppleScriptPlugin", true}, &make<AppleScriptPlugin>},
     {{"ApplicationShortcut", "ApplicationPlugin", true}, &make<ApplicationPlugin>},
     {{"ClipboardShortcut", "ClipboardPlugin", true}, &make<ClipboardPlugin>},
     {{"CommandShortcut", "ShellCommandPlugin", true}, &make<ShellCommandPlugin>},
