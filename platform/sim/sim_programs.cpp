@@ -52,11 +52,11 @@ bool SimPrograms::isMissing(std::string_view path) const {
 
 namespace {
 
-// An argument as the trace shows it: its first line, at most 80
+// An argument as the trace shows it: its first line, at most 200
 // characters, in quotes when it is empty or holds blanks or quotes.
 std::string traceArgument(std::string_view argument) {
   std::string_view line = argument.substr(0, argument.find('\n'));
-  const GraphemePrefix shown = graphemePrefix(line, 80);
+  const GraphemePrefix shown = graphemePrefix(line, 200);
   std::string text(shown.prefix);
   const bool cut = shown.truncated || line.size() < argument.size();
   if (cut) text += "…";

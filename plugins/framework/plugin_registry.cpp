@@ -14,6 +14,7 @@
 #include "plugins/scripts/ai_action_plugin.h"
 #include "plugins/scripts/apple_script_plugin.h"
 #include "plugins/scripts/shell_command_plugin.h"
+#include "plugins/scripts/shortcuts_app_plugin.h"
 #include "plugins/scripts/web_api_plugin.h"
 #include "plugins/text/type_text_plugin.h"
 
@@ -58,7 +59,7 @@ constexpr std::array<Row, 31> kTable{{
     {{"PauseShortcut", "PausePlugin", false}, nullptr},
     {{"PreferenceShortcut", "PreferencePlugin", false}, nullptr},
     {{"PrintShortcut", "PrintPlugin", false}, nullptr},
-    {{"ShortcutsAppAction", "ShortcutsAppPlugin", false}, nullptr},
+    {{"ShortcutsAppAction", "ShortcutsAppPlugin", true}, &make<ShortcutsAppPlugin>},
     {{"SoundShortcut", "SoundPlugin", false}, nullptr},
     {{"SpeechAction", "SpeechPlugin", false}, nullptr},
     {{"SystemShortcut", "SystemPlugin", false}, nullptr},
