@@ -15,6 +15,8 @@
 #include "plugins/scripts/apple_script_plugin.h"
 #include "plugins/scripts/shell_command_plugin.h"
 #include "plugins/scripts/shortcuts_app_plugin.h"
+#include "plugins/system/sound_plugin.h"
+#include "plugins/system/system_plugin.h"
 #include "plugins/scripts/web_api_plugin.h"
 #include "plugins/text/type_text_plugin.h"
 
@@ -60,9 +62,9 @@ constexpr std::array<Row, 31> kTable{{
     {{"PreferenceShortcut", "PreferencePlugin", false}, nullptr},
     {{"PrintShortcut", "PrintPlugin", false}, nullptr},
     {{"ShortcutsAppAction", "ShortcutsAppPlugin", true}, &make<ShortcutsAppPlugin>},
-    {{"SoundShortcut", "SoundPlugin", false}, nullptr},
+    {{"SoundShortcut", "SoundPlugin", true}, &make<SoundPlugin>},
     {{"SpeechAction", "SpeechPlugin", false}, nullptr},
-    {{"SystemShortcut", "SystemPlugin", false}, nullptr},
+    {{"SystemShortcut", "SystemPlugin", true}, &make<SystemPlugin>},
     {{"TextTransformAction", "TextTransformPlugin", true}, &make<TextTransformPlugin>},
     {{"URLShortcut", "URLPlugin", false}, nullptr},
     {{"WebAPIAction", "WebAPIPlugin", true}, &make<WebAPIPlugin>},
