@@ -100,6 +100,36 @@ std::size_t firstSureBoundary(std::string_view text) {
   return sureBoundaryFrom(text.substr(0, std::min(text.size(), kBoundaryWindow)), codePointStart(text, 0), false);
 }
 
+graphemes_detail::Kind asciiKind(char byte) {
+  const auto c = static_cast<unsigned char>(byte);
+  return c == '\r'                   ? graphemes_detail::cr
+         : c == '\n'                 ? graphemes_detail::lf
+         : (c < 0x20 || c == 0x7F) ? graphemes_detail::control
+                                   : graphemes_detail::other;
+}
+
+bool isContinuation(unsigned char c) { return (c & 0xC0) == 0x80; }
+
+// The code point at `i`, which is not ASCII, checked as it is decoded: its
+// length is 0 when the bytes are not well-formed UTF-8.
+graphemes_detail::CodePoint decodeNonAscii(std::string_view text, std::size_t i, const graphemes_detail::Kind* table) {
+  const auto* s = reinterpret_cast<const unsigned char*>(text.data());
+  const std::size_t n = text.size();
+  const unsigned char c = s[i];
+  if (c >= 0xC2 && c <= 0xDF) {
+    if (i + 1 < n && isContinuation(s[i + 1])) return {2, table[((c & 0x1Fu) << 6) | (s[i + 1] & 0x3Fu)]};
+  } else if (c >= 0xE0 && c <= 0xEF) {
+    const unsigned char low = c == 0xE0 ? 0xA0 : 0x80, high = c == 0xED ? 0x9F : 0xBF;
+    if (i + 2 < n && s[i + 1] >= low && s[i + 1] <= high && isContinuation(s[i + 2]))
+      return {3, table[((c & 0x0Fu) << 12) | ((s[i + 1] & 0x3Fu) << 6) | (s[i + 2] & 0x3Fu)]};
+  } else if (c >= 0xF0 && c <= 0xF4) {
+    const unsigned char low = c == 0xF0 ? 0x90 : 0x80, high = c == 0xF4 ? 0x8F : 0xBF;
+    if (i + 3 < n && s[i + 1] >= low && s[i + 1] <= high && isContinuation(s[i + 2]) && isContinuation(s[i + 3]))
+      return {4, graphemes_detail::classifyNonAscii(text, i).kind};
+  }
+  return {0, graphemes_detail::other};
+}
+
 std::size_t firstNonAscii(std::string_view text, std::size_t from) {
   const auto* s = reinterpret_cast<const unsigned char*>(text.data());
   const std::size_t n = text.size();
@@ -199,12 +229,7 @@ std::string_view StreamedText::shown() const {
 void StreamedText::segment(std::string_view region) {
   if (region.empty()) return;
   const bool validateAll = !started_ || headCount_ < limit_;
-  if (validateAll && !orla::isValidUtf8(region)) {
-    valid_ = false;
-    head_ = std::string();
-    carry_ = std::string();
-    return;
-  }
+  if (validateAll && !orla::isValidUtf8(region)) return invalidate();
   if (!started_) {
     const auto* s = reinterpret_cast<const uint8_t*>(region.data());
     const auto n = static_cast<int32_t>(region.size());
@@ -236,52 +261,101 @@ void StreamedText::segment(std::string_view region) {
   countFast(region);
 }
 
-// Counting once the head is full: ASCII stretches by arithmetic, the
-// stretches around other characters by the grapheme walker.
+// Counting once the head is full, without looking at every character:
+// ASCII runs by arithmetic, other code points that are characters of their
+// own by table, and only the clusters around marks, joiners, indicators and
+// jamo by the grapheme walker. The white space that matters is the region's
+// trailing run, found from its end.
 void StreamedText::countFast(std::string_view region) {
-  std::size_t at = 0;
+  using namespace graphemes_detail;
+  const Kind* table = bmpKinds();
   const std::size_t n = region.size();
-  while (at < n && valid_) {
-    const std::size_t other = firstNonAscii(region, at);
-    if (other == n) {
-      countAscii(region.substr(at));
-      return;
+  std::uint64_t count = 0;
+  std::size_t previousStart = npos;  // the last code point counted on its own
+  Kind previousKind = other;
+  std::size_t i = 0;
+  while (i < n) {
+    const std::size_t j = firstNonAscii(region, i);
+    if (j > i) {
+      count += (j - i) - countCrLf(region.substr(i, j - i));
+      previousStart = j - 1;
+      previousKind = asciiKind(region[j - 1]);
     }
-    // The ASCII character before the first other one may take its marks.
-    std::size_t end = other;
-    if (end > at) {
-      --end;
-      if (end > at && region[end - 1] == '\r' && region[end] == '\n') --end;
+    if (j == n) break;
+    CodePoint cp = decodeNonAscii(region, j, table);
+    if (cp.length == 0) return invalidate();
+    if (cp.kind <= control) {
+      ++count;
+      previousStart = j;
+      previousKind = cp.kind;
+      i = j + cp.length;
+      continue;
     }
-    countAscii(region.substr(at, end - at));
-    std::size_t next = other + 1;
-    while (next < n && !asciiBoundary(region, next)) ++next;
-    const std::string_view stretch = region.substr(end, next - end);
-    if (!orla::isValidUtf8(stretch)) {
-      valid_ = false;
-      head_ = std::string();
-      carry_ = std::string();
-      return;
+    // A mark joins the character before it (unless that is a control).
+    std::size_t from = j;
+    if (previousStart != npos && previousKind == other) {
+      from = previousStart;
+      --count;
     }
-    forEachGrapheme(stretch, [&](std::size_t begin, std::size_t finish) {
-      ++count_;
-      if (hasContent(stretch.substr(begin, finish - begin))) contentCount_ = count_;
+    std::size_t to = j + cp.length;
+    for (Kind kind = cp.kind; to < n;) {
+      CodePoint next{1, other};
+      if (isAscii(region[to])) next.kind = asciiKind(region[to]);
+      else if ((next = decodeNonAscii(region, to, table)).length == 0) return invalidate();
+      if (sureBoundary(kind, next.kind)) break;
+      kind = next.kind;
+      to += next.length;
+    }
+    count += graphemeCount(region.substr(from, to - from));
+    previousStart = npos;
+    i = to;
+  }
+
+  // The region's trailing white space, and the code point before it.
+  std::size_t trailing = n;
+  Kind beforeTrailing = other;
+  while (trailing > 0) {
+    const auto last = static_cast<unsigned char>(region[trailing - 1]);
+    if (last < 0x80) {
+      if (!isAsciiWhitespace(last)) {
+        beforeTrailing = asciiKind(static_cast<char>(last));
+        break;
+      }
+      --trailing;
+      continue;
+    }
+    std::size_t start = trailing - 1;
+    while (start > 0 && (static_cast<unsigned char>(region[start]) & 0xC0) == 0x80) --start;
+    UChar32 c;
+    int32_t at = static_cast<int32_t>(start);
+    U8_NEXT(reinterpret_cast<const uint8_t*>(region.data()), at, static_cast<int32_t>(trailing), c);
+    if (!isWhitespaceOrNewline(static_cast<char32_t>(c))) {
+      beforeTrailing = decodeNonAscii(region, start, table).kind;
+      break;
+    }
+    trailing = start;
+  }
+  const std::uint64_t before = count_;
+  count_ += count;
+  if (trailing == 0) return;  // only white space: no new content
+  if (beforeTrailing == complex) {
+    // A prepended mark takes the white space after it into its character:
+    // count this rare tail exactly.
+    std::uint64_t seen = before;
+    forEachGrapheme(region, [&](std::size_t b, std::size_t e) {
+      ++seen;
+      if (hasContent(region.substr(b, e - b))) contentCount_ = seen;
       return true;
     });
-    at = next;
+    return;
   }
+  contentCount_ = count_ - graphemeCount(region.substr(trailing));
 }
 
-void StreamedText::countAscii(std::string_view stretch) {
-  if (stretch.empty()) return;
-  std::size_t last = stretch.size();
-  while (last > 0 && isAsciiWhitespace(static_cast<unsigned char>(stretch[last - 1]))) --last;
-  // CR LF is one character; a pair never straddles `last`, whose byte is
-  // not white space.
-  const std::size_t pairsBefore = countCrLf(stretch.substr(0, last));
-  const std::size_t pairsAfter = countCrLf(stretch.substr(last));
-  if (last > 0) contentCount_ = count_ + last - pairsBefore;
-  count_ += stretch.size() - pairsBefore - pairsAfter;
+void StreamedText::invalidate() {
+  valid_ = false;
+  head_ = std::string();
+  carry_ = std::string();
 }
 
 }  // namespace orla

@@ -39,10 +39,9 @@ class StreamedText {
 
  private:
   void segment(std::string_view region);
-  void walk(std::string_view region, bool keepHead);
   void countFast(std::string_view region);
-  void countAscii(std::string_view stretch);
   void forceSegmentCarry();
+  void invalidate();
 
   std::size_t limit_;
   bool valid_ = true;

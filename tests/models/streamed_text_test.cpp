@@ -70,9 +70,11 @@ TEST(StreamedText, AgreesOnRandomMixturesAcrossChunkAndLimitEdges) {
   // CR LF, white space of every width.
   const std::string pieces[] = {"a", "Z", " ", "\n", "\r", "\r\n", "\t", "\xCC\x81", "\xE2\x80\x8D",
                                 "\xF0\x9F\x91\xA9", "\xF0\x9F\x87\xAB", "\xE6\x97\xA5", "\xC2\xA0",
-                                "\xE3\x80\x80", "\xE1\x84\x80", "\xE1\x85\xA1", "\xEF\xB8\x8F", "\xE0\xA4\x95"};
+                                "\xE3\x80\x80", "\xE1\x84\x80", "\xE1\x85\xA1", "\xEF\xB8\x8F", "\xE0\xA4\x95",
+                                "\xD8\x80" /* a prepended mark */, "\xEA\xB0\x80" /* a Hangul syllable */,
+                                "\xE1\x86\xA8" /* a final jamo */, "\xC3\xA9", "\xE2\x80\x94"};
   std::mt19937 random(8);
-  for (int round = 0; round < 400; ++round) {
+  for (int round = 0; round < 1500; ++round) {
     std::string text;
     const int length = std::uniform_int_distribution<int>(0, 300)(random);
     for (int i = 0; i < length; ++i) text += pieces[random() % std::size(pieces)];
