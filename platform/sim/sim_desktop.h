@@ -3,8 +3,9 @@
 // refuse to; a frontmost one; a clipboard with a change count; pop-up menus
 // and alerts answered from a script; a virtual clock whose sleeps return at
 // once) and a recorder: every sleep, notification, clipboard write,
-// activation, hide, quit, launch, menu and alert is logged in order for a
-// test (or `--trace`) to read. The file system is the real one, shared with
+// activation, hide, quit, launch, menu, alert, script, program started,
+// sound played and address opened is logged in order for a test (or
+// `--trace`) to read. The file system is the real one, shared with
 // the native backend, so file conditions and operations behave as they will
 // for the user.
 // Thread safety: every method may be called from any thread.

@@ -1,7 +1,7 @@
 // SimPrograms: the programs of the simulated desktop. Most programs run for
-// real (the simulation shares this machine's file system, and a shell
-// command means the same here as for the user); the ones only macOS has are
-// modelled instead:
+// real, with this process's environment (the simulation shares this
+// machine's file system, and a shell command means the same here as for the
+// user); the ones only macOS has are modelled instead:
 //
 //  - "/usr/bin/shortcuts", the Shortcuts tool, answers `list` and `run NAME
 //    --output-path FILE --output-type TYPE [--input-path FILE]` from a list
