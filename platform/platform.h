@@ -21,8 +21,10 @@
 #include "platform/notifications.h"
 #include "platform/pasteboard.h"
 #include "platform/popup_menus.h"
+#include "platform/processes.h"
 #include "platform/scheduler.h"
 #include "platform/scripting.h"
+#include "platform/sound.h"
 #include "platform/user_defaults.h"
 #include "platform/workspace.h"
 
@@ -69,6 +71,8 @@ class Platform {
     std::unique_ptr<UserDefaults> userDefaults;
     std::unique_ptr<Http> http;
     std::unique_ptr<Keychain> keychain;
+    std::unique_ptr<Processes> processes;
+    std::unique_ptr<Sounds> sounds;
   };
 
   Platform(std::string name, Services services, std::set<Capability> capabilities);
@@ -94,6 +98,8 @@ class Platform {
   UserDefaults& userDefaults() const { return *services_.userDefaults; }
   Http& http() const { return *services_.http; }
   Keychain& keychain() const { return *services_.keychain; }
+  Processes& processes() const { return *services_.processes; }
+  Sounds& sounds() const { return *services_.sounds; }
 
   // The process default: the native desktop unless a host or a test put
   // another platform in its place.

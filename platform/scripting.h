@@ -1,4 +1,5 @@
-// Scripting: AppleScript, compiled from source and run by the system.
+// Scripting: AppleScript, compiled from source or loaded from a compiled
+// script file, and run by the system.
 // Thread safety: the plugins call it on the main thread only.
 #pragma once
 
@@ -11,6 +12,8 @@
 #include "models/checked.h"
 
 namespace orla {
+
+class MainThread;
 
 // The error dictionary of a failed run, by its three keys.
 struct ScriptError {
@@ -33,6 +36,13 @@ class Script {
   virtual ScriptOutcome execute() = 0;
 };
 
+// A compiled script file, loaded: the script, or (when it is null) the
+// error dictionary saying why the file could not be loaded.
+struct LoadedScript {
+  std::unique_ptr<Script> script;
+  ScriptError error;
+};
+
 class Scripting {
  public:
   virtual ~Scripting() = default;
@@ -40,6 +50,29 @@ class Scripting {
   // has no AppleScript; answers a null pointer when the source does not
   // compile.
   virtual Checked<std::unique_ptr<Script>> compile(std::string_view source) = 0;
+  // The compiled script in the file at `path` (".scpt"). Fails with a
+  // sentence when the backend has no AppleScript.
+  virtual Checked<LoadedScript> load(std::string_view path) = 0;
 };
+
+// Compiling and running one source text on the main thread, as every plugin
+// that runs a fixed script does; the plugin words each outcome itself.
+struct ScriptRun {
+  enum class Status {
+    unavailable,  // the backend has no AppleScript: `unavailableReason` says so
+    notCompiled,  // the source did not compile
+    failed,       // it ran and raised `error`
+    finished,     // it ran; `stringValue` is its result's text, if any
+  };
+  Status status = Status::finished;
+  std::string unavailableReason;
+  ScriptError error;
+  std::optional<std::string> stringValue;
+};
+ScriptRun runScript(Scripting& scripting, MainThread& mainThread, std::string_view source);
+
+// The error text of a failed run: the message, else the brief message, else
+// "AppleScript error " with the number, else "AppleScript error.".
+std::string scriptErrorText(const ScriptError& error);
 
 }  // namespace orla

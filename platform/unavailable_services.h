@@ -9,6 +9,7 @@
 #include "platform/pasteboard.h"
 #include "platform/popup_menus.h"
 #include "platform/scripting.h"
+#include "platform/sound.h"
 
 namespace orla {
 
@@ -29,6 +30,19 @@ class UnavailableScripting : public Scripting {
  public:
   Checked<std::unique_ptr<Script>> compile(std::string_view) override {
     return fail("AppleScript is not available on this desktop; it needs macOS.");
+  }
+  Checked<LoadedScript> load(std::string_view) override {
+    return fail("AppleScript is not available on this desktop; it needs macOS.");
+  }
+};
+
+class UnavailableSounds : public Sounds {
+ public:
+  Checked<std::unique_ptr<Sound>> systemSound(std::string_view) override {
+    return fail("Playing sounds is not available on this desktop in this build of Orla.");
+  }
+  Checked<std::unique_ptr<Sound>> soundFile(std::string_view) override {
+    return fail("Playing sounds is not available on this desktop in this build of Orla.");
   }
 };
 

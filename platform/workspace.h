@@ -104,6 +104,10 @@ class Workspace {
       std::string_view bundleIdentifier, const OpenConfiguration& configuration) = 0;
   // Where the application with this bundle identifier is installed.
   virtual std::optional<std::string> applicationPath(std::string_view bundleIdentifier) const = 0;
+  // Opens an address (a web page, a "mailto:" link, an application's own
+  // scheme such as "shortcuts://") with the application the system has for
+  // it. Fails with a sentence when no application takes it.
+  virtual Checked<void> openURL(std::string_view url) = 0;
   // Whether an item exists at `path` (an application bundle is a folder).
   // Whether it really is an application shows when it is opened.
   virtual bool itemExists(std::string_view path) const = 0;

@@ -15,6 +15,7 @@
 #include "platform/memory_user_defaults.h"
 #include "platform/platform.h"
 #include "platform/posix/curl_http.h"
+#include "platform/posix/posix_processes.h"
 #include "platform/posix/posix_services.h"
 #include "platform/queued_main_thread.h"
 #include "platform/thread_scheduler.h"
@@ -76,6 +77,9 @@ class ProcWorkspace : public Workspace {
     return unavailable();
   }
   std::optional<std::string> applicationPath(std::string_view) const override { return std::nullopt; }
+  Checked<void> openURL(std::string_view) override {
+    return fail("Opening addresses is not available on this desktop in this build of Orla.");
+  }
   bool itemExists(std::string_view path) const override {
     std::error_code ec;
     return !path.empty() && std::filesystem::exists(std::filesystem::path(path), ec);
@@ -128,8 +132,12 @@ std::shared_ptr<Platform> makeNativePlatform() {
   services.http = std::make_unique<posix::CurlHttp>();
   // The desktop keyring comes with the desktop backend.
   services.keychain = std::make_unique<UnavailableKeychain>();
-  return std::make_shared<Platform>("linux", std::move(services),
-                                    std::set<Capability>{Capability::workspace, Capability::http});
+  services.processes = std::make_unique<posix::PosixProcesses>();
+  // Sound output comes with the desktop backend.
+  services.sounds = std::make_unique<UnavailableSounds>();
+  return std::make_shared<Platform>(
+      "linux", std::move(services),
+      std::set<Capability>{Capability::workspace, Capability::http, Capability::processes});
 }
 
 }  // namespace orla

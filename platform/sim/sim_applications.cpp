@@ -2,6 +2,7 @@
 // launching, the activation observers, and the scripted pop-up menus and
 // alerts. Each request is recorded for `--trace` and the tests.
 #include <algorithm>
+#include <cctype>
 #include <filesystem>
 
 #include "models/text.h"
@@ -223,6 +224,31 @@ bool SimDesktop::itemExists(std::string_view path) const {
   }
   std::error_code ec;
   return std::filesystem::exists(std::filesystem::path(path), ec);
+}
+
+Checked<void> SimDesktop::openURL(std::string_view url) {
+  std::lock_guard lock(mutex_);
+  trace_.push_back({"open", std::string(url)});
+  // A scheme: a letter, then letters, digits, "+", "-" or ".", then ":".
+  const auto colon = url.find(':');
+  const auto isSchemeChar = [](char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) || c == '+' || c == '-' || c == '.';
+  };
+  if (colon == std::string_view::npos || colon == 0 || !std::isalpha(static_cast<unsigned char>(url[0])) ||
+      !std::all_of(url.begin(), url.begin() + static_cast<std::ptrdiff_t>(colon), isSchemeChar))
+    return fail("The address “" + std::string(url) + "” can't be opened.");
+  std::string scheme(url.substr(0, colon));
+  std::transform(scheme.begin(), scheme.end(), scheme.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  if (untakenURLSchemes_.count(scheme))
+    return fail("No application is set to open “" + scheme + ":” addresses.");
+  return {};
+}
+
+void SimDesktop::setURLSchemeTaken(std::string scheme, bool taken) {
+  std::lock_guard lock(mutex_);
+  if (taken) untakenURLSchemes_.erase(scheme);
+  else untakenURLSchemes_.insert(std::move(scheme));
 }
 
 Workspace::ObserverToken SimDesktop::addActivationObserver(Workspace::ActivationObserver observer) {

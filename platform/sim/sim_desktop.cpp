@@ -164,6 +164,16 @@ std::optional<SimScriptAnswer> SimDesktop::scriptAnswer(const std::string& sourc
   return it->second;
 }
 
+void SimDesktop::recordGivenScript(std::string source) {
+  std::lock_guard lock(mutex_);
+  givenScripts_.push_back(std::move(source));
+}
+
+std::vector<std::string> SimDesktop::givenScripts() const {
+  std::lock_guard lock(mutex_);
+  return givenScripts_;
+}
+
 std::int64_t SimDesktop::clipboardChangeCount() const {
   std::lock_guard lock(mutex_);
   return changeCount_;

@@ -3,8 +3,9 @@
 // refuse to; a frontmost one; a clipboard with a change count; pop-up menus
 // and alerts answered from a script; a virtual clock whose sleeps return at
 // once) and a recorder: every sleep, notification, clipboard write,
-// activation, hide, quit, launch, menu and alert is logged in order for a
-// test (or `--trace`) to read. The file system is the real one, shared with
+// activation, hide, quit, launch, menu, alert, script, program started,
+// sound played and address opened is logged in order for a test (or
+// `--trace`) to read. The file system is the real one, shared with
 // the native backend, so file conditions and operations behave as they will
 // for the user.
 // Thread safety: every method may be called from any thread.
@@ -17,12 +18,15 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "platform/memory_user_defaults.h"
 #include "platform/platform.h"
 #include "platform/sim/sim_keychain.h"
+#include "platform/sim/sim_programs.h"
+#include "platform/sim/sim_sounds.h"
 
 namespace orla::sim {
 
@@ -127,6 +131,10 @@ class SimDesktop {
   void setScriptAnswer(std::string source, SimScriptAnswer answer);
   std::map<std::string, SimScriptAnswer> scriptAnswers() const;
   std::optional<SimScriptAnswer> scriptAnswer(const std::string& source) const;
+  // Every script given to the scripting service, in order: the source of
+  // each one compiled, the content of each compiled file loaded.
+  void recordGivenScript(std::string source);
+  std::vector<std::string> givenScripts() const;
 
   // Accessibility trust.
   bool accessibilityTrusted() const;
@@ -175,6 +183,10 @@ class SimDesktop {
   std::optional<std::string> applicationPath(std::string_view bundleIdentifier) const;
   // An installed bundle, or an item of the real file system.
   bool itemExists(std::string_view path) const;
+  // Opens an address; recorded. Every address with a scheme opens, except
+  // those of a scheme no application takes.
+  Checked<void> openURL(std::string_view url);
+  void setURLSchemeTaken(std::string scheme, bool taken);
 
   Workspace::ObserverToken addActivationObserver(Workspace::ActivationObserver observer);
   void removeActivationObserver(Workspace::ObserverToken token);
@@ -218,6 +230,11 @@ class SimDesktop {
   // The keychain; it has a lock of its own.
   SimKeychain& keychain() { return keychain_; }
   const SimKeychain& keychain() const { return keychain_; }
+  // Programs and sounds, each with a lock of its own.
+  SimPrograms& programs() { return programs_; }
+  const SimPrograms& programs() const { return programs_; }
+  SimSounds& sounds() { return sounds_; }
+  const SimSounds& sounds() const { return sounds_; }
 
   // Recorder.
   void record(std::string category, std::string text);
@@ -235,6 +252,8 @@ class SimDesktop {
   PasteboardSnapshot clipboard_;
   std::int64_t changeCount_ = 0;
   std::map<std::string, SimScriptAnswer> scripts_;
+  std::vector<std::string> givenScripts_;
+  std::set<std::string> untakenURLSchemes_;
   bool trusted_ = true;
   HostIdentity host_;
   struct App {
@@ -278,6 +297,8 @@ class SimDesktop {
   std::deque<std::string> alertAnswers_;
   MemoryUserDefaults userDefaults_;
   SimKeychain keychain_;
+  SimPrograms programs_;
+  SimSounds sounds_;
 };
 
 // A Platform whose every service is backed by `desktop`.

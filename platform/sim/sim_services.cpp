@@ -1,5 +1,9 @@
 // The platform services of the simulated desktop: thin views onto one
 // SimDesktop, so that every service sees (and records into) the same model.
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
 #include "platform/local_notification_center.h"
 #include "platform/posix/posix_services.h"
 #include "platform/queued_main_thread.h"
@@ -91,9 +95,26 @@ class SimScripting : public Scripting {
   explicit SimScripting(std::shared_ptr<SimDesktop> d) : desktop_(std::move(d)) {}
   Checked<std::unique_ptr<Script>> compile(std::string_view source) override {
     std::string text(source);
+    desktop_->recordGivenScript(text);
     if (auto answer = desktop_->scriptAnswer(text); answer && !answer->compiles)
       return std::unique_ptr<Script>();
     return std::unique_ptr<Script>(std::make_unique<SimScript>(desktop_, std::move(text)));
+  }
+
+  // The simulation cannot read compiled scripts: it takes the file's bytes
+  // as the script, answered from the table like a source text.
+  Checked<LoadedScript> load(std::string_view path) override {
+    desktop_->record("script", "load " + std::string(path));
+    const std::string name = std::filesystem::path(path).filename().string();
+    std::ifstream file{std::string(path), std::ios::binary};
+    if (!file)
+      return LoadedScript{nullptr, ScriptError{"The file “" + name + "” couldn’t be opened because there is no such file.",
+                                               std::nullopt, -43}};
+    std::string content{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    desktop_->recordGivenScript(content);
+    if (auto answer = desktop_->scriptAnswer(content); answer && !answer->compiles)
+      return LoadedScript{nullptr, ScriptError{"The file “" + name + "” is not a compiled script.", std::nullopt, std::nullopt}};
+    return LoadedScript{std::make_unique<SimScript>(desktop_, std::move(content)), {}};
   }
 
  private:
@@ -138,6 +159,7 @@ class SimWorkspace : public Workspace {
   std::optional<std::string> applicationPath(std::string_view bundleIdentifier) const override {
     return desktop_->applicationPath(bundleIdentifier);
   }
+  Checked<void> openURL(std::string_view url) override { return desktop_->openURL(url); }
   bool itemExists(std::string_view path) const override { return desktop_->itemExists(path); }
   ObserverToken addActivationObserver(ActivationObserver observer) override {
     return desktop_->addActivationObserver(std::move(observer));
@@ -271,12 +293,14 @@ std::shared_ptr<Platform> makeSimPlatform(std::shared_ptr<SimDesktop> desktop) {
   services.userDefaults = std::make_unique<SimUserDefaults>(desktop);
   services.http = makeSimHttp(desktop);
   services.keychain = makeSimKeychainService(desktop);
+  services.processes = makeSimProcesses(desktop);
+  services.sounds = makeSimSounds(desktop);
   return std::make_shared<Platform>(
       "sim", std::move(services),
       std::set<Capability>{Capability::pasteboard, Capability::workspace, Capability::accessibility,
                            Capability::keyboardEvents, Capability::appleScript, Capability::popUpMenus,
                            Capability::alerts, Capability::applicationControl, Capability::http,
-                           Capability::keychain});
+                           Capability::keychain, Capability::processes, Capability::sound});
 }
 
 }  // namespace orla::sim

@@ -366,6 +366,8 @@ Checked<void> loadState(SimDesktop& desktop, const json& state) {
   }
 
   ORLA_TRY(loadKeychainState(desktop.keychain(), state));
+  ORLA_TRY(loadProgramsState(desktop.programs(), state));
+  ORLA_TRY(loadSoundsState(desktop.sounds(), state));
 
   if (auto it = state.find("lastUserApp"); it != state.end()) {
     if (it->is_null()) TypingTargetContext::setLastUserAppBundleID(std::nullopt);
@@ -455,6 +457,8 @@ json saveState(const SimDesktop& desktop) {
   for (const auto& [key, value] : desktop.userDefaults().all()) defaults[key] = anyToJson(value);
   state["userDefaults"] = std::move(defaults);
   saveKeychainState(desktop.keychain(), state);
+  saveProgramsState(desktop.programs(), state);
+  saveSoundsState(desktop.sounds(), state);
   return state;
 }
 

@@ -30,7 +30,9 @@
 //    "userDefaults": {"orKeepInDockAndAppSwitcher": true}}
 //
 // "keychain" holds the simulated keychain's items and access (see
-// sim_keychain.h).
+// sim_keychain.h); "appleShortcuts", "shortcutsReachHelper" and
+// "missingPrograms" the programs (sim_programs.h); "systemSounds" the names
+// of the system sounds (sim_sounds.h).
 //
 // A text field's selection is a start and a length in UTF-16 units. "quit"
 // is "quits", "asksToSave" (only forced termination ends it) or "refuses".

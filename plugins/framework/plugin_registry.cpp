@@ -12,6 +12,11 @@
 #include "plugins/text/clipboard_plugin.h"
 #include "plugins/text/text_transform_plugin.h"
 #include "plugins/scripts/ai_action_plugin.h"
+#include "plugins/scripts/apple_script_plugin.h"
+#include "plugins/scripts/shell_command_plugin.h"
+#include "plugins/scripts/shortcuts_app_plugin.h"
+#include "plugins/system/sound_plugin.h"
+#include "plugins/system/system_plugin.h"
 #include "plugins/scripts/web_api_plugin.h"
 #include "plugins/text/type_text_plugin.h"
 
@@ -34,10 +39,10 @@ struct Row {
 // Sorted by pluginClass. Saved actions carry these strings: never rename one.
 constexpr std::array<Row, 31> kTable{{
     {{"AIAction", "AIActionPlugin", true}, &make<AIActionPlugin>},
-    {{"AppleScriptShortcut", "AppleScriptPlugin", false}, nullptr},
+    {{"AppleScriptShortcut", "AppleScriptPlugin", true}, &make<AppleScriptPlugin>},
     {{"ApplicationShortcut", "ApplicationPlugin", true}, &make<ApplicationPlugin>},
     {{"ClipboardShortcut", "ClipboardPlugin", true}, &make<ClipboardPlugin>},
-    {{"CommandShortcut", "ShellCommandPlugin", false}, nullptr},
+    {{"CommandShortcut", "ShellCommandPlugin", true}, &make<ShellCommandPlugin>},
     {{"ConditionalAction", "ConditionalPlugin", true}, &make<ConditionalPlugin>},
     {{"DocumentShortcut", "DocumentPlugin", false}, nullptr},
     {{"FileOperationAction", "FileOperationPlugin", false}, nullptr},
@@ -56,10 +61,10 @@ constexpr std::array<Row, 31> kTable{{
     {{"PauseShortcut", "PausePlugin", false}, nullptr},
     {{"PreferenceShortcut", "PreferencePlugin", false}, nullptr},
     {{"PrintShortcut", "PrintPlugin", false}, nullptr},
-    {{"ShortcutsAppAction", "ShortcutsAppPlugin", false}, nullptr},
-    {{"SoundShortcut", "SoundPlugin", false}, nullptr},
+    {{"ShortcutsAppAction", "ShortcutsAppPlugin", true}, &make<ShortcutsAppPlugin>},
+    {{"SoundShortcut", "SoundPlugin", true}, &make<SoundPlugin>},
     {{"SpeechAction", "SpeechPlugin", false}, nullptr},
-    {{"SystemShortcut", "SystemPlugin", false}, nullptr},
+    {{"SystemShortcut", "SystemPlugin", true}, &make<SystemPlugin>},
     {{"TextTransformAction", "TextTransformPlugin", true}, &make<TextTransformPlugin>},
     {{"URLShortcut", "URLPlugin", false}, nullptr},
     {{"WebAPIAction", "WebAPIPlugin", true}, &make<WebAPIPlugin>},

@@ -355,11 +355,7 @@ PluginResult ClipboardPlugin::finderPaths() {
     const ScriptOutcome outcome = script.value()->execute();
     if (outcome.error) {
       const ScriptError& e = *outcome.error;
-      std::string reason = e.message && !e.message->empty()           ? *e.message
-                           : e.briefMessage && !e.briefMessage->empty() ? *e.briefMessage
-                           : e.number ? "AppleScript error " + std::to_string(*e.number) + "."
-                                      : std::string("AppleScript error.");
-      std::string message = "Could not read the Finder selection: " + reason;
+      std::string message = "Could not read the Finder selection: " + scriptErrorText(e);
       // -1743: the user has not allowed Orla to send Apple events to
       // Finder; -1744: the system is waiting for the user to decide.
       if (e.number == -1743 || e.number == -1744)

@@ -1065,6 +1065,108 @@ class ApplicationsTest(OrlaTestCase):
                 self.assertUsageError(self.sim("run", "MessageShortcut", state=state), fragment)
 
 
+class ScriptsAndSystemTest(OrlaTestCase):
+    """Shell commands (the real zsh), AppleScript, Apple shortcuts, sounds and
+    system commands, through orla."""
+
+    DOCK = ('tell application "System Events"\n    tell dock preferences\n'
+            '        set autohide to not autohide\n    end tell\nend tell')
+    STATE = {
+        "appleShortcuts": [{"name": "Translate", "output": "Bonjour\n"},
+                           {"name": "Broken", "exitStatus": 1, "errorOutput": "Error: The action failed."}],
+        "systemSounds": ["Glass", "Ping"],
+        "scripts": [{"source": 'return "42"', "result": "42"},
+                    {"source": DOCK},
+                    {"source": 'tell application "System Events" to start current screen saver',
+                     "error": {"message": "Not authorized to send Apple events to System Events.",
+                               "number": -1743}}],
+        "installedApplications": [{"path": "/System/Library/CoreServices/ScreenSaverEngine.app",
+                                   "name": "ScreenSaverEngine"}],
+    }
+
+    def traced(self, run, category):
+        return [line["text"] for line in run.lines if line.get("trace") == category]
+
+    def results(self, run):
+        return [line for line in run.lines if "result" in line]
+
+    def test_shell_commands_run_for_real(self):
+        for args in [(), ("--sim",)]:
+            with self.subTest(args):
+                run = self.orla("--json", *args, "run", "CommandShortcut",
+                                json.dumps({"command": "echo hello; echo warn >&2"}))
+                self.assertExit(run, 0)
+                self.assertEqual(run.lines, [result("CommandShortcut", "success", message="hello\nwarn")])
+        run = self.orla("--json", "run", "CommandShortcut", '{"command": "echo no >&2; exit 3"}')
+        self.assertExit(run, 1)
+        self.assertEqual(run.lines, [result("CommandShortcut", "failure",
+                                            message="The command exited with status 3.\nno")])
+        run = self.sim("--trace", "run", "CommandShortcut", '{"command": "true"}')
+        self.assertEqual(self.traced(run, "process"), ["run /bin/zsh -c true"])
+
+    def test_scripts_shortcuts_sounds_and_system_on_the_simulated_desktop(self):
+        cases = [
+            ("AppleScriptShortcut", {"script": 'return "42"'}, "success", "42", {}),
+            ("ShortcutsAppAction", {"name": "translate", "input": "Hello"}, "success", "Bonjour",
+             {"shortcuts": ["list", "run “Translate” with input “Hello”"]}),
+            ("ShortcutsAppAction", {"name": "Broken"}, "failure", "Error: The action failed.", {}),
+            ("SoundShortcut", {"soundName": "ping"}, "success", "Played system sound “ping”.",
+             {"sound": ["play system sound “Ping”"]}),
+            ("SoundShortcut", {"soundName": "Basso"}, "failure", "System sound not found: Basso", {"sound": []}),
+            ("SystemShortcut", {"subAction": "hideDock"}, "success", "Toggled Dock auto-hide.", {}),
+            ("SystemShortcut", {"subAction": "screenSaver"}, "success", "Started the screen saver.",
+             {"open": ["/System/Library/CoreServices/ScreenSaverEngine.app"]}),
+        ]
+        for kind, params, outcome, message, traces in cases:
+            with self.subTest(kind=kind, params=params):
+                run = self.sim("--trace", "run", kind, json.dumps(params, ensure_ascii=False), state=self.STATE)
+                self.assertExit(run, 0 if outcome == "success" else 1)
+                self.assertEqual(self.results(run), [result(kind, outcome, message=message)])
+                for category, texts in traces.items():
+                    self.assertEqual(self.traced(run, category), texts)
+
+    def test_shortcuts_fall_back_to_the_app(self):
+        state = dict(self.STATE, shortcutsReachHelper=False)
+        run = self.sim("--trace", "run", "ShortcutsAppAction", '{"name": "Translate", "input": "Hi"}', state=state)
+        self.assertExit(run, 0)
+        self.assertEqual(self.results(run), [result("ShortcutsAppAction", "success",
+                                                    message="Opened the Shortcuts app to run “Translate”.\nInput: Hi")])
+        self.assertEqual(self.traced(run, "open"), ["shortcuts://run-shortcut?name=Translate&input=Hi"])
+        # This machine has no Shortcuts tool and cannot open the address.
+        run = self.orla("--json", "run", "ShortcutsAppAction", '{"name": "Translate"}')
+        self.assertExit(run, 1)
+        self.assertEqual(run.lines, [result("ShortcutsAppAction", "failure",
+                                            message="Could not open Shortcuts to run “Translate”.")])
+
+    def test_validate_asks_the_tool_for_the_names(self):
+        run = self.sim("validate", "ShortcutsAppAction", '{"name": "Translat"}', state=self.STATE)
+        self.assertExit(run, 1)
+        self.assertEqual(run.lines, [{"kind": "ShortcutsAppAction", "valid": False,
+                                      "message": "No shortcut named “Translat”. Pick one from the menu, "
+                                                 "or check the name in the Shortcuts app."}])
+
+    def test_programs_and_sounds_round_trip_through_the_state_file(self):
+        out = self.tmp / "out.json"
+        state = dict(self.STATE, missingPrograms=["/usr/bin/open"], shortcutsReachHelper=False)
+        run = self.sim("--state-out", out, "run", "SoundShortcut", '{"soundName": "Glass"}', state=state)
+        self.assertExit(run, 0)
+        saved = json.loads(out.read_text(encoding="utf-8"))
+        self.assertEqual(saved["systemSounds"], ["Glass", "Ping"])
+        self.assertEqual(saved["missingPrograms"], ["/usr/bin/open"])
+        self.assertEqual(saved["shortcutsReachHelper"], False)
+        self.assertEqual(saved["appleShortcuts"][0], {"name": "Translate", "output": "Bonjour\n"})
+
+    def test_malformed_program_and_sound_state(self):
+        cases = [
+            ({"appleShortcuts": {"name": "x"}}, "“appleShortcuts”"),
+            ({"systemSounds": "Ping"}, "“systemSounds”"),
+            ({"missingPrograms": [1]}, "“missingPrograms”"),
+        ]
+        for state, fragment in cases:
+            with self.subTest(fragment):
+                self.assertUsageError(self.sim("run", "SoundShortcut", state=state), fragment)
+
+
 # ---------------------------------------------------------------------------
 
 

@@ -247,3 +247,71 @@ TYPED_TEST(PlatformConformance, HostActivationPolicyReadsBackWhenTaken) {
 
 }  // namespace
 }  // namespace orla
+
+namespace orla {
+namespace {
+
+TYPED_TEST(PlatformConformance, ProcessesRunProgramsAndSayWhyOneCannotStart) {
+  ASSERT_TRUE(this->platform->supports(Capability::processes));
+  Processes& processes = this->platform->processes();
+  CapturedOutput out, err;
+  auto exit = processes.run({"/bin/sh", {"-c", "printf 'out'; printf 'err' >&2; exit 4"}, {}}, out, err);
+  ASSERT_TRUE(exit) << exit.error();
+  EXPECT_EQ(*exit, (ProcessExit{ProcessExit::Reason::exited, 4}));
+  EXPECT_EQ(out.bytes(), "out");
+  EXPECT_EQ(err.bytes(), "err");
+  auto missing = processes.run({"/nonexistent/orla-tool", {}, {}}, out, err);
+  ASSERT_FALSE(missing);
+  EXPECT_EQ(missing.error(), "The file “/nonexistent/orla-tool” doesn’t exist.");
+}
+
+TYPED_TEST(PlatformConformance, CompiledScriptFilesLoadOrSayWhyNot) {
+  const auto file = std::filesystem::temp_directory_path() / ("orla-conf-" + std::to_string(::getpid()) + ".scpt");
+  std::ofstream(file) << "return 1";
+  auto loaded = this->platform->scripting().load(file.string());
+  std::filesystem::remove(file);
+  if (!this->platform->supports(Capability::appleScript)) {
+    ASSERT_FALSE(loaded);
+    EXPECT_EQ(loaded.error(), "AppleScript is not available on this desktop; it needs macOS.");
+    return;
+  }
+  ASSERT_TRUE(loaded) << loaded.error();
+  EXPECT_TRUE(loaded->script);
+  auto missing = this->platform->scripting().load("/nonexistent/orla.scpt");
+  ASSERT_TRUE(missing);
+  EXPECT_FALSE(missing->script);
+  EXPECT_TRUE(missing->error.message || missing->error.number);
+}
+
+TYPED_TEST(PlatformConformance, SoundsPlayOrSayWhyNot) {
+  Sounds& sounds = this->platform->sounds();
+  auto named = sounds.systemSound("Ping");
+  if (!this->platform->supports(Capability::sound)) {
+    ASSERT_FALSE(named);
+    EXPECT_TRUE(named.error().ends_with(".")) << named.error();
+    EXPECT_FALSE(sounds.soundFile("/nonexistent.aiff"));
+    return;
+  }
+  ASSERT_TRUE(named) << named.error();
+  ASSERT_TRUE(named.value());
+  named.value()->play();
+  auto unknown = sounds.systemSound("Orla No Such Sound");
+  ASSERT_TRUE(unknown);
+  EXPECT_FALSE(unknown.value());
+  auto notSound = sounds.soundFile("/etc/hostname");
+  ASSERT_TRUE(notSound);
+  EXPECT_FALSE(notSound.value());
+}
+
+TYPED_TEST(PlatformConformance, AddressesOpenOrSayWhyNot) {
+  auto opened = this->platform->workspace().openURL("shortcuts://run-shortcut?name=Orla");
+  if (!this->platform->supports(Capability::applicationControl)) {
+    ASSERT_FALSE(opened);
+    EXPECT_TRUE(opened.error().ends_with(".")) << opened.error();
+    return;
+  }
+  EXPECT_TRUE(opened) << opened.error();
+}
+
+}  // namespace
+}  // namespace orla

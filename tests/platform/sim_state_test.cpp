@@ -90,6 +90,30 @@ TEST(SimState, ClipboardItemsTextFieldsAndScriptsRoundTrip) {
   EXPECT_EQ(saveState(desktop)["clipboard"], nullptr);
 }
 
+TEST(SimState, ProgramsAndSoundsRoundTripAndKeepTheirDefaultsOutOfTheFile) {
+  const json state = json::parse(R"({
+    "appleShortcuts": [{"name": "Translate", "output": "Bonjour"},
+                       {"name": "Broken", "output": null, "exitStatus": 1, "errorOutput": "Error: no."}],
+    "shortcutsReachHelper": false,
+    "missingPrograms": ["/usr/bin/open", "/usr/bin/shortcuts"],
+    "systemSounds": ["Glass", "Ping"]})");
+  SimDesktop desktop;
+  auto loaded = loadState(desktop, state);
+  ASSERT_TRUE(loaded) << loaded.error();
+  EXPECT_EQ(desktop.programs().appleShortcuts()[1],
+            (AppleShortcut{"Broken", std::nullopt, 1, "Error: no."}));
+  EXPECT_TRUE(desktop.programs().isMissing("/usr/bin/open"));
+  EXPECT_EQ(desktop.sounds().systemSound("ping"), "Ping");
+  EXPECT_EQ(desktop.sounds().systemSound("Basso"), std::nullopt);
+  const json saved = saveState(desktop);
+  for (const char* key : {"appleShortcuts", "shortcutsReachHelper", "missingPrograms", "systemSounds"})
+    EXPECT_EQ(saved[key], state[key]) << key;
+
+  const json fresh = saveState(SimDesktop());
+  for (const char* key : {"appleShortcuts", "shortcutsReachHelper", "missingPrograms", "systemSounds"})
+    EXPECT_FALSE(fresh.contains(key)) << key;
+}
+
 TEST(SimState, HostMarkedFrontmostWinsOverAnApplication) {
   SimDesktop desktop;
   ASSERT_TRUE(loadState(desktop, json::parse(R"({"host": {"frontmost": true},
@@ -131,6 +155,15 @@ TEST(SimState, NamesTheKeyThatIsWrong) {
       {R"({"menuChoices": [1]})", "Simulated desktop state: “menuChoices” must be a list of item titles or nulls."},
       {R"({"alertAnswers": "OK"})", "Simulated desktop state: “alertAnswers” must be a list of button titles or numbers."},
       {R"({"userDefaults": []})", "Simulated desktop state: “userDefaults” must be an object."},
+      {R"({"appleShortcuts": [{"output": "x"}]})",
+       "Simulated desktop state: “appleShortcuts” must be a list of objects with a “name” text and optional "
+       "“output”, “exitStatus” and “errorOutput”."},
+      {R"({"appleShortcuts": [{"name": "A", "exitStatus": "1"}]})",
+       "Simulated desktop state: “appleShortcuts” must be a list of objects with a “name” text and optional "
+       "“output”, “exitStatus” and “errorOutput”."},
+      {R"({"shortcutsReachHelper": 0})", "Simulated desktop state: “shortcutsReachHelper” must be true or false."},
+      {R"({"missingPrograms": "/usr/bin/open"})", "Simulated desktop state: “missingPrograms” must be a list of paths."},
+      {R"({"systemSounds": ["Ping", 2]})", "Simulated desktop state: “systemSounds” must be a list of sound names."},
   };
   for (const auto& c : cases) {
     SimDesktop desktop;
