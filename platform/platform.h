@@ -11,6 +11,7 @@
 #include "platform/accessibility.h"
 #include "platform/alerts.h"
 #include "platform/clock.h"
+#include "platform/displays.h"
 #include "platform/environment.h"
 #include "platform/events.h"
 #include "platform/files.h"
@@ -69,6 +70,8 @@ class Platform {
     std::unique_ptr<UserDefaults> userDefaults;
     std::unique_ptr<Http> http;
     std::unique_ptr<Keychain> keychain;
+    std::unique_ptr<MouseEvents> mouse;
+    std::unique_ptr<Displays> displays;
   };
 
   Platform(std::string name, Services services, std::set<Capability> capabilities);
@@ -94,6 +97,8 @@ class Platform {
   UserDefaults& userDefaults() const { return *services_.userDefaults; }
   Http& http() const { return *services_.http; }
   Keychain& keychain() const { return *services_.keychain; }
+  MouseEvents& mouse() const { return *services_.mouse; }
+  Displays& displays() const { return *services_.displays; }
 
   // The process default: the native desktop unless a host or a test put
   // another platform in its place.

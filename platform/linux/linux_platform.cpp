@@ -128,6 +128,10 @@ std::shared_ptr<Platform> makeNativePlatform() {
   services.http = std::make_unique<posix::CurlHttp>();
   // The desktop keyring comes with the desktop backend.
   services.keychain = std::make_unique<UnavailableKeychain>();
+  // Mouse events, screens and the accessibility tree come with the X11 and
+  // AT-SPI backend.
+  services.mouse = std::make_unique<UnavailableMouseEvents>();
+  services.displays = std::make_unique<UnavailableDisplays>();
   return std::make_shared<Platform>("linux", std::move(services),
                                     std::set<Capability>{Capability::workspace, Capability::http});
 }

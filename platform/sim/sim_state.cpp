@@ -1,5 +1,7 @@
 #include "platform/sim/sim_state.h"
 
+#include "platform/sim/sim_ui_state.h"
+
 #include <nlohmann/json.hpp>
 
 #include "models/base64.h"
@@ -258,6 +260,7 @@ Checked<void> loadApplications(SimDesktop& desktop, const json& list) {
     const ProcessId pid = app.processIdentifier;
     desktop.addApplication(std::move(app));
     ORLA_TRY(readTextField(desktop, pid, item));
+    ORLA_TRY(loadApplicationInterface(desktop.ui(), pid, item));
     bool refuses = false;
     ORLA_TRY(readField(item, "refusesActivation", refuses));
     desktop.setRefusesActivation(pid, refuses);
@@ -366,6 +369,7 @@ Checked<void> loadState(SimDesktop& desktop, const json& state) {
   }
 
   ORLA_TRY(loadKeychainState(desktop.keychain(), state));
+  ORLA_TRY(loadUserInterfaceState(desktop.ui(), state));
 
   if (auto it = state.find("lastUserApp"); it != state.end()) {
     if (it->is_null()) TypingTargetContext::setLastUserAppBundleID(std::nullopt);
@@ -428,6 +432,7 @@ json saveState(const SimDesktop& desktop) {
     if (app.launchDate) item["launchDate"] = formatLocalDateTime(*app.launchDate, desktop.timeZone());
     if (!app.executablePath.empty()) item["executablePath"] = app.executablePath;
     if (auto field = desktop.textField(app.processIdentifier)) item["textField"] = writeTextField(field);
+    saveApplicationInterface(desktop.ui(), app.processIdentifier, item);
     apps.push_back(std::move(item));
   }
   state["applications"] = std::move(apps);
@@ -455,6 +460,7 @@ json saveState(const SimDesktop& desktop) {
   for (const auto& [key, value] : desktop.userDefaults().all()) defaults[key] = anyToJson(value);
   state["userDefaults"] = std::move(defaults);
   saveKeychainState(desktop.keychain(), state);
+  saveUserInterfaceState(desktop.ui(), state);
   return state;
 }
 

@@ -23,7 +23,9 @@
 //    "userDefaults": {"orKeepInDockAndAppSwitcher": true}}
 //
 // "keychain" holds the simulated keychain's items and access (see
-// sim_keychain.h).
+// sim_keychain.h); "screens", "mainScreen", "pointer" and each application's
+// "menuBar", "windows" and "accessible" describe what is on screen (see
+// sim_ui_state.h).
 //
 // A text field's selection is a start and a length in UTF-16 units. "quit"
 // is "quits", "asksToSave" (only forced termination ends it) or "refuses".
