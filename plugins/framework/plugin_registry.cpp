@@ -8,6 +8,7 @@
 #include "plugins/flow/conditional_plugin.h"
 #include "plugins/framework/orla_plugin.h"
 #include "plugins/input/key_shortcut_plugin.h"
+#include "plugins/input/menu_plugin.h"
 #include "plugins/input/message_plugin.h"
 #include "plugins/text/clipboard_plugin.h"
 #include "plugins/text/text_transform_plugin.h"
@@ -48,7 +49,7 @@ constexpr std::array<Row, 31> kTable{{
     {{"JavaScriptAction", "JavaScriptPlugin", false}, nullptr},
     {{"KeyShortcut", "KeyShortcutPlugin", true}, &make<KeyShortcutPlugin>},
     {{"KeyboardShortcut", "TypeTextPlugin", true}, &make<TypeTextPlugin>},
-    {{"MenuShortcut", "MenuPlugin", false}, nullptr},
+    {{"MenuShortcut", "MenuPlugin", true}, &make<MenuPlugin>},
     {{"MessageShortcut", "MessagePlugin", true}, &make<MessagePlugin>},
     {{"MouseShortcut", "MousePlugin", false}, nullptr},
     {{"NetworkShortcut", "NetworkPlugin", false}, nullptr},
