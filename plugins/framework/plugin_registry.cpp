@@ -10,6 +10,7 @@
 #include "plugins/input/key_shortcut_plugin.h"
 #include "plugins/input/menu_plugin.h"
 #include "plugins/input/message_plugin.h"
+#include "plugins/input/window_plugin.h"
 #include "plugins/text/clipboard_plugin.h"
 #include "plugins/text/text_transform_plugin.h"
 #include "plugins/scripts/ai_action_plugin.h"
@@ -64,7 +65,7 @@ constexpr std::array<Row, 31> kTable{{
     {{"TextTransformAction", "TextTransformPlugin", true}, &make<TextTransformPlugin>},
     {{"URLShortcut", "URLPlugin", false}, nullptr},
     {{"WebAPIAction", "WebAPIPlugin", true}, &make<WebAPIPlugin>},
-    {{"WindowShortcut", "WindowPlugin", false}, nullptr},
+    {{"WindowShortcut", "WindowPlugin", true}, &make<WindowPlugin>},
 }};
 
 constexpr bool isSorted() {
