@@ -10,6 +10,7 @@
 #include "plugins/input/key_shortcut_plugin.h"
 #include "plugins/input/menu_plugin.h"
 #include "plugins/input/message_plugin.h"
+#include "plugins/input/mouse_plugin.h"
 #include "plugins/input/window_plugin.h"
 #include "plugins/text/clipboard_plugin.h"
 #include "plugins/text/text_transform_plugin.h"
@@ -52,7 +53,7 @@ constexpr std::array<Row, 31> kTable{{
     {{"KeyboardShortcut", "TypeTextPlugin", true}, &make<TypeTextPlugin>},
     {{"MenuShortcut", "MenuPlugin", true}, &make<MenuPlugin>},
     {{"MessageShortcut", "MessagePlugin", true}, &make<MessagePlugin>},
-    {{"MouseShortcut", "MousePlugin", false}, nullptr},
+    {{"MouseShortcut", "MousePlugin", true}, &make<MousePlugin>},
     {{"NetworkShortcut", "NetworkPlugin", false}, nullptr},
     {{"OrlaShortcut", "OrlaPlugin", true}, &make<OrlaPlugin>},
     {{"PauseShortcut", "PausePlugin", false}, nullptr},
