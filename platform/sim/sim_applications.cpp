@@ -300,7 +300,7 @@ std::string describeMenu(std::span<const MenuItem> items) {
     if (item.on) shown += "\u2713";
     if (!item.enabled) shown += "(disabled)";
     shown += orla::quoted(item.title);
-    if (!item.submenu.empty()) shown += " [" + describeMenu(item.submenu) + "]";
+    if (!item.submenu.empty()) shown.append(" [").append(describeMenu(item.submenu)).append("]");
   }
   return shown;
 }
@@ -347,7 +347,7 @@ std::string pathTitles(std::span<const MenuItem> items, const MenuItemPath& path
 
 std::optional<MenuItemPath> SimDesktop::popUpNestedMenu(std::span<const MenuItem> items) {
   std::lock_guard lock(mutex_);
-  trace_.push_back({"menu", "pop up " + describeMenu(items)});
+  trace_.push_back({"menu", std::string("pop up ").append(describeMenu(items))});
   std::optional<std::string> choice;
   if (!menuChoices_.empty()) {
     choice = std::move(menuChoices_.front());
@@ -358,11 +358,11 @@ std::optional<MenuItemPath> SimDesktop::popUpNestedMenu(std::span<const MenuItem
     const bool found = choice->find(" > ") != std::string::npos ? findChoicePath(items, *choice, path)
                                                                  : findChoice(items, *choice, path);
     if (found) {
-      trace_.push_back({"menu", "chose " + orla::quoted(pathTitles(items, path))});
+      trace_.push_back({"menu", std::string("chose ").append(orla::quoted(pathTitles(items, path)))});
       return path;
     }
   }
-  trace_.push_back({"menu", choice ? "dismissed (no item " + orla::quoted(*choice) + ")"
+  trace_.push_back({"menu", choice ? std::string("dismissed (no item ").append(orla::quoted(*choice)).append(")")
                                    : std::string("dismissed")});
   return std::nullopt;
 }

@@ -11,7 +11,9 @@ namespace {
 using nlohmann::json;
 
 Failure wrongType(std::string_view key, std::string_view expected) {
-  return fail("Simulated desktop state: “" + std::string(key) + "” must be " + std::string(expected) + ".");
+  std::string message = "Simulated desktop state: “";
+  message.append(key).append("” must be ").append(expected).append(".");
+  return fail(std::move(message));
 }
 
 // Returns the failure of a step, whatever the caller answers.

@@ -52,7 +52,14 @@ std::string number(double value) {
   return text;
 }
 
-std::string pointText(Point p) { return "(" + number(p.x) + ", " + number(p.y) + ")"; }
+std::string pointText(Point p) {
+  std::string text = "(";
+  text += number(p.x);
+  text += ", ";
+  text += number(p.y);
+  text += ")";
+  return text;
+}
 
 const char* mouseTypeName(MouseEventType type) {
   switch (type) {
@@ -130,7 +137,7 @@ Checked<void> SimUserInterface::postMouse(const MouseEvent& event, std::string& 
   trace += ' ';
   trace += pointText(event.location);
   if (event.type != MouseEventType::mouseMoved && event.type != MouseEventType::leftMouseDragged)
-    trace += " click=" + std::to_string(event.clickState) + " button=" + std::to_string(event.buttonNumber);
+    trace.append(" click=").append(std::to_string(event.clickState)).append(" button=").append(std::to_string(event.buttonNumber));
   if (mouseEventsBeforeFailure_) {
     if (*mouseEventsBeforeFailure_ == 0) {
       trace += " (could not be created)";
@@ -146,7 +153,9 @@ Checked<void> SimUserInterface::postMouse(const MouseEvent& event, std::string& 
 
 Checked<void> SimUserInterface::postScroll(std::int32_t lines, std::string& trace) {
   std::lock_guard lock(mutex_);
-  trace = "scroll " + std::to_string(lines) + (lines == 1 || lines == -1 ? " line" : " lines");
+  trace = "scroll ";
+  trace += std::to_string(lines);
+  trace += lines == 1 || lines == -1 ? " line" : " lines";
   if (mouseEventsBeforeFailure_) {
     if (*mouseEventsBeforeFailure_ == 0) {
       trace += " (could not be created)";
@@ -402,10 +411,10 @@ std::string SimUserInterface::describe(const Tree& tree, NodeId id) const {
     case Kind::menuItem: return quoted(menuPath(tree, id));
     case Kind::menu:
       return quoted(menuPath(tree, node.parent)) + " menu";
-    case Kind::separator: return "separator in " + quoted(menuPath(tree, node.parent)) + " menu";
-    case Kind::window: return "window " + quoted(node.title);
+    case Kind::separator: return std::string("separator in ").append(quoted(menuPath(tree, node.parent))).append(" menu");
+    case Kind::window: return std::string("window ").append(quoted(node.title));
     case Kind::button: return std::string(buttonName(node.subrole)) + " button of " + describe(tree, node.parent);
-    case Kind::scrollArea: return "scroll area of " + describe(tree, node.parent);
+    case Kind::scrollArea: return std::string("scroll area of ").append(describe(tree, node.parent));
     case Kind::scrollBar:
       return std::string(node.vertical ? "vertical" : "horizontal") + " scroll bar of " +
              describe(tree, tree.nodes.at(node.parent).parent);

@@ -19,8 +19,8 @@ bool selectsByIndex(Selection selection) {
 }
 
 std::string PathStep::label() const {
-  if (selection == Selection::index) return "#" + std::to_string(index);
-  if (selection == Selection::indexReverse) return "#-" + std::to_string(index);
+  if (selectsByIndex(selection))
+    return std::string(selection == Selection::index ? "#" : "#-").append(std::to_string(index));
   return name;
 }
 

@@ -126,7 +126,7 @@ std::optional<std::string> MenuPlugin::settingsProblem(const ActionData& data) {
   const std::int64_t command = resolvedActionType(data);
   if (command == showMenuBar) return std::nullopt;
   if (command != showSubmenu && command != clickItem)
-    return "Unknown menu command " + std::to_string(command) + ". Choose a command from the menu.";
+    return std::string("Unknown menu command ").append(std::to_string(command)).append(". Choose a command from the menu.");
   const std::vector<PathStep> steps = pathSteps(data);
   if (steps.empty())
     return command == showSubmenu ? "Enter the menu to show, one name per line, for example File or File > Export."
@@ -245,9 +245,11 @@ void MenuPlugin::cancelOpened(const Walk& walk) const {
 std::string MenuPlugin::notFound(const std::vector<PathStep>& steps, const Walk& walk,
                                  const std::string& appName) const {
   const std::size_t level = walk.failedLevel;
-  std::string message = "Menu item “" + pathLabel(steps) + "” not found in " + appName + ": no “" +
-                        steps[level].label() + "” in " +
-                        (level == 0 ? std::string("the menu bar") : "the " + steps[level - 1].label() + " menu") + ".";
+  std::string message = "Menu item “";
+  message.append(pathLabel(steps)).append("” not found in ").append(appName);
+  message.append(": no “").append(steps[level].label()).append("” in ");
+  if (level == 0) message += "the menu bar.";
+  else message.append("the ").append(steps[level - 1].label()).append(" menu.");
   std::vector<std::string> titles;
   for (const AXElement& child : walk.failedChildren)
     if (std::string title = reader_.title(child); !title.empty()) titles.push_back(std::move(title));
@@ -257,7 +259,7 @@ std::string MenuPlugin::notFound(const std::vector<PathStep>& steps, const Walk&
       if (i) message += ", ";
       message += titles[i];
     }
-    if (titles.size() > listedSiblings) message += ", … (" + std::to_string(titles.size()) + " items)";
+    if (titles.size() > listedSiblings) message.append(", … (").append(std::to_string(titles.size())).append(" items)");
     message += ".";
   } else if (level > 0) {
     message += " That menu reported no items; it may only fill when opened.";
@@ -281,9 +283,12 @@ PluginResult MenuPlugin::showSubmenuOf(const AXElement& menuBar, const std::vect
   if (!element) return PluginResult::failure(element.error());
   const auto submenu = reader_.submenu(*element);
   if (!submenu)
-    return PluginResult::failure("Menu “" + pathLabel(steps) + "” in " + appName +
-                                 " is an item, not a menu, so it has nothing to show. Choose the click command "
-                                 "to press it.");
+    return PluginResult::failure(std::string("Menu “")
+                                     .append(pathLabel(steps))
+                                     .append("” in ")
+                                     .append(appName)
+                                     .append(" is an item, not a menu, so it has nothing to show. Choose the click "
+                                             "command to press it."));
   // "displayOnly" opens the application's own menu where it stands instead
   // of showing a copy of it at the pointer.
   if (readSwitchOr(data, {"displayOnly"})) {

@@ -309,7 +309,7 @@ PluginResult MousePlugin::runStep(const Step& step, std::int64_t coordSystem) {
       // of range either way.
       done = step.wheel == std::numeric_limits<std::int64_t>::min() ? failWith(kCannotScroll) : postScroll(-step.wheel);
       break;
-    default: return PluginResult::failure("Unknown mouse movement: " + std::to_string(step.type));
+    default: return PluginResult::failure(std::string("Unknown mouse movement: ").append(std::to_string(step.type)));
   }
   if (!done) return PluginResult::failure(done.error());
   return PluginResult::silentSuccess();
@@ -337,7 +337,8 @@ PluginResult MousePlugin::execute(const ActionData& data) {
       platform_->clock().sleep(pause(step.pauseAfter));
     }
     if (last.kind() != PluginResult::Kind::silentSuccess) return last;
-    std::string report = "Did " + std::to_string(list.size());
+    std::string report = "Did ";
+    report += std::to_string(list.size());
     report += list.size() == 1 ? " mouse movement on " : " mouse movements on ";
     report += placeName(coordSystem);
     report += ".";
