@@ -327,12 +327,12 @@ PluginResult MenuPlugin::click(const AXElement& menuBar, const std::vector<PathS
 
 PluginResult MenuPlugin::execute(const ActionData& data) {
   if (auto problem = settingsProblem(data)) return PluginResult::failure(std::move(*problem));
+  if (!platform_->supports(Capability::accessibility))
+    return PluginResult::failure(std::string(kAccessibilityUnavailable));
   const Target target = findTarget(data);
   if (!target.app)
     return PluginResult::failure(
         target.problem.value_or("No application to work on. Click into the target application first, then try again."));
-  if (!platform_->supports(Capability::accessibility))
-    return PluginResult::failure(std::string(kAccessibilityUnavailable));
   const RunningApplication& app = *target.app;
   const std::string name = app.localizedName.empty() ? "the application" : app.localizedName;
   bringToFront(app);

@@ -276,6 +276,9 @@ TEST_F(MenuTest, FindsTheTargetApplication) {
   ActionData missing = save;
   missing["applicationPath"] = "~/Applications/Pages.app";
   EXPECT_EQ(run(missing), PluginResult::failure("“Pages” is not running. Launch it, then click Test again."));
+  EXPECT_EQ(MenuPlugin(platform).targetApplicationProblem(missing),
+            "“Pages” is not running. Launch it, then click Test again.");
+  EXPECT_EQ(MenuPlugin(platform).targetApplicationProblem(named), std::nullopt);
 
   desktop->setFrontmost(desktop->host().processIdentifier);
   EXPECT_EQ(run(save), PluginResult::failure(notTestable));
@@ -311,7 +314,7 @@ TEST_F(MenuTest, MenuBarThatCannotBeRead) {
   EXPECT_EQ(run({{"subAction", "fullBar"}}), PluginResult::failure("The menu bar of TextEdit is empty."));
 
   MenuPlugin native(makeNativePlatform());
-  EXPECT_TRUE(native.execute({{"menuPath", "File"}}).isFailure());
+  EXPECT_EQ(native.execute({{"menuPath", "File"}}), PluginResult::failure(std::string(kAccessibilityUnavailable)));
 }
 
 TEST_F(MenuTest, PopUpOfTheMenuBarPressesTheChosenItem) {

@@ -14,14 +14,12 @@ using sim::TraceEntry;
 using M = MousePlugin;
 
 AnyDictionary stepData(std::int64_t type, AnyDictionary more = {}) {
-  more["moveType"] = type;
+  more.insert_or_assign("moveType", AnyCodable(type));
   return more;
 }
 
-ActionData movements(std::initializer_list<AnyDictionary> steps, ActionData more = {}) {
-  AnyArray list;
-  for (const AnyDictionary& step : steps) list.push_back(step);
-  more["movements"] = std::move(list);
+ActionData movements(AnyArray steps, ActionData more = {}) {
+  more.insert_or_assign("movements", AnyCodable(std::move(steps)));
   return more;
 }
 
