@@ -1,5 +1,7 @@
 #include "plugins/input/menu_path.h"
 
+#include <algorithm>
+
 #include <unicode/normalizer2.h>
 #include <unicode/uchar.h>
 #include <unicode/utf8.h>
@@ -71,10 +73,30 @@ std::string_view trimSpaces(std::string_view text) {
   return text.substr(static_cast<size_t>(begin), static_cast<size_t>(end - begin));
 }
 
+bool isAscii(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
 // The form two texts are compared in: "..." as "…", trimmed of spaces,
 // without diacritics (decomposed, the combining marks dropped) and case
-// folded, so "Résumé..." and "resume…" meet.
-icu::UnicodeString comparable(std::string_view text) {
+// folded, so "Résumé..." and "resume…" meet. Most titles are ASCII, where
+// folding is lowercasing and there is nothing to decompose.
+std::u16string comparable(std::string_view text) {
+  if (isAscii(text)) {
+    text = trimSpaces(text);
+    std::u16string out;
+    out.reserve(text.size());
+    for (std::size_t i = 0; i < text.size();) {
+      if (text.compare(i, 3, "...") == 0) {
+        out += u'\u2026';
+        i += 3;
+        continue;
+      }
+      const char c = text[i++];
+      out += static_cast<char16_t>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
+    }
+    return out;
+  }
   std::string ellipsis;
   ellipsis.reserve(text.size());
   for (std::size_t i = 0; i < text.size();) {
@@ -95,7 +117,8 @@ icu::UnicodeString comparable(std::string_view text) {
     if (u_charType(c) != U_NON_SPACING_MARK) bare.append(c);
     i += U16_LENGTH(c);
   }
-  return bare.foldCase(U_FOLD_CASE_DEFAULT);
+  bare.foldCase(U_FOLD_CASE_DEFAULT);
+  return std::u16string(bare.getBuffer(), static_cast<std::size_t>(bare.length()));
 }
 
 }  // namespace
@@ -116,13 +139,19 @@ std::vector<std::string> splitPathText(std::string_view text) {
 }
 
 bool titleMatches(std::string_view title, std::string_view name, Selection selection) {
-  const icu::UnicodeString t = comparable(title);
-  const icu::UnicodeString n = comparable(name);
-  switch (selection) {
-    case Selection::nameFull: return t == n;
-    case Selection::nameContains: return t.indexOf(n) >= 0;
-    case Selection::namePrefix: return t.startsWith(n);
-    case Selection::nameSuffix: return t.endsWith(n);
+  return NameMatcher(name, selection).matches(title);
+}
+
+NameMatcher::NameMatcher(std::string_view name, Selection selection)
+    : name_(comparable(name)), selection_(selection) {}
+
+bool NameMatcher::matches(std::string_view title) const {
+  const std::u16string t = comparable(title);
+  switch (selection_) {
+    case Selection::nameFull: return t == name_;
+    case Selection::nameContains: return t.find(name_) != std::u16string::npos;
+    case Selection::namePrefix: return t.starts_with(name_);
+    case Selection::nameSuffix: return t.ends_with(name_);
     case Selection::index:
     case Selection::indexReverse: return false;
   }

@@ -48,4 +48,16 @@ std::vector<std::string> splitPathText(std::string_view text);
 // as "…", spaces around are ignored, and case and diacritics do not matter.
 bool titleMatches(std::string_view title, std::string_view name, Selection selection);
 
+// The same for one name against many titles: the name is brought into the
+// compared form once.
+class NameMatcher {
+ public:
+  NameMatcher(std::string_view name, Selection selection);
+  bool matches(std::string_view title) const;
+
+ private:
+  std::u16string name_;
+  Selection selection_;
+};
+
 }  // namespace orla

@@ -204,8 +204,9 @@ std::optional<AXElement> MenuPlugin::pick(const std::vector<AXElement>& children
     if (step.index < 1 || step.index > count) return std::nullopt;
     return children[static_cast<std::size_t>(step.selection == Selection::index ? step.index - 1 : count - step.index)];
   }
+  const NameMatcher matcher(step.name, step.selection);
   for (const AXElement& child : children)
-    if (titleMatches(reader_.title(child), step.name, step.selection)) return child;
+    if (matcher.matches(reader_.title(child))) return child;
   return std::nullopt;
 }
 
