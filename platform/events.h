@@ -1,5 +1,6 @@
-// KeyboardEvents: synthetic keyboard events posted to the system's event tap,
-// as a physical keyboard would produce them.
+// KeyboardEvents and MouseEvents: synthetic keyboard and mouse events posted
+// to the system's event tap, as a physical keyboard or mouse would produce
+// them.
 // Thread safety: every method may be called from any thread; one EventSource
 // is used by one thread at a time.
 #pragma once
@@ -7,8 +8,10 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "models/checked.h"
+#include "models/geometry.h"
 
 namespace orla {
 
@@ -55,6 +58,46 @@ class KeyboardEvents {
   virtual ~KeyboardEvents() = default;
   // A source of events; the failure says why there is none.
   virtual Checked<std::unique_ptr<EventSource>> createEventSource(EventSourceState state) = 0;
+};
+
+// The mouse event types, numbered as the system numbers them.
+enum class MouseEventType : int {
+  leftMouseDown = 1,
+  leftMouseUp = 2,
+  rightMouseDown = 3,
+  rightMouseUp = 4,
+  mouseMoved = 5,
+  leftMouseDragged = 6,
+};
+
+struct MouseEvent {
+  MouseEventType type = MouseEventType::mouseMoved;
+  // In event coordinates: origin at the top left of the main display, y
+  // growing downwards.
+  Point location;
+  // The event's click state (1 for a single click, 2 for the second click
+  // of a double click) and button number (0 left, 1 right).
+  std::int64_t clickState = 0;
+  std::int64_t buttonNumber = 0;
+  friend bool operator==(const MouseEvent&, const MouseEvent&) = default;
+};
+
+// The sentence a desktop without synthetic mouse events gives.
+inline constexpr std::string_view kMouseEventsUnavailable =
+    "Mouse events are not available on this desktop in this build of Orla.";
+
+class MouseEvents {
+ public:
+  virtual ~MouseEvents() = default;
+  // Where the pointer is now, in event coordinates. Fails when no event can
+  // be created to ask.
+  virtual Checked<Point> pointerLocation() const = 0;
+  // Creates the event with its fields and posts it to the HID event tap.
+  // Fails when the event cannot be created.
+  virtual Checked<void> post(const MouseEvent& event) = 0;
+  // One scroll-wheel event of `lines` lines on the one (vertical) wheel;
+  // positive scrolls up, as the system counts.
+  virtual Checked<void> postScrollWheel(std::int32_t lines) = 0;
 };
 
 }  // namespace orla

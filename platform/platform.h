@@ -11,6 +11,7 @@
 #include "platform/accessibility.h"
 #include "platform/alerts.h"
 #include "platform/clock.h"
+#include "platform/displays.h"
 #include "platform/environment.h"
 #include "platform/events.h"
 #include "platform/files.h"
@@ -73,6 +74,8 @@ class Platform {
     std::unique_ptr<Keychain> keychain;
     std::unique_ptr<Processes> processes;
     std::unique_ptr<Sounds> sounds;
+    std::unique_ptr<MouseEvents> mouse;
+    std::unique_ptr<Displays> displays;
   };
 
   Platform(std::string name, Services services, std::set<Capability> capabilities);
@@ -100,6 +103,8 @@ class Platform {
   Keychain& keychain() const { return *services_.keychain; }
   Processes& processes() const { return *services_.processes; }
   Sounds& sounds() const { return *services_.sounds; }
+  MouseEvents& mouse() const { return *services_.mouse; }
+  Displays& displays() const { return *services_.displays; }
 
   // The process default: the native desktop unless a host or a test put
   // another platform in its place.

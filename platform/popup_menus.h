@@ -8,21 +8,31 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "models/checked.h"
 
 namespace orla {
 
 struct MenuItem {
-  std::string title;
+  std::string title{};
   // The application bundle whose icon the item shows (a copy of the icon,
   // scaled to menu size); empty for none.
-  std::string iconApplicationPath;
+  std::string iconApplicationPath{};
   bool on = false;  // the check mark
   bool enabled = true;
   // What the chooser acts on, for example a bundle identifier.
-  std::string payload;
+  std::string payload{};
+  // A separator line instead of an item; its other fields are not shown.
+  bool separator = false;
+  // The items of its submenu (shown by `popUpNestedAtMouse` only); an item
+  // with a submenu opens it rather than being chosen.
+  std::vector<MenuItem> submenu{};
 };
+
+// Where the chosen item sits: its index in the top menu, then in each
+// submenu down to it.
+using MenuItemPath = std::vector<std::size_t>;
 
 class PopupMenus {
  public:
@@ -31,6 +41,9 @@ class PopupMenus {
   // or none when the menu was dismissed. Fails when the desktop cannot show
   // menus.
   virtual Checked<std::optional<std::size_t>> popUpAtMouse(std::span<const MenuItem> items) = 0;
+  // The same for a menu with submenus and separators, answering the path of
+  // the chosen item.
+  virtual Checked<std::optional<MenuItemPath>> popUpNestedAtMouse(std::span<const MenuItem> items) = 0;
 };
 
 }  // namespace orla

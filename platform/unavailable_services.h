@@ -4,6 +4,7 @@
 
 #include "platform/accessibility.h"
 #include "platform/alerts.h"
+#include "platform/displays.h"
 #include "platform/events.h"
 #include "platform/keychain.h"
 #include "platform/pasteboard.h"
@@ -53,16 +54,43 @@ class UnavailableKeyboardEvents : public KeyboardEvents {
   }
 };
 
-// Reports the process as not trusted, so the plugins that need the
-// accessibility interface fail with their own permission sentence.
+// Reports the process as not trusted, and every call as refused, the way
+// the system answers an untrusted process. Plugins that see the capability
+// missing say so with `kAccessibilityUnavailable`.
 class UnavailableAccessibility : public Accessibility {
  public:
   bool isProcessTrusted() const override { return false; }
+  AXElement applicationElement(ProcessId) override { return AXElement(); }
+  AXResult<AXValue> copyAttributeValue(const AXElement&, std::string_view) override {
+    return AXError::apiDisabled;
+  }
+  AXError setAttributeValue(const AXElement&, std::string_view, const AXValue&) override {
+    return AXError::apiDisabled;
+  }
+  AXError performAction(const AXElement&, std::string_view) override { return AXError::apiDisabled; }
+};
+
+class UnavailableMouseEvents : public MouseEvents {
+ public:
+  Checked<Point> pointerLocation() const override { return fail(std::string(kMouseEventsUnavailable)); }
+  Checked<void> post(const MouseEvent&) override { return fail(std::string(kMouseEventsUnavailable)); }
+  Checked<void> postScrollWheel(std::int32_t) override { return fail(std::string(kMouseEventsUnavailable)); }
+};
+
+// No screens are known.
+class UnavailableDisplays : public Displays {
+ public:
+  std::optional<Rect> mainDisplayBounds() const override { return std::nullopt; }
+  std::vector<Screen> screens() const override { return {}; }
+  std::optional<Screen> mainScreen() const override { return std::nullopt; }
 };
 
 class UnavailablePopupMenus : public PopupMenus {
  public:
   Checked<std::optional<std::size_t>> popUpAtMouse(std::span<const MenuItem>) override {
+    return fail("Pop-up menus are not available on this desktop in this build of Orla.");
+  }
+  Checked<std::optional<MenuItemPath>> popUpNestedAtMouse(std::span<const MenuItem>) override {
     return fail("Pop-up menus are not available on this desktop in this build of Orla.");
   }
 };

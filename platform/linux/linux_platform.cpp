@@ -133,8 +133,11 @@ std::shared_ptr<Platform> makeNativePlatform() {
   // The desktop keyring comes with the desktop backend.
   services.keychain = std::make_unique<UnavailableKeychain>();
   services.processes = std::make_unique<posix::PosixProcesses>();
-  // Sound output comes with the desktop backend.
+  // Sound output comes with the desktop backend; so do mouse events, screens
+  // and the accessibility tree (X11 and AT-SPI).
   services.sounds = std::make_unique<UnavailableSounds>();
+  services.mouse = std::make_unique<UnavailableMouseEvents>();
+  services.displays = std::make_unique<UnavailableDisplays>();
   return std::make_shared<Platform>(
       "linux", std::move(services),
       std::set<Capability>{Capability::workspace, Capability::http, Capability::processes});

@@ -312,6 +312,87 @@ std::optional<std::size_t> SimDesktop::popUpMenu(std::span<const MenuItem> items
   return std::nullopt;
 }
 
+namespace {
+
+// “File” [“New”, —, (disabled)“Save…”], for the trace.
+std::string describeMenu(std::span<const MenuItem> items) {
+  std::string shown;
+  for (const MenuItem& item : items) {
+    if (!shown.empty()) shown += ", ";
+    if (item.separator) {
+      shown += "\u2014";
+      continue;
+    }
+    if (item.on) shown += "\u2713";
+    if (!item.enabled) shown += "(disabled)";
+    shown += orla::quoted(item.title);
+    if (!item.submenu.empty()) shown.append(" [").append(describeMenu(item.submenu)).append("]");
+  }
+  return shown;
+}
+
+bool choosable(const MenuItem& item) { return !item.separator && item.enabled && item.submenu.empty(); }
+
+// The first choosable item, depth first, whose title or payload is `choice`.
+bool findChoice(std::span<const MenuItem> items, const std::string& choice, MenuItemPath& path) {
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    path.push_back(i);
+    if (choosable(items[i]) && (items[i].title == choice || items[i].payload == choice)) return true;
+    if (!items[i].separator && items[i].enabled && findChoice(items[i].submenu, choice, path)) return true;
+    path.pop_back();
+  }
+  return false;
+}
+
+// "File > Save…": one title per level, through enabled submenus.
+bool findChoicePath(std::span<const MenuItem> items, std::string_view choice, MenuItemPath& path) {
+  for (;;) {
+    const std::size_t cut = choice.find(" > ");
+    const std::string_view title = choice.substr(0, cut);
+    std::size_t i = 0;
+    while (i < items.size() && (items[i].separator || !items[i].enabled || items[i].title != title)) ++i;
+    if (i == items.size()) return false;
+    path.push_back(i);
+    if (cut == std::string_view::npos) return items[i].submenu.empty();
+    choice.remove_prefix(cut + 3);
+    items = items[i].submenu;
+  }
+}
+
+std::string pathTitles(std::span<const MenuItem> items, const MenuItemPath& path) {
+  std::string titles;
+  for (std::size_t index : path) {
+    if (!titles.empty()) titles += " > ";
+    titles += items[index].title;
+    items = items[index].submenu;
+  }
+  return titles;
+}
+
+}  // namespace
+
+std::optional<MenuItemPath> SimDesktop::popUpNestedMenu(std::span<const MenuItem> items) {
+  std::lock_guard lock(mutex_);
+  trace_.push_back({"menu", std::string("pop up ").append(describeMenu(items))});
+  std::optional<std::string> choice;
+  if (!menuChoices_.empty()) {
+    choice = std::move(menuChoices_.front());
+    menuChoices_.pop_front();
+  }
+  if (choice) {
+    MenuItemPath path;
+    const bool found = choice->find(" > ") != std::string::npos ? findChoicePath(items, *choice, path)
+                                                                 : findChoice(items, *choice, path);
+    if (found) {
+      trace_.push_back({"menu", std::string("chose ").append(orla::quoted(pathTitles(items, path)))});
+      return path;
+    }
+  }
+  trace_.push_back({"menu", choice ? std::string("dismissed (no item ").append(orla::quoted(*choice)).append(")")
+                                   : std::string("dismissed")});
+  return std::nullopt;
+}
+
 void SimDesktop::scriptAlertAnswer(std::string answer) {
   std::lock_guard lock(mutex_);
   alertAnswers_.push_back(std::move(answer));

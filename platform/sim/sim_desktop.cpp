@@ -255,6 +255,11 @@ void SimDesktop::setFrontmost(std::optional<ProcessId> pid) {
   notifyIfFrontChanged(before);
 }
 
+bool SimDesktop::isRunning(ProcessId pid) const {
+  std::lock_guard lock(mutex_);
+  return pid == host_.processIdentifier || findLocked(pid) != nullptr;
+}
+
 bool SimDesktop::hostIsFrontmost() const {
   std::lock_guard lock(mutex_);
   return frontmost_ == host_.processIdentifier;

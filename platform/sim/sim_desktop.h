@@ -27,6 +27,7 @@
 #include "platform/sim/sim_keychain.h"
 #include "platform/sim/sim_programs.h"
 #include "platform/sim/sim_sounds.h"
+#include "platform/sim/sim_user_interface.h"
 
 namespace orla::sim {
 
@@ -197,6 +198,10 @@ class SimDesktop {
   void scriptMenuChoice(std::optional<std::string> choice);
   std::vector<std::optional<std::string>> pendingMenuChoices() const;
   std::optional<std::size_t> popUpMenu(std::span<const MenuItem> items);
+  // A menu with submenus: a scripted choice is a title (or payload) found
+  // anywhere in it, or a path of titles ("File > Save…"). Submenus, disabled
+  // items and separators cannot be chosen.
+  std::optional<MenuItemPath> popUpNestedMenu(std::span<const MenuItem> items);
   // Alerts answer the scripted answers in order: a button's title, or its
   // number ("1", "2"). Without a script the first (default) button is pressed.
   void scriptAlertAnswer(std::string answer);
@@ -226,6 +231,12 @@ class SimDesktop {
   // which moves the clocks forward to each piece's time, in time order.
   void schedule(std::chrono::microseconds delay, std::function<void()> work);
   std::size_t runScheduled();
+
+  // The screens, the pointer, and the applications' menu bars and windows;
+  // it has a lock of its own.
+  SimUserInterface& ui() { return ui_; }
+  const SimUserInterface& ui() const { return ui_; }
+  bool isRunning(ProcessId pid) const;
 
   // The keychain; it has a lock of its own.
   SimKeychain& keychain() { return keychain_; }
@@ -299,6 +310,7 @@ class SimDesktop {
   SimKeychain keychain_;
   SimPrograms programs_;
   SimSounds sounds_;
+  SimUserInterface ui_;
 };
 
 // A Platform whose every service is backed by `desktop`.

@@ -8,6 +8,7 @@
 #include "platform/posix/posix_services.h"
 #include "platform/queued_main_thread.h"
 #include "platform/sim/sim_desktop.h"
+#include "platform/sim/sim_ui_services.h"
 
 namespace orla::sim {
 
@@ -193,15 +194,6 @@ class SimKeyboardEvents : public KeyboardEvents {
   std::shared_ptr<SimDesktop> desktop_;
 };
 
-class SimAccessibility : public Accessibility {
- public:
-  explicit SimAccessibility(std::shared_ptr<SimDesktop> d) : desktop_(std::move(d)) {}
-  bool isProcessTrusted() const override { return desktop_->accessibilityTrusted(); }
-
- private:
-  std::shared_ptr<SimDesktop> desktop_;
-};
-
 class SimEnvironment : public Environment {
  public:
   explicit SimEnvironment(std::shared_ptr<SimDesktop> d) : desktop_(std::move(d)) {}
@@ -241,6 +233,9 @@ class SimPopupMenus : public PopupMenus {
   explicit SimPopupMenus(std::shared_ptr<SimDesktop> d) : desktop_(std::move(d)) {}
   Checked<std::optional<std::size_t>> popUpAtMouse(std::span<const MenuItem> items) override {
     return desktop_->popUpMenu(items);
+  }
+  Checked<std::optional<MenuItemPath>> popUpNestedAtMouse(std::span<const MenuItem> items) override {
+    return desktop_->popUpNestedMenu(items);
   }
 
  private:
@@ -283,7 +278,7 @@ std::shared_ptr<Platform> makeSimPlatform(std::shared_ptr<SimDesktop> desktop) {
   services.pasteboard = std::make_unique<SimPasteboard>(desktop);
   services.keyboard = std::make_unique<SimKeyboardEvents>(desktop);
   services.workspace = std::make_unique<SimWorkspace>(desktop);
-  services.accessibility = std::make_unique<SimAccessibility>(desktop);
+  services.accessibility = makeSimAccessibility(desktop);
   services.environment = std::make_unique<SimEnvironment>(desktop);
   services.files = std::make_unique<posix::PosixFiles>();
   services.host = std::make_unique<SimHost>(desktop);
@@ -295,12 +290,15 @@ std::shared_ptr<Platform> makeSimPlatform(std::shared_ptr<SimDesktop> desktop) {
   services.keychain = makeSimKeychainService(desktop);
   services.processes = makeSimProcesses(desktop);
   services.sounds = makeSimSounds(desktop);
+  services.mouse = makeSimMouseEvents(desktop);
+  services.displays = makeSimDisplays(desktop);
   return std::make_shared<Platform>(
       "sim", std::move(services),
       std::set<Capability>{Capability::pasteboard, Capability::workspace, Capability::accessibility,
                            Capability::keyboardEvents, Capability::appleScript, Capability::popUpMenus,
                            Capability::alerts, Capability::applicationControl, Capability::http,
-                           Capability::keychain, Capability::processes, Capability::sound});
+                           Capability::keychain, Capability::processes, Capability::sound,
+                           Capability::mouseEvents, Capability::displays});
 }
 
 }  // namespace orla::sim

@@ -1,5 +1,7 @@
 #include "platform/sim/sim_state.h"
 
+#include "platform/sim/sim_ui_state.h"
+
 #include <nlohmann/json.hpp>
 
 #include "models/base64.h"
@@ -258,6 +260,7 @@ Checked<void> loadApplications(SimDesktop& desktop, const json& list) {
     const ProcessId pid = app.processIdentifier;
     desktop.addApplication(std::move(app));
     ORLA_TRY(readTextField(desktop, pid, item));
+    ORLA_TRY(loadApplicationInterface(desktop.ui(), pid, item));
     bool refuses = false;
     ORLA_TRY(readField(item, "refusesActivation", refuses));
     desktop.setRefusesActivation(pid, refuses);
@@ -368,6 +371,7 @@ Checked<void> loadState(SimDesktop& desktop, const json& state) {
   ORLA_TRY(loadKeychainState(desktop.keychain(), state));
   ORLA_TRY(loadProgramsState(desktop.programs(), state));
   ORLA_TRY(loadSoundsState(desktop.sounds(), state));
+  ORLA_TRY(loadUserInterfaceState(desktop.ui(), state));
 
   if (auto it = state.find("lastUserApp"); it != state.end()) {
     if (it->is_null()) TypingTargetContext::setLastUserAppBundleID(std::nullopt);
@@ -430,6 +434,7 @@ json saveState(const SimDesktop& desktop) {
     if (app.launchDate) item["launchDate"] = formatLocalDateTime(*app.launchDate, desktop.timeZone());
     if (!app.executablePath.empty()) item["executablePath"] = app.executablePath;
     if (auto field = desktop.textField(app.processIdentifier)) item["textField"] = writeTextField(field);
+    saveApplicationInterface(desktop.ui(), app.processIdentifier, item);
     apps.push_back(std::move(item));
   }
   state["applications"] = std::move(apps);
@@ -459,6 +464,7 @@ json saveState(const SimDesktop& desktop) {
   saveKeychainState(desktop.keychain(), state);
   saveProgramsState(desktop.programs(), state);
   saveSoundsState(desktop.sounds(), state);
+  saveUserInterfaceState(desktop.ui(), state);
   return state;
 }
 

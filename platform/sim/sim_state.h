@@ -32,7 +32,9 @@
 // "keychain" holds the simulated keychain's items and access (see
 // sim_keychain.h); "appleShortcuts", "shortcutsReachHelper" and
 // "missingPrograms" the programs (sim_programs.h); "systemSounds" the names
-// of the system sounds (sim_sounds.h).
+// of the system sounds (sim_sounds.h); "screens", "mainScreen", "pointer"
+// and each application's "menuBar", "windows" and "accessible" describe what
+// is on screen (see sim_ui_state.h).
 //
 // A text field's selection is a start and a length in UTF-16 units. "quit"
 // is "quits", "asksToSave" (only forced termination ends it) or "refuses".

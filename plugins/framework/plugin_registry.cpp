@@ -8,7 +8,10 @@
 #include "plugins/flow/conditional_plugin.h"
 #include "plugins/framework/orla_plugin.h"
 #include "plugins/input/key_shortcut_plugin.h"
+#include "plugins/input/menu_plugin.h"
 #include "plugins/input/message_plugin.h"
+#include "plugins/input/mouse_plugin.h"
+#include "plugins/input/window_plugin.h"
 #include "plugins/text/clipboard_plugin.h"
 #include "plugins/text/text_transform_plugin.h"
 #include "plugins/scripts/ai_action_plugin.h"
@@ -53,9 +56,9 @@ constexpr std::array<Row, 31> kTable{{
     {{"JavaScriptAction", "JavaScriptPlugin", false}, nullptr},
     {{"KeyShortcut", "KeyShortcutPlugin", true}, &make<KeyShortcutPlugin>},
     {{"KeyboardShortcut", "TypeTextPlugin", true}, &make<TypeTextPlugin>},
-    {{"MenuShortcut", "MenuPlugin", false}, nullptr},
+    {{"MenuShortcut", "MenuPlugin", true}, &make<MenuPlugin>},
     {{"MessageShortcut", "MessagePlugin", true}, &make<MessagePlugin>},
-    {{"MouseShortcut", "MousePlugin", false}, nullptr},
+    {{"MouseShortcut", "MousePlugin", true}, &make<MousePlugin>},
     {{"NetworkShortcut", "NetworkPlugin", false}, nullptr},
     {{"OrlaShortcut", "OrlaPlugin", true}, &make<OrlaPlugin>},
     {{"PauseShortcut", "PausePlugin", false}, nullptr},
@@ -68,7 +71,7 @@ constexpr std::array<Row, 31> kTable{{
     {{"TextTransformAction", "TextTransformPlugin", true}, &make<TextTransformPlugin>},
     {{"URLShortcut", "URLPlugin", false}, nullptr},
     {{"WebAPIAction", "WebAPIPlugin", true}, &make<WebAPIPlugin>},
-    {{"WindowShortcut", "WindowPlugin", false}, nullptr},
+    {{"WindowShortcut", "WindowPlugin", true}, &make<WindowPlugin>},
 }};
 
 constexpr bool isSorted() {

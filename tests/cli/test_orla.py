@@ -1167,6 +1167,160 @@ class ScriptsAndSystemTest(OrlaTestCase):
                 self.assertUsageError(self.sim("run", "SoundShortcut", state=state), fragment)
 
 
+class InterfaceTest(OrlaTestCase):
+    """Menus, windows and the mouse on a desktop seeded with an interface."""
+
+    STATE = {
+        "screens": [{"frame": [0, 0, 1440, 900], "visibleFrame": [0, 25, 1440, 875]},
+                    {"frame": [1440, -180, 1920, 1080], "visibleFrame": [1520, -155, 1840, 1055]}],
+        "mainScreen": 0,
+        "pointer": [700, 400],
+        "applications": [
+            {"name": "Finder", "bundleIdentifier": "com.apple.finder", "pid": 200},
+            {"name": "Notes", "bundleIdentifier": "com.apple.Notes", "pid": 201, "frontmost": True,
+             "menuBar": [
+                 {"title": "", "items": ["About This Mac"]},
+                 {"title": "File", "items": [
+                     "New Note", {"title": "Export", "items": ["PDF…", "Text"]},
+                     {"title": "Recent", "fillsWhenOpened": True, "items": ["Groceries"]},
+                     {"title": "Print…", "enabled": False}]},
+                 {"title": "View", "items": [{"title": "Sort By", "items": [
+                     {"title": "Date Edited", "mark": "✓"}, "Title"]}]}],
+             "windows": [
+                 {"title": "Groceries", "frame": [1600, 100, 600, 500],
+                  "buttons": ["close", "minimize", "zoom"], "scrollBars": {"vertical": 0.5}},
+                 {"title": "Ideas", "frame": [100, 100, 400, 300]}]},
+        ],
+    }
+
+    def run_one(self, kind, data, state=None):
+        out = self.tmp / "out.json"
+        run = self.sim("--trace", "--state-out", out, "run", kind, json.dumps(data), state=state or self.STATE)
+        saved = json.loads(out.read_text(encoding="utf-8"))
+        return run, saved
+
+    def results(self, run):
+        return [line for line in run.lines if "kind" in line]
+
+    def traced(self, run, category):
+        return [line["text"] for line in run.lines if line.get("trace") == category]
+
+    def notes(self, saved):
+        return next(app for app in saved["applications"] if app["name"] == "Notes")
+
+    def test_menu_clicks_open_what_fills_when_opened(self):
+        run, saved = self.run_one("MenuShortcut", {"menuPath": "File > Recent > groceries"})
+        self.assertExit(run, 0)
+        self.assertEqual(self.results(run), [result("MenuShortcut", "silentSuccess")])
+        self.assertEqual(self.traced(run, "axAction"),
+                         ["AXPress “File” pid=201", "AXPress “File > Recent” pid=201",
+                          "AXPress “File > Recent > Groceries” pid=201"])
+        self.assertEqual(self.traced(run, "sleep"), ["150ms", "150ms"])
+        self.assertEqual(self.notes(saved)["menuBar"], self.notes({"applications": self.STATE["applications"]})["menuBar"])
+
+    def test_menu_failures_are_sentences(self):
+        cases = [
+            ({"menuPath": "File > Print..."},
+             "“File > Print...” is disabled in Notes right now (greyed out), so nothing happened."),
+            ({"menuPath": "Edit > Copy"},
+             "Menu item “Edit > Copy” not found in Notes: no “Edit” in the menu bar. Items there: Apple, File, View."),
+            ({"menuPath": "File > Recent > Taxes"},
+             "Menu item “File > Recent > Taxes” not found in Notes: no “Taxes” in the Recent menu. "
+             "Items there: Groceries."),
+            ({"subAction": "submenu"}, "Enter the menu to show, one name per line, for example File or File > Export."),
+        ]
+        for data, message in cases:
+            with self.subTest(message):
+                run, _ = self.run_one("MenuShortcut", data)
+                self.assertExit(run, 1)
+                self.assertEqual(self.results(run), [result("MenuShortcut", "failure", message=message)])
+
+    def test_menu_bar_pop_up_presses_the_scripted_choice(self):
+        state = dict(self.STATE, menuChoices=["File > Export > Text"])
+        run, saved = self.run_one("MenuShortcut", {"subAction": "fullBar"}, state=state)
+        self.assertExit(run, 0)
+        self.assertIn("pop up “Apple” [“About This Mac”], “File” [“New Note”, “Export” [“PDF…”, “Text”], "
+                      "“Recent”, (disabled)“Print…”], “View” [“Sort By” [✓“Date Edited”, “Title”]]",
+                      self.traced(run, "menu"))
+        self.assertIn("AXPress “File > Export > Text” pid=201", self.traced(run, "axAction"))
+        self.assertEqual(saved["menuChoices"], [])
+
+    def test_windows_tile_on_the_main_screen_and_keep_the_result(self):
+        cases = [
+            # (data, message, frame of the front window afterwards)
+            ({"position": "right"}, "Tiled the front window in Notes.", [724, 33, 708, 859]),
+            ({"subAction": "tile", "tile": "top left"}, "Tiled the front window in Notes.", [8, 33, 708, 425.5]),
+            ({"subAction": "resize", "width": 10, "height": 10, "origin": 2}, "Resized the front window in Notes.",
+             [2150, 550, 50, 50]),
+            ({"actionType": 24}, "Resized the front window to the screen in Notes.", [0, 25, 1440, 875]),
+        ]
+        for data, message, frame in cases:
+            with self.subTest(message=message, data=data):
+                run, saved = self.run_one("WindowShortcut", data)
+                self.assertEqual(self.results(run), [result("WindowShortcut", "success", message=message)])
+                self.assertEqual(self.notes(saved)["windows"][0]["frame"], frame)
+        state = dict(self.STATE, mainScreen=1)
+        run, saved = self.run_one("WindowShortcut", {"position": "left"}, state=state)
+        self.assertEqual(self.notes(saved)["windows"][0]["frame"], [1528, -147, 908, 1039])
+
+    def test_window_switching_scrolling_and_closing(self):
+        run, saved = self.run_one("WindowShortcut", {"subAction": "next"})
+        self.assertEqual([w["title"] for w in self.notes(saved)["windows"]], ["Ideas", "Groceries"])
+        run, saved = self.run_one("WindowShortcut", {"subAction": "scrollDown", "scrollCount": 2, "scrollUnit": 1})
+        self.assertAlmostEqual(self.notes(saved)["windows"][0]["scrollBars"]["vertical"], 0.9)
+        run, saved = self.run_one("WindowShortcut", {"subAction": "closeAll"})
+        self.assertEqual(self.results(run), [result("WindowShortcut", "success", message="Closed every window in Notes.")])
+        self.assertEqual(self.notes(saved)["windows"], [])
+        # Not a command name: the command falls back to its number, and without
+        # one to zoom.
+        run, saved = self.run_one("WindowShortcut", {"subAction": "scrollLeftTo"})
+        self.assertEqual(self.results(run), [result("WindowShortcut", "success",
+                                                    message="Zoomed the front window in Notes.")])
+        self.assertEqual(self.notes(saved)["windows"][0]["frame"], [1520, -155, 1840, 1055])
+
+    def test_mouse_steps_are_traced_and_move_the_pointer(self):
+        data = {"subAction": "window", "movements": [
+            {"moveType": 0, "x": 10, "y": 20, "origin": "bottom/right"},
+            {"moveType": 10, "x": 40, "y": 0, "pauseAfter": 0.25},
+            {"moveType": 12, "wheel": 2},
+        ]}
+        run, saved = self.run_one("MouseShortcut", data)
+        self.assertExit(run, 0)
+        self.assertEqual(self.results(run), [result("MouseShortcut", "success",
+                                                    message="Did 3 mouse movements on the front window.")])
+        self.assertEqual(self.traced(run, "mouse"), [
+            "moved (2190, 580)", "leftDown (2190, 580) click=1 button=0", "leftUp (2190, 580) click=1 button=0",
+            "leftDragged (2190, 580)", "leftDragged (2230, 580)", "leftDragged (2230, 580)", "scroll -2 lines"])
+        self.assertEqual(self.traced(run, "sleep"), ["50ms", "50ms", "20ms", "250ms", "50ms"])
+        self.assertEqual(saved["pointer"], [2230, 580])
+
+    def test_mouse_and_windows_without_permission(self):
+        state = dict(self.STATE, accessibilityTrusted=False)
+        run, _ = self.run_one("MouseShortcut", {"coordSystem": 3, "movements": [{"moveType": 5}]}, state=state)
+        self.assertEqual(self.results(run), [result(
+            "MouseShortcut", "failure",
+            message="Accessibility permission is required for Window and Focus mouse actions. Enable Orla in "
+                    "System Settings → Privacy & Security → Accessibility.")])
+        run, _ = self.run_one("MouseShortcut", {"movements": [{"moveType": 5, "x": 1, "y": 2}]}, state=state)
+        self.assertEqual(self.results(run), [result("MouseShortcut", "success",
+                                                    message="Did 1 mouse movement on the screen.")])
+
+    def test_malformed_interface_state(self):
+        cases = [
+            ({"screens": []}, "“screens”"),
+            ({"pointer": "middle"}, "“pointer”"),
+            ({"mainScreen": 2}, "“mainScreen”"),
+            ({"applications": [{"windows": [{"frame": [0, 0, 10]}]}]}, "“frame”"),
+            ({"applications": [{"windows": [{"buttons": ["fullScreen"]}]}]}, "“buttons”"),
+            ({"applications": [{"menuBar": {"File": []}}]}, "“menuBar”"),
+            ({"applications": [{"menuBar": [{"title": "File", "items": "New"}]}]}, "“items”"),
+            ({"applications": [{"accessible": "yes"}]}, "“accessible”"),
+        ]
+        for state, fragment in cases:
+            with self.subTest(fragment):
+                self.assertUsageError(self.sim("run", "MenuShortcut", state=state), fragment)
+
+
 # ---------------------------------------------------------------------------
 
 

@@ -220,6 +220,88 @@ TYPED_TEST(PlatformConformance, MenusAndAlertsAnswerOrSayWhyNot) {
   }
 }
 
+TYPED_TEST(PlatformConformance, AccessibilityAnswersForTheHostOrRefuses) {
+  Accessibility& ax = this->platform->accessibility();
+  const ProcessId host = this->platform->host().processIdentifier();
+  const AXElement element = ax.applicationElement(host);
+  if (!this->platform->supports(Capability::accessibility)) {
+    EXPECT_FALSE(ax.isProcessTrusted());
+    EXPECT_FALSE(ax.copyAttributeValue(element, "AXRole"));
+    EXPECT_NE(ax.performAction(element, "AXPress"), AXError::success);
+    return;
+  }
+  if (!ax.isProcessTrusted()) GTEST_SKIP() << "not trusted here";
+  EXPECT_EQ(element, ax.applicationElement(host)) << "one application, one element";
+  auto role = ax.copyAttributeValue(element, "AXRole");
+  ASSERT_TRUE(role);
+  EXPECT_EQ(*role->asString(), "AXApplication");
+  auto windows = ax.copyAttributeValue(element, "AXWindows");
+  ASSERT_TRUE(windows);
+  EXPECT_TRUE(windows->asList());
+  EXPECT_FALSE(ax.copyAttributeValue(element, "AXSurelyNotAnAttribute"));
+}
+
+TYPED_TEST(PlatformConformance, DisplaysDescribeTheScreensOrNone) {
+  Displays& displays = this->platform->displays();
+  if (!this->platform->supports(Capability::displays)) {
+    EXPECT_FALSE(displays.mainDisplayBounds());
+    EXPECT_TRUE(displays.screens().empty());
+    EXPECT_FALSE(displays.mainScreen());
+    return;
+  }
+  const auto bounds = displays.mainDisplayBounds();
+  ASSERT_TRUE(bounds);
+  EXPECT_EQ(bounds->origin(), (Point{0, 0}));
+  const auto screens = displays.screens();
+  ASSERT_FALSE(screens.empty());
+  EXPECT_EQ(screens.front().frame, *bounds) << "the primary screen is the main display";
+  for (const Screen& screen : screens) {
+    EXPECT_FALSE(screen.frame.isEmpty());
+    EXPECT_GE(screen.visibleFrame.x, screen.frame.x);
+    EXPECT_GE(screen.visibleFrame.y, screen.frame.y);
+    EXPECT_LE(screen.visibleFrame.maxX(), screen.frame.maxX());
+    EXPECT_LE(screen.visibleFrame.maxY(), screen.frame.maxY());
+  }
+  const auto main = displays.mainScreen();
+  ASSERT_TRUE(main);
+  EXPECT_NE(std::find(screens.begin(), screens.end(), *main), screens.end());
+}
+
+TYPED_TEST(PlatformConformance, MouseEventsMoveThePointerOrSayWhyNot) {
+  MouseEvents& mouse = this->platform->mouse();
+  if (!this->platform->supports(Capability::mouseEvents)) {
+    auto location = mouse.pointerLocation();
+    ASSERT_FALSE(location);
+    EXPECT_TRUE(location.error().ends_with(".")) << location.error();
+    EXPECT_FALSE(mouse.post({MouseEventType::mouseMoved, {1, 1}, 0, 0}));
+    EXPECT_FALSE(mouse.postScrollWheel(1));
+    return;
+  }
+  ASSERT_TRUE(mouse.post({MouseEventType::mouseMoved, {12, 34}, 0, 0}));
+  auto location = mouse.pointerLocation();
+  ASSERT_TRUE(location);
+  EXPECT_EQ(*location, (Point{12, 34}));
+  EXPECT_TRUE(mouse.postScrollWheel(0));
+}
+
+TYPED_TEST(PlatformConformance, NestedMenusAnswerAPathOrSayWhyNot) {
+  std::vector<MenuItem> items(2);
+  items[0].title = "Top";
+  items[0].submenu.resize(1);
+  items[0].submenu[0].title = "Inner";
+  items[1].separator = true;
+  auto chosen = this->platform->popupMenus().popUpNestedAtMouse(items);
+  if (!this->platform->supports(Capability::popUpMenus)) {
+    ASSERT_FALSE(chosen);
+    EXPECT_TRUE(chosen.error().ends_with(".")) << chosen.error();
+    return;
+  }
+  ASSERT_TRUE(chosen);
+  if (*chosen) {
+    EXPECT_EQ(**chosen, (MenuItemPath{0, 0})) << "the one item that can be chosen";
+  }
+}
+
 TYPED_TEST(PlatformConformance, UserDefaultsKeepValuesAndReadSwitches) {
   UserDefaults& defaults = this->platform->userDefaults();
   const std::string key = "orla.conformance." + std::to_string(::getpid());

@@ -40,7 +40,9 @@ TEST(SimState, LoadsEveryKeyAndWritesTheSameShape) {
     ],
     "menuChoices": ["Safari", null],
     "alertAnswers": ["Stop"],
-    "userDefaults": {"orKeepInDockAndAppSwitcher": true}
+    "userDefaults": {"orKeepInDockAndAppSwitcher": true},
+    "screens": [{"frame": [0, 0, 1920, 1080], "visibleFrame": [0, 25, 1920, 1055]}],
+    "mainScreen": 0, "pointer": [960, 540]
     })");
   SimDesktop desktop;
   auto loaded = loadState(desktop, state);

@@ -94,7 +94,14 @@ TEST_F(PluginRegistryTest, SurvivesEmptyWrongAndHugeParameters) {
                         "button2Label", "button2", "Button2", "button1Action", "ButtonAction1",
                         "button2Action", "ButtonAction2", "provider",
                         "prompt", "systemPrompt", "model", "temperature", "maxTokens", "apiKey",
-                        "endpoint", "url", "method", "headers", "body", "timeout"};
+                        "endpoint", "url", "method", "headers", "body", "timeout", "menuPath",
+                        "MenuPath", "matchType", "items", "Items", "MenuName", "MenuIndex",
+                        "MenuSelection", "SubmenuName", "SubmenuIndex", "SubmenuSelection", "ItemName",
+                        "ItemIndex", "ItemSelection", "Application", "onlyDisplayMenu",
+                        "OnlyDisplayMenu", "displayOnly", "tile", "position", "x", "XValue", "y",
+                        "YValue", "width", "height", "widthPercent", "heightPercent", "origin",
+                        "Origin", "scrollCount", "Count", "scrollUnit", "Unit", "centerH", "centerV",
+                        "coordSystem", "movements", "Movements"};
   std::vector<ActionData> inputs{ActionData{}};
   for (const AnyCodable& value : values) {
     ActionData all;

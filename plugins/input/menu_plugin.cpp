@@ -1,0 +1,356 @@
+#include "plugins/input/menu_plugin.h"
+
+#include <filesystem>
+
+#include "models/parameter_readers.h"
+#include "models/text.h"
+#include "models/typing_target_context.h"
+#include "plugins/input/menu_popup.h"
+
+namespace orla {
+
+namespace {
+
+constexpr std::string_view kSubAction = "subAction";
+
+std::optional<std::int64_t> commandForName(std::string_view name) {
+  if (name == "fullBar" || name == "menu" || name == "fullMenuBar") return MenuPlugin::showMenuBar;
+  if (name == "submenu") return MenuPlugin::showSubmenu;
+  if (name == "click" || name == "item") return MenuPlugin::clickItem;
+  return std::nullopt;
+}
+
+// A stored level without a selection is matched by name when it has one,
+// by position otherwise.
+PathStep storedStep(const ActionData& data, Keys nameKeys, Keys indexKeys, Keys selectionKeys) {
+  PathStep step;
+  step.name = readStringOr(data, nameKeys);
+  step.index = readIntOr(data, indexKeys, 0);
+  const auto raw = readInt(data, selectionKeys);
+  step.selection = raw ? selectionFromRaw(*raw)
+                       : step.name.empty() ? Selection::index : Selection::nameFull;
+  return step;
+}
+
+bool hasAnyKey(const ActionData& data, Keys keys) {
+  for (std::string_view key : keys)
+    if (lookup(data, key)) return true;
+  return false;
+}
+
+std::vector<PathStep> stepsFromText(const ActionData& data) {
+  std::vector<PathStep> steps;
+  const auto text = readString(data, {"menuPath", "MenuPath"});
+  if (!text) return steps;
+  const auto raw = readInt(data, {"matchType"});
+  const Selection selection = raw ? selectionFromRaw(*raw, Selection::nameFull) : Selection::nameFull;
+  for (std::string& level : splitPathText(*text)) {
+    PathStep step;
+    if (selectsByIndex(selection)) step.index = AnyCodable(level).intValue().value_or(0);
+    step.name = std::move(level);
+    step.selection = selection;
+    steps.push_back(std::move(step));
+  }
+  return steps;
+}
+
+std::vector<PathStep> stepsFromItems(const ActionData& data) {
+  std::vector<PathStep> steps;
+  const AnyArray* items = readList(data, {"items", "Items"});
+  if (!items) return steps;
+  for (const AnyCodable& item : *items) {
+    if (const std::string* text = item.asString()) {
+      const std::string_view name = trimWhitespaceAndNewlines(*text);
+      if (!name.empty()) steps.push_back({std::string(name), 0, Selection::nameFull});
+    } else if (const AnyDictionary* level = item.asDictionary()) {
+      steps.push_back(storedStep(*level, {"ItemName", "name"}, {"ItemIndex", "index"}, {"ItemSelection", "selection"}));
+    }
+  }
+  return steps;
+}
+
+std::vector<PathStep> stepsFromOldestForm(const ActionData& data, std::int64_t command) {
+  std::vector<PathStep> steps;
+  if (hasAnyKey(data, {"MenuName", "MenuIndex", "MenuSelection"}))
+    steps.push_back(storedStep(data, {"MenuName"}, {"MenuIndex"}, {"MenuSelection"}));
+  if (command == MenuPlugin::showSubmenu) return steps;
+  if (hasAnyKey(data, {"SubmenuName", "SubmenuIndex", "SubmenuSelection"}))
+    steps.push_back(storedStep(data, {"SubmenuName"}, {"SubmenuIndex"}, {"SubmenuSelection"}));
+  if (hasAnyKey(data, {"ItemName", "ItemIndex", "ItemSelection"}))
+    steps.push_back(storedStep(data, {"ItemName"}, {"ItemIndex"}, {"ItemSelection"}));
+  return steps;
+}
+
+std::string standardized(std::string_view path) {
+  if (path.empty()) return {};
+  std::string normal = std::filesystem::path(path).lexically_normal().string();
+  while (normal.size() > 1 && normal.back() == '/') normal.pop_back();
+  return normal;
+}
+
+// "/Applications/TextEdit.app" is shown as TextEdit; a bundle identifier or
+// a name as it stands.
+std::string displayNameOf(std::string_view application) {
+  if (application.find('/') == std::string_view::npos) return std::string(application);
+  std::filesystem::path path(standardized(application));
+  std::string name = path.filename().string();
+  if (name.ends_with(".app")) name.resize(name.size() - 4);
+  return name;
+}
+
+}  // namespace
+
+MenuPlugin::MenuPlugin() : MenuPlugin(Platform::current()) {}
+MenuPlugin::MenuPlugin(std::shared_ptr<Platform> platform)
+    : platform_(std::move(platform)), reader_(platform_->accessibility()) {}
+
+std::int64_t MenuPlugin::resolvedActionType(const ActionData& data) {
+  const std::string sub = readRawString(data, kSubAction).value_or("");
+  if (auto command = commandForName(sub)) return *command;
+  if (auto number = readInt(data, {"actionType", "Action"}); number && *number != 0) {
+    if (*number > 2) return *number;
+    // Older actions that named an item stored a bar or menu command.
+    if ((*number == 1 || *number == 2) && hasAnyKey(data, {"MenuName", "ItemName"})) return clickItem;
+    return *number;
+  }
+  return commandForName(sub).value_or(clickItem);
+}
+
+std::vector<PathStep> MenuPlugin::pathSteps(const ActionData& data) {
+  if (auto steps = stepsFromText(data); !steps.empty()) return steps;
+  if (auto steps = stepsFromItems(data); !steps.empty()) return steps;
+  return stepsFromOldestForm(data, resolvedActionType(data));
+}
+
+std::optional<std::string> MenuPlugin::settingsProblem(const ActionData& data) {
+  const std::int64_t command = resolvedActionType(data);
+  if (command == showMenuBar) return std::nullopt;
+  if (command != showSubmenu && command != clickItem)
+    return std::string("Unknown menu command ").append(std::to_string(command)).append(". Choose a command from the menu.");
+  const std::vector<PathStep> steps = pathSteps(data);
+  if (steps.empty())
+    return command == showSubmenu ? "Enter the menu to show, one name per line, for example File or File > Export."
+                                  : "Enter the menu path to click, one name per line, for example File > Save…";
+  for (const PathStep& step : steps) {
+    if (selectsByIndex(step.selection)) {
+      if (step.index < 1)
+        return std::string(step.selection == Selection::index ? "Index (position)" : "Index from end") +
+               " needs a number of 1 or more for each level, one per line, for example 3 > 2.";
+    } else if (step.name.empty()) {
+      return "One of the menu names is empty. Enter a name for every level of the path, for example File > Save…";
+    }
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string> MenuPlugin::validate(const ActionData& data) const { return settingsProblem(data); }
+
+MenuPlugin::Target MenuPlugin::findTarget(const ActionData& data) const {
+  Workspace& workspace = platform_->workspace();
+  const ProcessId host = platform_->host().processIdentifier();
+  const std::string hostId = platform_->host().bundleIdentifier();
+  const auto usable = [&](const RunningApplication& app) {
+    return !app.terminated && app.processIdentifier != host;
+  };
+  if (const auto application = readString(data, {"applicationPath", "Application"})) {
+    const std::string path = standardized(platform_->environment().expandTilde(*application));
+    const auto running = workspace.runningApplications();
+    // By location or identifier first; a name as the user sees it last.
+    for (const RunningApplication& app : running)
+      if (usable(app) && ((!app.bundlePath.empty() && standardized(app.bundlePath) == path) ||
+                          (!app.executablePath.empty() && standardized(app.executablePath) == path) ||
+                          app.bundleIdentifier == *application))
+        return {app, std::nullopt};
+    for (const RunningApplication& app : running)
+      if (usable(app) && !app.localizedName.empty() && equalsIgnoringCase(app.localizedName, *application))
+        return {app, std::nullopt};
+    return {std::nullopt, orla::quoted(displayNameOf(*application)) + " is not running. Launch it, then click Test again."};
+  }
+  const auto front = workspace.frontmostApplication();
+  if (!front) return {};
+  const bool hostInFront = front->processIdentifier == host || (!hostId.empty() && front->bundleIdentifier == hostId);
+  if (!hostInFront) return {front, std::nullopt};
+  if (const auto last = TypingTargetContext::lastUserAppBundleID())
+    for (const RunningApplication& app : workspace.runningApplications())
+      if (usable(app) && app.bundleIdentifier == *last) return {app, std::nullopt};
+  return {std::nullopt,
+          "This command works on the menu bar of a specific application and cannot be tested from inside Orla "
+          "alone. Click into the application whose menu you want (for example TextEdit), then come back and "
+          "click Test. Or enter the application in the Application field."};
+}
+
+std::optional<std::string> MenuPlugin::targetApplicationProblem(const ActionData& data) const {
+  return findTarget(data).problem;
+}
+
+void MenuPlugin::bringToFront(const RunningApplication& app) {
+  Workspace& workspace = platform_->workspace();
+  const auto isFront = [&] {
+    const auto front = workspace.frontmostApplication();
+    return front && front->processIdentifier == app.processIdentifier;
+  };
+  if (isFront()) return;
+  workspace.activate(app.processIdentifier, activation_options::ignoringOtherApps);
+  // The menus are worked on even when it does not come forward in time.
+  for (int poll = 0; poll < activationPolls; ++poll) {
+    platform_->clock().sleep(activationPoll);
+    if (isFront()) return;
+  }
+}
+
+std::optional<AXElement> MenuPlugin::pick(const std::vector<AXElement>& children, const PathStep& step) const {
+  const auto count = static_cast<std::int64_t>(children.size());
+  if (selectsByIndex(step.selection)) {
+    if (step.index < 1 || step.index > count) return std::nullopt;
+    return children[static_cast<std::size_t>(step.selection == Selection::index ? step.index - 1 : count - step.index)];
+  }
+  const NameMatcher matcher(step.name, step.selection);
+  for (const AXElement& child : children)
+    if (matcher.matches(reader_.title(child))) return child;
+  return std::nullopt;
+}
+
+MenuPlugin::Walk MenuPlugin::walk(const AXElement& menuBar, const std::vector<PathStep>& steps, bool opening,
+                                  bool openLast) const {
+  Walk result;
+  AXElement current = menuBar;
+  for (std::size_t level = 0; level < steps.size(); ++level) {
+    std::vector<AXElement> children = reader_.children(current);
+    const auto child = pick(children, steps[level]);
+    if (!child) {
+      result.failedLevel = level;
+      result.failedChildren = std::move(children);
+      return result;
+    }
+    const bool last = level + 1 == steps.size();
+    const auto submenu = reader_.submenu(*child);
+    // Only what opens a menu is pressed: pressing an item without one would
+    // choose it, part-way down a path that goes deeper than the menus.
+    if (opening && submenu && (!last || openLast)) {
+      if (reader_.perform(*child, "AXPress")) result.opened.push_back(*child);
+      platform_->clock().sleep(openingStep);
+    }
+    if (last) {
+      result.found = *child;
+      return result;
+    }
+    current = submenu.value_or(*child);
+  }
+  return result;
+}
+
+void MenuPlugin::cancelOpened(const Walk& walk) const {
+  for (auto it = walk.opened.rbegin(); it != walk.opened.rend(); ++it) reader_.perform(*it, "AXCancel");
+}
+
+std::string MenuPlugin::notFound(const std::vector<PathStep>& steps, const Walk& walk,
+                                 const std::string& appName) const {
+  const std::size_t level = walk.failedLevel;
+  std::string message = "Menu item “";
+  message.append(pathLabel(steps)).append("” not found in ").append(appName);
+  message.append(": no “").append(steps[level].label()).append("” in ");
+  if (level == 0) message += "the menu bar.";
+  else message.append("the ").append(steps[level - 1].label()).append(" menu.");
+  std::vector<std::string> titles;
+  for (const AXElement& child : walk.failedChildren)
+    if (std::string title = reader_.title(child); !title.empty()) titles.push_back(std::move(title));
+  if (!titles.empty()) {
+    message += " Items there: ";
+    for (std::size_t i = 0; i < titles.size() && i < listedSiblings; ++i) {
+      if (i) message += ", ";
+      message += titles[i];
+    }
+    if (titles.size() > listedSiblings) message.append(", … (").append(std::to_string(titles.size())).append(" items)");
+    message += ".";
+  } else if (level > 0) {
+    message += " That menu reported no items; it may only fill when opened.";
+  }
+  return message;
+}
+
+Checked<AXElement> MenuPlugin::resolve(const AXElement& menuBar, const std::vector<PathStep>& steps,
+                                       const std::string& appName) const {
+  if (Walk quiet = walk(menuBar, steps, false, false); quiet.found) return *quiet.found;
+  // Some menus fill only when they are opened.
+  Walk opening = walk(menuBar, steps, true, false);
+  if (opening.found) return *opening.found;
+  cancelOpened(opening);
+  return fail(notFound(steps, opening, appName));
+}
+
+PluginResult MenuPlugin::showSubmenuOf(const AXElement& menuBar, const std::vector<PathStep>& steps,
+                                       const ActionData& data, const std::string& appName) {
+  const auto element = resolve(menuBar, steps, appName);
+  if (!element) return PluginResult::failure(element.error());
+  const auto submenu = reader_.submenu(*element);
+  if (!submenu)
+    return PluginResult::failure(std::string("Menu “")
+                                     .append(pathLabel(steps))
+                                     .append("” in ")
+                                     .append(appName)
+                                     .append(" is an item, not a menu, so it has nothing to show. Choose the click "
+                                             "command to press it."));
+  // "displayOnly" opens the application's own menu where it stands instead
+  // of showing a copy of it at the pointer.
+  if (readSwitchOr(data, {"displayOnly"})) {
+    Walk shown = walk(menuBar, steps, true, true);
+    if (!shown.found) {
+      cancelOpened(shown);
+      return PluginResult::failure(notFound(steps, shown, appName));
+    }
+    return PluginResult::silentSuccess();
+  }
+  return popUpMenuMirror(*platform_, reader_, *submenu, submenuDepth, MenuMirror::submenu, appName);
+}
+
+PluginResult MenuPlugin::click(const AXElement& menuBar, const std::vector<PathStep>& steps, const ActionData& data,
+                               const std::string& appName) {
+  const std::string label = pathLabel(steps);
+  if (readSwitchOr(data, {"onlyDisplayMenu", "OnlyDisplayMenu"})) {
+    // The real menus are opened down to the item, which is shown but not
+    // pressed (pressing an item without a submenu would choose it).
+    Walk shown = walk(menuBar, steps, true, true);
+    if (!shown.found) {
+      cancelOpened(shown);
+      return PluginResult::failure(notFound(steps, shown, appName));
+    }
+    return PluginResult::silentSuccess();
+  }
+  const auto element = resolve(menuBar, steps, appName);
+  if (!element) return PluginResult::failure(element.error());
+  if (!reader_.isEnabled(*element))
+    return PluginResult::failure("“" + label + "” is disabled in " + appName +
+                                 " right now (greyed out), so nothing happened.");
+  if (!reader_.perform(*element, "AXPress") && !reader_.perform(*element, "AXPick"))
+    return PluginResult::failure(appName + " did not accept the click on “" + label + "”.");
+  return PluginResult::silentSuccess();
+}
+
+PluginResult MenuPlugin::execute(const ActionData& data) {
+  if (auto problem = settingsProblem(data)) return PluginResult::failure(std::move(*problem));
+  if (!platform_->supports(Capability::accessibility))
+    return PluginResult::failure(std::string(kAccessibilityUnavailable));
+  const Target target = findTarget(data);
+  if (!target.app)
+    return PluginResult::failure(
+        target.problem.value_or("No application to work on. Click into the target application first, then try again."));
+  const RunningApplication& app = *target.app;
+  const std::string name = app.localizedName.empty() ? "the application" : app.localizedName;
+  bringToFront(app);
+
+  const auto menuBar = reader_.menuBar(app.processIdentifier);
+  if (!menuBar)
+    return PluginResult::failure("Cannot read the menu bar of " + name +
+                                 ". Allow Orla Pro in System Settings → Privacy & Security → Accessibility, and "
+                                 "make sure " + name + " has a menu bar.");
+  const std::int64_t command = resolvedActionType(data);
+  if (command == showMenuBar) {
+    if (reader_.children(*menuBar).empty()) return PluginResult::failure("The menu bar of " + name + " is empty.");
+    return popUpMenuMirror(*platform_, reader_, *menuBar, menuBarDepth, MenuMirror::menuBar, name);
+  }
+  const std::vector<PathStep> steps = pathSteps(data);
+  if (command == showSubmenu) return showSubmenuOf(*menuBar, steps, data, name);
+  return click(*menuBar, steps, data, name);
+}
+
+}  // namespace orla
