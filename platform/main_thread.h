@@ -7,6 +7,8 @@
 
 #include <cstddef>
 #include <functional>
+#include <optional>
+#include <type_traits>
 
 namespace orla {
 
@@ -30,6 +32,21 @@ class MainThread {
 inline void postToMainThread(MainThread& mainThread, MainThread::Work work) {
   if (mainThread.isMainThread()) work();
   else mainThread.runAsync(std::move(work));
+}
+
+// Runs work that needs the main thread there and hands back its result: at
+// once when already on it, else through a synchronous hop.
+template <class Work>
+auto onMainThread(MainThread& mainThread, Work work) -> decltype(work()) {
+  using Result = decltype(work());
+  if (mainThread.isMainThread()) return work();
+  if constexpr (std::is_void_v<Result>) {
+    mainThread.runSync(work);
+  } else {
+    std::optional<Result> result;
+    mainThread.runSync([&] { result.emplace(work()); });
+    return std::move(*result);
+  }
 }
 
 }  // namespace orla

@@ -6,7 +6,7 @@ namespace orla {
 
 ScriptRun runScript(Scripting& scripting, MainThread& mainThread, std::string_view source) {
   ScriptRun run;
-  mainThread.runSync([&] {
+  onMainThread(mainThread, [&] {
     auto script = scripting.compile(source);
     if (!script) {
       run.status = ScriptRun::Status::unavailable;

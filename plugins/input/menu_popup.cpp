@@ -1,6 +1,5 @@
 #include "plugins/input/menu_popup.h"
 
-#include "plugins/input/on_main_thread.h"
 
 namespace orla {
 

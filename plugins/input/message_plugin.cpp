@@ -110,11 +110,7 @@ Checked<int> MessagePlugin::showAlert(const Alert& alert) {
         !host.hasVisibleTitledWindow())
       host.setActivationPolicy(ActivationPolicy::accessory);
   };
-  MainThread& main = platform_->mainThread();
-  if (main.isMainThread())
-    work();
-  else
-    main.runSync(work);
+  onMainThread(platform_->mainThread(), work);
   return response;
 }
 

@@ -6,7 +6,6 @@
 
 #include "models/parameter_readers.h"
 #include "plugins/input/accessibility_readers.h"
-#include "plugins/input/on_main_thread.h"
 
 namespace orla {
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "plugins/input/on_main_thread.h"
 #include "plugins/input/window_commands.h"
 
 namespace orla {

@@ -1,6 +1,5 @@
 #include "plugins/text/clipboard_mechanics.h"
 
-#include <type_traits>
 
 namespace orla {
 
@@ -12,38 +11,24 @@ constexpr auto kCopyPoll = std::chrono::milliseconds(50);
 
 }  // namespace
 
-template <class Work>
-auto ClipboardMechanics::onMainThread(Work work) -> decltype(work()) {
-  MainThread& main = platform_.mainThread();
-  if (main.isMainThread()) return work();
-  using Result = decltype(work());
-  if constexpr (std::is_void_v<Result>) {
-    main.runSync(work);
-  } else {
-    std::optional<Result> result;
-    main.runSync([&] { result.emplace(work()); });
-    return std::move(*result);
-  }
-}
-
 std::optional<std::string> ClipboardMechanics::readText() {
-  return onMainThread([&] { return platform_.pasteboard().text(); });
+  return onMainThread(platform_.mainThread(), [&] { return platform_.pasteboard().text(); });
 }
 
 Checked<void> ClipboardMechanics::writeText(std::string_view text) {
-  return onMainThread([&] { return platform_.pasteboard().setText(text); });
+  return onMainThread(platform_.mainThread(), [&] { return platform_.pasteboard().setText(text); });
 }
 
 std::int64_t ClipboardMechanics::changeCount() {
-  return onMainThread([&] { return platform_.pasteboard().changeCount(); });
+  return onMainThread(platform_.mainThread(), [&] { return platform_.pasteboard().changeCount(); });
 }
 
 PasteboardSnapshot ClipboardMechanics::snapshot() {
-  return onMainThread([&] { return platform_.pasteboard().snapshot(); });
+  return onMainThread(platform_.mainThread(), [&] { return platform_.pasteboard().snapshot(); });
 }
 
 Checked<void> ClipboardMechanics::restore(const PasteboardSnapshot& saved) {
-  return onMainThread([&] { return platform_.pasteboard().restore(saved); });
+  return onMainThread(platform_.mainThread(), [&] { return platform_.pasteboard().restore(saved); });
 }
 
 Checked<void> ClipboardMechanics::postCommandChord(KeyCode key) {

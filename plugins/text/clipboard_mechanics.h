@@ -57,9 +57,6 @@ class ClipboardMechanics {
   void wait(std::chrono::microseconds duration) { platform_.clock().sleep(duration); }
 
  private:
-  template <class Work>
-  auto onMainThread(Work work) -> decltype(work());
-
   Platform& platform_;
 };
 

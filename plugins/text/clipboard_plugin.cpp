@@ -339,50 +339,29 @@ PluginResult ClipboardPlugin::changeSelection(Command command, const ActionData&
 
 PluginResult ClipboardPlugin::finderPaths() {
   Platform& p = *platform_;
-  // Scripts run on the main thread, the caller waiting for the answer. A
-  // backend without AppleScript fails to compile with its own sentence.
-  std::optional<PluginResult> result;
-  auto work = [&] {
-    auto script = p.scripting().compile(finderSelectionScript());
-    if (!script) {
-      result = PluginResult::failure(script.error());
-      return;
-    }
-    if (!script.value()) {
-      result = PluginResult::failure("Could not build the Finder script.");
-      return;
-    }
-    const ScriptOutcome outcome = script.value()->execute();
-    if (outcome.error) {
-      const ScriptError& e = *outcome.error;
-      std::string message = "Could not read the Finder selection: " + scriptErrorText(e);
+  // The script runs on the main thread, the caller waiting for the answer.
+  const ScriptRun run = runScript(p.scripting(), p.mainThread(), finderSelectionScript());
+  switch (run.status) {
+    case ScriptRun::Status::unavailable: return PluginResult::failure(run.unavailableReason);
+    case ScriptRun::Status::notCompiled: return PluginResult::failure("Could not build the Finder script.");
+    case ScriptRun::Status::failed: {
+      std::string message = "Could not read the Finder selection: " + scriptErrorText(run.error);
       // -1743: the user has not allowed Orla to send Apple events to
       // Finder; -1744: the system is waiting for the user to decide.
-      if (e.number == -1743 || e.number == -1744)
+      if (run.error.number == -1743 || run.error.number == -1744)
         message += " If macOS asked to let Orla Pro control Finder, click OK and test again.";
-      result = PluginResult::failure(std::move(message));
-      return;
+      return PluginResult::failure(std::move(message));
     }
-    if (!outcome.stringValue) {
-      result = PluginResult::failure("Finder did not answer.");
-      return;
-    }
-    const std::string paths(trimWhitespaceAndNewlines(*outcome.stringValue));
-    if (paths.empty()) {
-      result = PluginResult::failure(
-          "Nothing is selected in the Finder and no Finder window is open. Select a file or folder first.");
-      return;
-    }
-    ClipboardMechanics clipboard(p);
-    if (auto written = clipboard.writeText(paths); !written) {
-      result = PluginResult::failure(written.error());
-      return;
-    }
-    result = PluginResult::success("Clipboard now contains the Finder path(s):\n" + transforms::displayCut(paths));
-  };
-  if (p.mainThread().isMainThread()) work();
-  else p.mainThread().runSync(work);
-  return std::move(*result);
+    case ScriptRun::Status::finished: break;
+  }
+  if (!run.stringValue) return PluginResult::failure("Finder did not answer.");
+  const std::string paths(trimWhitespaceAndNewlines(*run.stringValue));
+  if (paths.empty())
+    return PluginResult::failure(
+        "Nothing is selected in the Finder and no Finder window is open. Select a file or folder first.");
+  ClipboardMechanics clipboard(p);
+  if (auto written = clipboard.writeText(paths); !written) return PluginResult::failure(written.error());
+  return PluginResult::success("Clipboard now contains the Finder path(s):\n" + transforms::displayCut(paths));
 }
 
 PluginResult ClipboardPlugin::save() {
