@@ -17,7 +17,17 @@ bool isWhitespaceOrNewline(char32_t c) {
   return type == U_SPACE_SEPARATOR || type == U_LINE_SEPARATOR || type == U_PARAGRAPH_SEPARATOR;
 }
 
-std::string_view trimWhitespaceAndNewlines(std::string_view text) {
+bool isInlineSpace(char32_t c) {
+  if (c < 0x80) return c == ' ' || c == '\t';
+  return u_charType(static_cast<UChar32>(c)) == U_SPACE_SEPARATOR;
+}
+
+namespace {
+
+// The text without the code points at either end for which `drop` holds.
+// Invalid UTF-8 bytes are kept.
+template <class Drop>
+std::string_view trimIf(std::string_view text, Drop drop) {
   const auto* s = reinterpret_cast<const uint8_t*>(text.data());
   const auto length = static_cast<int32_t>(text.size());
   int32_t begin = 0;
@@ -25,7 +35,7 @@ std::string_view trimWhitespaceAndNewlines(std::string_view text) {
     int32_t next = begin;
     UChar32 c;
     U8_NEXT(s, next, length, c);
-    if (c < 0 || !isWhitespaceOrNewline(static_cast<char32_t>(c))) break;
+    if (c < 0 || !drop(static_cast<char32_t>(c))) break;
     begin = next;
   }
   int32_t end = length;
@@ -33,11 +43,17 @@ std::string_view trimWhitespaceAndNewlines(std::string_view text) {
     int32_t previous = end;
     UChar32 c;
     U8_PREV(s, begin, previous, c);
-    if (c < 0 || !isWhitespaceOrNewline(static_cast<char32_t>(c))) break;
+    if (c < 0 || !drop(static_cast<char32_t>(c))) break;
     end = previous;
   }
   return text.substr(static_cast<size_t>(begin), static_cast<size_t>(end - begin));
 }
+
+}  // namespace
+
+std::string_view trimWhitespaceAndNewlines(std::string_view text) { return trimIf(text, isWhitespaceOrNewline); }
+
+std::string_view trimSpaces(std::string_view text) { return trimIf(text, isInlineSpace); }
 
 icu::UnicodeString unicodeString(std::string_view utf8) {
   return icu::UnicodeString::fromUTF8(icu::StringPiece(utf8.data(), static_cast<int32_t>(utf8.size())));

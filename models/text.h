@@ -15,6 +15,14 @@ bool isWhitespaceOrNewline(char32_t c);
 // UTF-8 bytes are kept (they are not white space).
 std::string_view trimWhitespaceAndNewlines(std::string_view text);
 
+// White space within a line: tab and the space separators (Zs), no line
+// breaks.
+bool isInlineSpace(char32_t c);
+
+// The text without leading and trailing white space within a line; line
+// breaks stay.
+std::string_view trimSpaces(std::string_view text);
+
 // Full Unicode lowercase mapping, locale-independent ("ÄB" -> "äb").
 std::string toLowercase(std::string_view text);
 

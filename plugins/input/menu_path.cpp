@@ -48,31 +48,6 @@ std::vector<std::string> splitAt(std::string_view text, std::string_view separat
   }
 }
 
-// White space without the line breaks: the space separators and tab.
-bool isSpace(UChar32 c) { return c == '\t' || u_charType(c) == U_SPACE_SEPARATOR; }
-
-std::string_view trimSpaces(std::string_view text) {
-  const auto* s = reinterpret_cast<const uint8_t*>(text.data());
-  const auto length = static_cast<int32_t>(text.size());
-  int32_t begin = 0;
-  while (begin < length) {
-    int32_t next = begin;
-    UChar32 c;
-    U8_NEXT(s, next, length, c);
-    if (c < 0 || !isSpace(c)) break;
-    begin = next;
-  }
-  int32_t end = length;
-  while (end > begin) {
-    int32_t previous = end;
-    UChar32 c;
-    U8_PREV(s, begin, previous, c);
-    if (c < 0 || !isSpace(c)) break;
-    end = previous;
-  }
-  return text.substr(static_cast<size_t>(begin), static_cast<size_t>(end - begin));
-}
-
 bool isAscii(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }

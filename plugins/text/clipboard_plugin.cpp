@@ -42,18 +42,7 @@ SavedClipboard& savedClipboard() {
   return saved;
 }
 
-// A Boolean parameter: a bool, or an integer where non-zero is true.
-bool switchOf(const ActionData& data, Keys keys) {
-  for (std::string_view key : keys) {
-    const AnyCodable* value = lookup(data, key);
-    if (!value) continue;
-    if (const bool* b = value->asBool()) return *b;
-    if (const std::int64_t* i = value->asInt()) return *i != 0;
-  }
-  return false;
-}
-
-bool pasteAfter(const ActionData& data) { return switchOf(data, {"pasteAfter", "paste", "Paste"}); }
+bool pasteAfter(const ActionData& data) { return readSwitchOr(data, {"pasteAfter", "paste", "Paste"}); }
 
 std::optional<std::int64_t> commandNumber(const ActionData& data) {
   for (std::string_view key : {"actionType", "Action"})
@@ -154,7 +143,7 @@ std::vector<ReplaceRule> ReplaceRule::rules(const ActionData& data) {
           rule.replace = *text;
           break;
         }
-      rule.caseSensitive = switchOf(*fields, {"caseSensitive"});
+      rule.caseSensitive = readSwitchOr(*fields, {"caseSensitive"});
       if (!rule.search.empty()) out.push_back(std::move(rule));
     }
     break;
@@ -248,7 +237,7 @@ PluginResult ClipboardPlugin::execute(const ActionData& data) {
       return setClipboard(std::move(date), std::move(message), pasteAfter(data));
     }
     case Command::copy:
-    case Command::cut: return copyOrCut(command, switchOf(data, {"appendToClipboard"}));
+    case Command::cut: return copyOrCut(command, readSwitchOr(data, {"appendToClipboard"}));
     case Command::paste: {
       if (!ensureTypingTarget(p)) return PluginResult::failure(std::string(kNoPasteTarget));
       ClipboardMechanics clipboard(p);

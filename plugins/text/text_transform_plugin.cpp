@@ -72,13 +72,7 @@ std::optional<Transform> transformNamed(std::string_view name) {
 }
 
 // A Boolean parameter counts only as a Boolean or an integer.
-std::optional<bool> switchValue(const ActionData& data, std::string_view key) {
-  const AnyCodable* value = lookup(data, key);
-  if (!value) return std::nullopt;
-  if (const bool* b = value->asBool()) return *b;
-  if (const std::int64_t* i = value->asInt()) return *i != 0;
-  return std::nullopt;
-}
+std::optional<bool> switchValue(const ActionData& data, std::string_view key) { return readSwitch(data, {key}); }
 
 // A string parameter counts only as a string; anything else reads as empty.
 std::string stringValue(const ActionData& data, std::string_view key) {

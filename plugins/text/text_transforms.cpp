@@ -173,12 +173,6 @@ UCaseMap* titleCaseMap() {
 
 // ---- White space ----
 
-// Space separators and tab: white space within a line.
-inline bool isInlineSpace(char32_t c) {
-  if (c < 0x80) return c == ' ' || c == '\t';
-  return u_charType(static_cast<UChar32>(c)) == U_SPACE_SEPARATOR;
-}
-
 // The line trimmed, with every run of white space inside it folded to one
 // space, appended to `out`.
 void appendTrimmedLine(std::string_view line, std::string& out) {
@@ -377,6 +371,23 @@ std::string matchFailure(UErrorCode status, std::string_view pattern) {
   if (status == U_REGEX_STACK_OVERFLOW)
     return "The regex pattern " + quoted(pattern) + " needs too much memory on this text. Try a simpler pattern.";
   return "The regex pattern " + quoted(pattern) + " could not be applied to this text.";
+}
+
+// A matcher over `input` (which must outlive it) that gives up after the
+// time limit.
+struct BoundedMatcher {
+  std::unique_ptr<icu::RegexPattern> pattern;
+  std::unique_ptr<icu::RegexMatcher> matcher;
+};
+
+Checked<BoundedMatcher> boundedMatcher(std::string_view pattern, const icu::UnicodeString& input) {
+  BoundedMatcher made{compile(pattern), nullptr};
+  if (!made.pattern) return fail(invalidPattern(pattern));
+  UErrorCode status = U_ZERO_ERROR;
+  made.matcher.reset(made.pattern->matcher(input, status));
+  if (U_SUCCESS(status)) made.matcher->setTimeLimit(kRegexTimeLimit, status);
+  if (U_FAILURE(status)) return fail(matchFailure(status, pattern));
+  return made;
 }
 
 }  // namespace
@@ -639,13 +650,11 @@ std::optional<std::string> regexError(std::string_view pattern) {
 }
 
 Checked<std::string> regexReplace(std::string_view text, std::string_view pattern, std::string_view replacement) {
-  auto compiled = compile(pattern);
-  if (!compiled) return fail(invalidPattern(pattern));
   const icu::UnicodeString input = unicodeString(text);
+  auto made = boundedMatcher(pattern, input);
+  if (!made) return fail(made.error());
+  icu::RegexMatcher* matcher = made.value().matcher.get();
   UErrorCode status = U_ZERO_ERROR;
-  std::unique_ptr<icu::RegexMatcher> matcher(compiled->matcher(input, status));
-  if (U_FAILURE(status)) return fail(matchFailure(status, pattern));
-  matcher->setTimeLimit(kRegexTimeLimit, status);
   // The loop of replaceAll, written out: replaceAll drops the error of the
   // search that ran out of time and answers as if nothing matched.
   const icu::UnicodeString replacementText = unicodeString(replacement);
@@ -662,13 +671,11 @@ Checked<std::string> regexReplace(std::string_view text, std::string_view patter
 }
 
 Checked<std::string> regexExtract(std::string_view text, std::string_view pattern) {
-  auto compiled = compile(pattern);
-  if (!compiled) return fail(invalidPattern(pattern));
   const icu::UnicodeString input = unicodeString(text);
+  auto made = boundedMatcher(pattern, input);
+  if (!made) return fail(made.error());
+  icu::RegexMatcher* matcher = made.value().matcher.get();
   UErrorCode status = U_ZERO_ERROR;
-  std::unique_ptr<icu::RegexMatcher> matcher(compiled->matcher(input, status));
-  if (U_FAILURE(status)) return fail(matchFailure(status, pattern));
-  matcher->setTimeLimit(kRegexTimeLimit, status);
   const bool found = matcher->find(status);
   if (U_FAILURE(status)) return fail(matchFailure(status, pattern));
   if (!found) return fail("No match for the pattern " + quoted(pattern) + " in the text.");
