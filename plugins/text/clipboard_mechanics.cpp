@@ -1,6 +1,5 @@
 #include "plugins/text/clipboard_mechanics.h"
 
-
 namespace orla {
 
 namespace {
