@@ -13,6 +13,8 @@
 #include "platform/clock.h"
 #include "platform/environment.h"
 #include "platform/events.h"
+#include "platform/file_manager.h"
+#include "platform/file_workspace.h"
 #include "platform/files.h"
 #include "platform/host.h"
 #include "platform/http.h"
@@ -21,6 +23,7 @@
 #include "platform/notifications.h"
 #include "platform/pasteboard.h"
 #include "platform/popup_menus.h"
+#include "platform/printers.h"
 #include "platform/processes.h"
 #include "platform/scheduler.h"
 #include "platform/scripting.h"
@@ -73,6 +76,10 @@ class Platform {
     std::unique_ptr<Keychain> keychain;
     std::unique_ptr<Processes> processes;
     std::unique_ptr<Sounds> sounds;
+    // Documents, the Trash and printers.
+    std::unique_ptr<FileWorkspace> fileWorkspace;
+    std::unique_ptr<FileManager> fileManager;
+    std::unique_ptr<Printers> printers;
   };
 
   Platform(std::string name, Services services, std::set<Capability> capabilities);
@@ -100,6 +107,9 @@ class Platform {
   Keychain& keychain() const { return *services_.keychain; }
   Processes& processes() const { return *services_.processes; }
   Sounds& sounds() const { return *services_.sounds; }
+  FileWorkspace& fileWorkspace() const { return *services_.fileWorkspace; }
+  FileManager& fileManager() const { return *services_.fileManager; }
+  Printers& printers() const { return *services_.printers; }
 
   // The process default: the native desktop unless a host or a test put
   // another platform in its place.

@@ -368,6 +368,8 @@ Checked<void> loadState(SimDesktop& desktop, const json& state) {
   ORLA_TRY(loadKeychainState(desktop.keychain(), state));
   ORLA_TRY(loadProgramsState(desktop.programs(), state));
   ORLA_TRY(loadSoundsState(desktop.sounds(), state));
+  ORLA_TRY(loadDocumentsState(desktop.documents(), state));
+  ORLA_TRY(loadFinderState(desktop.finder(), state));
 
   if (auto it = state.find("lastUserApp"); it != state.end()) {
     if (it->is_null()) TypingTargetContext::setLastUserAppBundleID(std::nullopt);
@@ -459,6 +461,8 @@ json saveState(const SimDesktop& desktop) {
   saveKeychainState(desktop.keychain(), state);
   saveProgramsState(desktop.programs(), state);
   saveSoundsState(desktop.sounds(), state);
+  saveDocumentsState(desktop.documents(), state);
+  saveFinderState(desktop.finder(), state);
   return state;
 }
 

@@ -32,7 +32,10 @@
 // "keychain" holds the simulated keychain's items and access (see
 // sim_keychain.h); "appleShortcuts", "shortcutsReachHelper" and
 // "missingPrograms" the programs (sim_programs.h); "systemSounds" the names
-// of the system sounds (sim_sounds.h).
+// of the system sounds (sim_sounds.h); "urlHandlers", "documentHandlers",
+// "recentDocuments", "trashFolder", "printers", "defaultPrinter" and
+// "printJobs" the documents side (sim_documents.h); "finder" the Finder's
+// selection and windows (sim_finder.h).
 //
 // A text field's selection is a start and a length in UTF-16 units. "quit"
 // is "quits", "asksToSave" (only forced termination ends it) or "refuses".

@@ -5,6 +5,7 @@
 #include <new>
 
 #include "plugins/apps/application_plugin.h"
+#include "plugins/apps/file_operation_plugin.h"
 #include "plugins/flow/conditional_plugin.h"
 #include "plugins/framework/orla_plugin.h"
 #include "plugins/input/key_shortcut_plugin.h"
@@ -45,7 +46,7 @@ constexpr std::array<Row, 31> kTable{{
     {{"CommandShortcut", "ShellCommandPlugin", true}, &make<ShellCommandPlugin>},
     {{"ConditionalAction", "ConditionalPlugin", true}, &make<ConditionalPlugin>},
     {{"DocumentShortcut", "DocumentPlugin", false}, nullptr},
-    {{"FileOperationAction", "FileOperationPlugin", false}, nullptr},
+    {{"FileOperationAction", "FileOperationPlugin", true}, &make<FileOperationPlugin>},
     {{"FinderWindowShortcut", "FinderWindowPlugin", false}, nullptr},
     {{"FocusModeAction", "FocusModePlugin", false}, nullptr},
     {{"FolderShortcut", "FolderPlugin", false}, nullptr},
