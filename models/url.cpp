@@ -69,8 +69,10 @@ std::optional<std::string> filePathFromURL(std::string_view url) {
   std::string scheme = parsed->scheme;
   for (char& c : scheme) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
   if (scheme != "file") return std::nullopt;
-  std::vector<char> path(parsed->text.size() + 1, '\0');
-  if (uriUriStringToUnixFilenameA(parsed->text.c_str(), path.data()) != URI_SUCCESS) return std::nullopt;
+  // The converter knows the scheme in lowercase only.
+  const std::string text = "file" + parsed->text.substr(4);
+  std::vector<char> path(text.size() + 1, '\0');
+  if (uriUriStringToUnixFilenameA(text.c_str(), path.data()) != URI_SUCCESS) return std::nullopt;
   std::string out(path.data());
   // "file://localhost/tmp" names "/tmp" on this machine.
   if (out.rfind("localhost/", 0) == 0) out.erase(0, 9);

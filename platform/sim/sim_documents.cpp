@@ -236,7 +236,11 @@ class SimFileWorkspace : public FileWorkspace {
     return std::find(std::begin(kPackageExtensions), std::end(kPackageExtensions), ext) != std::end(kPackageExtensions);
   }
 
-  std::string displayName(std::string_view path) const override { return fileName(path); }
+  // Applications show without their ".app", as the Finder shows them.
+  std::string displayName(std::string_view path) const override {
+    if (auto bundle = installedBundle(*desktop_, path)) return bundleDisplayName(*bundle);
+    return fileName(path);
+  }
 
   Checked<void> reveal(std::string_view path) override {
     const std::string standard = standardizedPath(path);

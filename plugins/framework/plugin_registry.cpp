@@ -6,6 +6,7 @@
 
 #include "plugins/apps/application_plugin.h"
 #include "plugins/apps/file_operation_plugin.h"
+#include "plugins/apps/url_plugin.h"
 #include "plugins/flow/conditional_plugin.h"
 #include "plugins/framework/orla_plugin.h"
 #include "plugins/input/key_shortcut_plugin.h"
@@ -67,7 +68,7 @@ constexpr std::array<Row, 31> kTable{{
     {{"SpeechAction", "SpeechPlugin", false}, nullptr},
     {{"SystemShortcut", "SystemPlugin", true}, &make<SystemPlugin>},
     {{"TextTransformAction", "TextTransformPlugin", true}, &make<TextTransformPlugin>},
-    {{"URLShortcut", "URLPlugin", false}, nullptr},
+    {{"URLShortcut", "URLPlugin", true}, &make<URLPlugin>},
     {{"WebAPIAction", "WebAPIPlugin", true}, &make<WebAPIPlugin>},
     {{"WindowShortcut", "WindowPlugin", false}, nullptr},
 }};
