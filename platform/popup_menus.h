@@ -22,6 +22,9 @@ struct MenuItem {
   bool enabled = true;
   // What the chooser acts on, for example a bundle identifier.
   std::string payload;
+  // Or the file or folder whose icon the item shows (the workspace's icon
+  // for that item, scaled to menu size); empty for none.
+  std::string iconFilePath;
 };
 
 class PopupMenus {

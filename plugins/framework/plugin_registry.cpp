@@ -5,6 +5,7 @@
 #include <new>
 
 #include "plugins/apps/application_plugin.h"
+#include "plugins/apps/document_plugin.h"
 #include "plugins/apps/file_operation_plugin.h"
 #include "plugins/apps/url_plugin.h"
 #include "plugins/flow/conditional_plugin.h"
@@ -46,7 +47,7 @@ constexpr std::array<Row, 31> kTable{{
     {{"ClipboardShortcut", "ClipboardPlugin", true}, &make<ClipboardPlugin>},
     {{"CommandShortcut", "ShellCommandPlugin", true}, &make<ShellCommandPlugin>},
     {{"ConditionalAction", "ConditionalPlugin", true}, &make<ConditionalPlugin>},
-    {{"DocumentShortcut", "DocumentPlugin", false}, nullptr},
+    {{"DocumentShortcut", "DocumentPlugin", true}, &make<DocumentPlugin>},
     {{"FileOperationAction", "FileOperationPlugin", true}, &make<FileOperationPlugin>},
     {{"FinderWindowShortcut", "FinderWindowPlugin", false}, nullptr},
     {{"FocusModeAction", "FocusModePlugin", false}, nullptr},
