@@ -7,6 +7,7 @@
 #include "plugins/apps/application_plugin.h"
 #include "plugins/apps/document_plugin.h"
 #include "plugins/apps/file_operation_plugin.h"
+#include "plugins/apps/finder_window_plugin.h"
 #include "plugins/apps/url_plugin.h"
 #include "plugins/flow/conditional_plugin.h"
 #include "plugins/framework/orla_plugin.h"
@@ -49,7 +50,7 @@ constexpr std::array<Row, 31> kTable{{
     {{"ConditionalAction", "ConditionalPlugin", true}, &make<ConditionalPlugin>},
     {{"DocumentShortcut", "DocumentPlugin", true}, &make<DocumentPlugin>},
     {{"FileOperationAction", "FileOperationPlugin", true}, &make<FileOperationPlugin>},
-    {{"FinderWindowShortcut", "FinderWindowPlugin", false}, nullptr},
+    {{"FinderWindowShortcut", "FinderWindowPlugin", true}, &make<FinderWindowPlugin>},
     {{"FocusModeAction", "FocusModePlugin", false}, nullptr},
     {{"FolderShortcut", "FolderPlugin", false}, nullptr},
     {{"InterfaceShortcut", "InterfacePlugin", false}, nullptr},
