@@ -4,7 +4,6 @@
 #include <unordered_map>
 
 #include "models/text.h"
-#include "models/utf8.h"
 #include "plugins/apps/file_transfer.h"
 
 namespace orla {
@@ -104,11 +103,6 @@ class Resolver {
   std::unordered_map<std::string, std::string> links_;
 };
 
-std::string asUtf8(std::string bytes) {
-  if (isValidUtf8(bytes)) return bytes;
-  return toUtf8(toUtf16(bytes));
-}
-
 std::vector<std::string> lines(const std::string& text) {
   std::vector<std::string> out;
   std::size_t at = 0;
@@ -186,26 +180,6 @@ std::optional<std::string> firstUnsafeEntry(const std::vector<ArchiveEntry>& ent
   for (const ArchiveEntry& entry : entries)
     if (!resolver.staysInside(entry.name)) return entry.name;
   return std::nullopt;
-}
-
-std::string ToolRun::message() const {
-  std::string_view text = trimWhitespaceAndNewlines(errors);
-  if (text.empty()) text = trimWhitespaceAndNewlines(output);
-  return std::string(text);
-}
-
-Checked<ToolRun> runTool(Processes& processes, std::string_view executable, std::vector<std::string> arguments,
-                         std::string workingDirectory, std::size_t limit) {
-  CapturedOutput out(limit), err(limit);
-  auto exit = processes.run({std::string(executable), std::move(arguments), std::move(workingDirectory)}, out, err);
-  if (!exit) return fail(exit.error());
-  if (out.cut() || err.cut()) return fail("The output of " + std::string(executable) + " is too long to read.");
-  ToolRun run;
-  run.status = exit->status;
-  run.signalled = exit->reason == ProcessExit::Reason::signalled;
-  run.output = asUtf8(out.bytes());
-  run.errors = asUtf8(err.bytes());
-  return run;
 }
 
 std::string archivePathFor(std::string_view source, std::string_view destination, bool destinationIsFolder) {

@@ -13,6 +13,7 @@
 
 #include "models/checked.h"
 #include "platform/platform.h"
+#include "plugins/apps/tool_run.h"
 
 namespace orla {
 
@@ -38,22 +39,6 @@ using DiskLinkLookup = std::function<std::optional<std::string>(const std::strin
 // followed to a depth of 40, as the system does; deeper counts as outside.
 std::optional<std::string> firstUnsafeEntry(const std::vector<ArchiveEntry>& entries, const std::filesystem::path& root,
                                             const DiskLinkLookup& diskLink);
-
-// A tool's run: how it ended and what it wrote, as UTF-8.
-struct ToolRun {
-  int status = 0;
-  bool signalled = false;
-  std::string output;  // standard output
-  std::string errors;  // standard error
-  // The error output, else the output, trimmed.
-  std::string message() const;
-};
-
-// Runs the program with its output captured (up to `limit` bytes of each
-// stream); fails with the system's sentence when it cannot start, or when
-// the output passed the limit.
-Checked<ToolRun> runTool(Processes& processes, std::string_view executable, std::vector<std::string> arguments,
-                         std::string workingDirectory = {}, std::size_t limit = std::size_t{1} << 20);
 
 // The archive a compression writes: into a destination folder (one that
 // ends with "/" or exists) as the source's name plus ".zip"; to another

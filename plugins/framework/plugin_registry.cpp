@@ -8,6 +8,7 @@
 #include "plugins/apps/document_plugin.h"
 #include "plugins/apps/file_operation_plugin.h"
 #include "plugins/apps/finder_window_plugin.h"
+#include "plugins/apps/print_plugin.h"
 #include "plugins/apps/url_plugin.h"
 #include "plugins/flow/conditional_plugin.h"
 #include "plugins/framework/orla_plugin.h"
@@ -64,7 +65,7 @@ constexpr std::array<Row, 31> kTable{{
     {{"OrlaShortcut", "OrlaPlugin", true}, &make<OrlaPlugin>},
     {{"PauseShortcut", "PausePlugin", false}, nullptr},
     {{"PreferenceShortcut", "PreferencePlugin", false}, nullptr},
-    {{"PrintShortcut", "PrintPlugin", false}, nullptr},
+    {{"PrintShortcut", "PrintPlugin", true}, &make<PrintPlugin>},
     {{"ShortcutsAppAction", "ShortcutsAppPlugin", true}, &make<ShortcutsAppPlugin>},
     {{"SoundShortcut", "SoundPlugin", true}, &make<SoundPlugin>},
     {{"SpeechAction", "SpeechPlugin", false}, nullptr},
