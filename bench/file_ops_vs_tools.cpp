@@ -7,10 +7,14 @@
 // own overhead per operation: the plugin against the bare work on one small
 // file (a copy_file, a zip run), many times.
 //
+// Every timed step starts after sync(2), and tool and plugin take turns
+// going first.
+//
 // Usage: orla_file_ops_vs_tools [--dir FOLDER] [--files 10000] [--big-mib 1024] [--runs 3]
 //        (default folder: a new one in the system's temporary folder, removed after)
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -38,6 +42,21 @@ using Clock = std::chrono::steady_clock;
 
 double secondsSince(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+double cpuSeconds(const rusage& usage) {
+  return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+         static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+}
+
+// The processor time of this process and its finished children so far:
+// what a step costs whoever does it, less sensitive than the wall clock to
+// the other work on a shared machine.
+double processorSeconds() {
+  rusage self{}, children{};
+  ::getrusage(RUSAGE_SELF, &self);
+  ::getrusage(RUSAGE_CHILDREN, &children);
+  return cpuSeconds(self) + cpuSeconds(children);
 }
 
 // Runs a program to its end, its output thrown away; fails the benchmark
@@ -106,15 +125,26 @@ double median(std::vector<double> values) {
   return values[values.size() / 2];
 }
 
+struct Times {
+  double wall = 0, processor = 0;
+};
+
 struct Pair {
   std::string what;
-  std::vector<double> tool, plugin;
+  std::vector<Times> tool, plugin;
 };
 
 void printPair(const Pair& pair, const std::string& toolName) {
-  const double t = median(pair.tool), p = median(pair.plugin);
-  std::printf("  %-34s %-12s %9.3f s   plugin %9.3f s   plugin ÷ tool %.3f  (%s)\n", pair.what.c_str(),
-              toolName.c_str(), t, p, p / t, p <= t * 1.10 ? "within 10%" : "over 10%");
+  const auto medianOf = [](const std::vector<Times>& times, double Times::*field) {
+    std::vector<double> values;
+    for (const Times& t : times) values.push_back(t.*field);
+    return median(values);
+  };
+  for (auto [field, label] : {std::pair{&Times::wall, "wall"}, std::pair{&Times::processor, "CPU "}}) {
+    const double t = medianOf(pair.tool, field), p = medianOf(pair.plugin, field);
+    std::printf("  %-30s %s %-10s %8.3f s   plugin %8.3f s   plugin ÷ tool %.3f  (%s)\n", pair.what.c_str(), label,
+                toolName.c_str(), t, p, p / t, p <= t * 1.10 ? "within 10%" : "over 10%");
+  }
 }
 
 void expectSuccess(const orla::PluginResult& result) {
@@ -157,51 +187,79 @@ int main(int argc, char** argv) {
     Pair copy{"copy, " + label, {}, {}}, zip{"compress, " + label, {}, {}};
     const fs::path target = out / source.filename();
     const fs::path archive = out / (source.filename().string() + ".zip");
-    for (int run = 0; run < runs; ++run) {
-      auto start = Clock::now();
-      runTool({"/bin/cp", "-r", source.string(), target.string()});
-      copy.tool.push_back(secondsSince(start));
-      fs::remove_all(target);
-      start = Clock::now();
+    // Each timed step starts with nothing left to write back, and the two
+    // sides take turns going first, so that neither pays for the other's
+    // files being written out or deleted.
+    const auto timed = [](const std::function<void()>& work) {
+      ::sync();
+      const double processorStart = processorSeconds();
+      const auto start = Clock::now();
+      work();
+      return Times{secondsSince(start), processorSeconds() - processorStart};
+    };
+    const auto toolCopy = [&] { runTool({"/bin/cp", "-r", source.string(), target.string()}); };
+    const auto pluginCopy = [&] {
       expectSuccess(plugin.execute({{"source", source.string()}, {"destination", target.string()}}));
-      copy.plugin.push_back(secondsSince(start));
-      fs::remove_all(target);
-
-      start = Clock::now();
+    };
+    const auto toolZip = [&] {
       runTool({"/usr/bin/zip", "-r", "-q", archive.string(), source.filename().string()}, source.parent_path());
-      zip.tool.push_back(secondsSince(start));
-      fs::remove(archive);
-      start = Clock::now();
+    };
+    const auto pluginZip = [&] {
       expectSuccess(plugin.execute({{"subAction", "zip"}, {"source", source.string()}, {"destination", archive.string()}}));
-      zip.plugin.push_back(secondsSince(start));
-      fs::remove(archive);
+    };
+    for (int run = 0; run < runs; ++run) {
+      const bool toolFirst = run % 2 == 0;
+      for (int side = 0; side < 2; ++side) {
+        const bool tool = (side == 0) == toolFirst;
+        if (tool) copy.tool.push_back(timed(toolCopy));
+        else copy.plugin.push_back(timed(pluginCopy));
+        fs::remove_all(target);
+      }
+      for (int side = 0; side < 2; ++side) {
+        const bool tool = (side == 0) == toolFirst;
+        if (tool) zip.tool.push_back(timed(toolZip));
+        else zip.plugin.push_back(timed(pluginZip));
+        fs::remove(archive);
+      }
     }
-    std::printf("\n%s (median of %d runs, wall time)\n", label.c_str(), runs);
+    std::printf("\n%s (median of %d runs: wall clock, then processor time of the process and its children)\n", label.c_str(), runs);
     printPair(copy, "cp -r");
     printPair(zip, "zip -r -q");
   }
 
-  // The plugin's own cost per operation: the same one small file many times.
+  // The plugin's own cost per operation: one small file, many times, each
+  // time to a new name (replacing an item costs the file system more than
+  // making one, whoever does it).
   const fs::path one = small / "part-0" / "file-0.txt";
   constexpr int kTimes = 300;
-  auto start = Clock::now();
-  for (int i = 0; i < kTimes; ++i) fs::copy_file(one, out / "bare.txt", fs::copy_options::overwrite_existing);
-  const double bareCopy = secondsSince(start) / kTimes;
-  start = Clock::now();
-  for (int i = 0; i < kTimes; ++i)
-    expectSuccess(plugin.execute({{"source", one.string()}, {"destination", (out / "plugin.txt").string()}}));
-  const double pluginCopy = secondsSince(start) / kTimes;
-  start = Clock::now();
+  const fs::path each = out / "each";
+  const auto fresh = [&] {
+    fs::remove_all(each);
+    fs::create_directories(each);
+  };
+  const auto name = [&](const char* stem, int i, const char* extension) {
+    return (each / (stem + std::to_string(i) + extension)).string();
+  };
+  fresh();
+  std::vector<double> bareCopies, pluginCopies, bareZips, pluginZips;
   for (int i = 0; i < kTimes; ++i) {
-    runTool({"/usr/bin/zip", "-r", "-q", (out / "bare.zip").string(), one.filename().string()}, one.parent_path());
-    fs::remove(out / "bare.zip");
+    auto start = Clock::now();
+    fs::copy_file(one, name("bare", i, ".txt"));
+    bareCopies.push_back(secondsSince(start));
+    start = Clock::now();
+    expectSuccess(plugin.execute({{"source", one.string()}, {"destination", name("plugin", i, ".txt")}}));
+    pluginCopies.push_back(secondsSince(start));
+    start = Clock::now();
+    runTool({"/usr/bin/zip", "-r", "-q", name("bare", i, ".zip"), one.filename().string()}, one.parent_path());
+    bareZips.push_back(secondsSince(start));
+    start = Clock::now();
+    expectSuccess(
+        plugin.execute({{"subAction", "zip"}, {"source", one.string()}, {"destination", name("plugin", i, ".zip")}}));
+    pluginZips.push_back(secondsSince(start));
   }
-  const double bareZip = secondsSince(start) / kTimes;
-  start = Clock::now();
-  for (int i = 0; i < kTimes; ++i)
-    expectSuccess(plugin.execute({{"subAction", "zip"}, {"source", one.string()}, {"destination", (out / "plugin.zip").string()}}));
-  const double pluginZip = secondsSince(start) / kTimes;
-  std::printf("\nOne small file, mean of %d operations\n", kTimes);
+  const double bareCopy = median(bareCopies), pluginCopy = median(pluginCopies);
+  const double bareZip = median(bareZips), pluginZip = median(pluginZips);
+  std::printf("\nOne small file, median of %d operations taking turns, each to a new name\n", kTimes);
   std::printf("  copy      bare copy_file %8.1f µs   plugin %8.1f µs   overhead %8.1f µs\n", bareCopy * 1e6,
               pluginCopy * 1e6, (pluginCopy - bareCopy) * 1e6);
   std::printf("  compress  bare zip run   %8.1f µs   plugin %8.1f µs   overhead %8.1f µs\n", bareZip * 1e6,
