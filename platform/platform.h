@@ -14,6 +14,8 @@
 #include "platform/displays.h"
 #include "platform/environment.h"
 #include "platform/events.h"
+#include "platform/file_manager.h"
+#include "platform/file_workspace.h"
 #include "platform/files.h"
 #include "platform/host.h"
 #include "platform/http.h"
@@ -22,6 +24,7 @@
 #include "platform/notifications.h"
 #include "platform/pasteboard.h"
 #include "platform/popup_menus.h"
+#include "platform/printers.h"
 #include "platform/processes.h"
 #include "platform/scheduler.h"
 #include "platform/scripting.h"
@@ -76,6 +79,10 @@ class Platform {
     std::unique_ptr<Sounds> sounds;
     std::unique_ptr<MouseEvents> mouse;
     std::unique_ptr<Displays> displays;
+    // Documents, the Trash and printers.
+    std::unique_ptr<FileWorkspace> fileWorkspace;
+    std::unique_ptr<FileManager> fileManager;
+    std::unique_ptr<Printers> printers;
   };
 
   Platform(std::string name, Services services, std::set<Capability> capabilities);
@@ -105,6 +112,9 @@ class Platform {
   Sounds& sounds() const { return *services_.sounds; }
   MouseEvents& mouse() const { return *services_.mouse; }
   Displays& displays() const { return *services_.displays; }
+  FileWorkspace& fileWorkspace() const { return *services_.fileWorkspace; }
+  FileManager& fileManager() const { return *services_.fileManager; }
+  Printers& printers() const { return *services_.printers; }
 
   // The process default: the native desktop unless a host or a test put
   // another platform in its place.

@@ -28,6 +28,9 @@ struct MenuItem {
   // The items of its submenu (shown by `popUpNestedAtMouse` only); an item
   // with a submenu opens it rather than being chosen.
   std::vector<MenuItem> submenu{};
+  // Or the file or folder whose icon the item shows (the workspace's icon
+  // for that item, scaled to menu size); empty for none.
+  std::string iconFilePath;
 };
 
 // Where the chosen item sits: its index in the top menu, then in each

@@ -11,6 +11,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include "platform/linux/cups_printers.h"
+#include "platform/linux/gio_services.h"
 #include "platform/local_notification_center.h"
 #include "platform/memory_user_defaults.h"
 #include "platform/platform.h"
@@ -77,9 +79,7 @@ class ProcWorkspace : public Workspace {
     return unavailable();
   }
   std::optional<std::string> applicationPath(std::string_view) const override { return std::nullopt; }
-  Checked<void> openURL(std::string_view) override {
-    return fail("Opening addresses is not available on this desktop in this build of Orla.");
-  }
+  Checked<void> openURL(std::string_view url) override { return openURIWithDefaultHandler(url); }
   bool itemExists(std::string_view path) const override {
     std::error_code ec;
     return !path.empty() && std::filesystem::exists(std::filesystem::path(path), ec);
@@ -138,9 +138,13 @@ std::shared_ptr<Platform> makeNativePlatform() {
   services.sounds = std::make_unique<UnavailableSounds>();
   services.mouse = std::make_unique<UnavailableMouseEvents>();
   services.displays = std::make_unique<UnavailableDisplays>();
+  services.fileWorkspace = linux_desktop::makeGioFileWorkspace();
+  services.fileManager = linux_desktop::makeGioFileManager();
+  services.printers = linux_desktop::makeCupsPrinters();
   return std::make_shared<Platform>(
       "linux", std::move(services),
-      std::set<Capability>{Capability::workspace, Capability::http, Capability::processes});
+      std::set<Capability>{Capability::workspace, Capability::http, Capability::processes, Capability::trash,
+                           Capability::recentDocuments, Capability::printers});
 }
 
 }  // namespace orla

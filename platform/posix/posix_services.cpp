@@ -6,7 +6,9 @@
 #include <unicode/locid.h>
 #include <unicode/timezone.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -62,6 +64,27 @@ bool PosixFiles::itemExists(std::string_view path) const {
   if (path.empty()) return false;
   struct stat info {};
   return ::stat(std::string(path).c_str(), &info) == 0;
+}
+
+}  // namespace orla::posix
+
+namespace orla::posix {
+
+Checked<FileAttributes> fileAttributes(std::string_view path) {
+  struct stat info {};
+  if (path.empty() || ::lstat(std::string(path).c_str(), &info) != 0) {
+    const int error = path.empty() ? ENOENT : errno;
+    return fail(std::string(std::strerror(error)) + ": “" + std::string(path) + "”.");
+  }
+  FileAttributes attributes;
+  if (S_ISREG(info.st_mode)) attributes.type = FileAttributes::Type::regular;
+  else if (S_ISDIR(info.st_mode)) attributes.type = FileAttributes::Type::directory;
+  else if (S_ISLNK(info.st_mode)) attributes.type = FileAttributes::Type::symbolicLink;
+  else attributes.type = FileAttributes::Type::other;
+  attributes.size = static_cast<std::uint64_t>(info.st_size);
+  attributes.modificationDate = TimePoint(std::chrono::duration_cast<TimePoint::duration>(
+      std::chrono::seconds(info.st_mtim.tv_sec) + std::chrono::nanoseconds(info.st_mtim.tv_nsec)));
+  return attributes;
 }
 
 }  // namespace orla::posix

@@ -5,6 +5,7 @@
 
 #include "platform/clock.h"
 #include "platform/environment.h"
+#include "platform/file_manager.h"
 #include "platform/files.h"
 
 namespace orla::posix {
@@ -28,6 +29,9 @@ class PosixFiles : public Files {
  public:
   bool itemExists(std::string_view path) const override;
 };
+
+// The item's own attributes by lstat(2); fails with the system's sentence.
+Checked<FileAttributes> fileAttributes(std::string_view path);
 
 // The home folder of `user` in the password database (the current user's
 // when empty); none when there is no such user.

@@ -240,15 +240,9 @@ Checked<void> SimDesktop::openURL(std::string_view url) {
   std::string scheme(url.substr(0, colon));
   std::transform(scheme.begin(), scheme.end(), scheme.begin(),
                  [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  if (untakenURLSchemes_.count(scheme))
+  if (!documents_.urlHandler(scheme))
     return fail("No application is set to open “" + scheme + ":” addresses.");
   return {};
-}
-
-void SimDesktop::setURLSchemeTaken(std::string scheme, bool taken) {
-  std::lock_guard lock(mutex_);
-  if (taken) untakenURLSchemes_.erase(scheme);
-  else untakenURLSchemes_.insert(std::move(scheme));
 }
 
 Workspace::ObserverToken SimDesktop::addActivationObserver(Workspace::ActivationObserver observer) {

@@ -4,7 +4,8 @@
 // and alerts answered from a script; a virtual clock whose sleeps return at
 // once) and a recorder: every sleep, notification, clipboard write,
 // activation, hide, quit, launch, menu, alert, script, program started,
-// sound played and address opened is logged in order for a test (or
+// sound played, address or document opened, item trashed or revealed,
+// Finder window change and print job is logged in order for a test (or
 // `--trace`) to read. The file system is the real one, shared with
 // the native backend, so file conditions and operations behave as they will
 // for the user.
@@ -24,6 +25,8 @@
 
 #include "platform/memory_user_defaults.h"
 #include "platform/platform.h"
+#include "platform/sim/sim_documents.h"
+#include "platform/sim/sim_finder.h"
 #include "platform/sim/sim_keychain.h"
 #include "platform/sim/sim_programs.h"
 #include "platform/sim/sim_sounds.h"
@@ -96,6 +99,9 @@ struct SimApplicationBundle {
   // none: it never does (it crashes on launch).
   std::optional<std::chrono::microseconds> launchDelay = std::chrono::microseconds(0);
   QuitBehaviour quit = QuitBehaviour::quits;
+  // false: it answers a request to open documents or addresses with an
+  // error, as an application that cannot read them does.
+  bool opensDocuments = true;
 };
 
 class SimDesktop {
@@ -184,10 +190,9 @@ class SimDesktop {
   std::optional<std::string> applicationPath(std::string_view bundleIdentifier) const;
   // An installed bundle, or an item of the real file system.
   bool itemExists(std::string_view path) const;
-  // Opens an address; recorded. Every address with a scheme opens, except
-  // those of a scheme no application takes.
+  // Opens an address with the application its scheme's handler names
+  // (documents().urlHandler); recorded.
   Checked<void> openURL(std::string_view url);
-  void setURLSchemeTaken(std::string scheme, bool taken);
 
   Workspace::ObserverToken addActivationObserver(Workspace::ActivationObserver observer);
   void removeActivationObserver(Workspace::ObserverToken token);
@@ -246,6 +251,11 @@ class SimDesktop {
   const SimPrograms& programs() const { return programs_; }
   SimSounds& sounds() { return sounds_; }
   const SimSounds& sounds() const { return sounds_; }
+  // Documents, the Trash and printers; the Finder. Each has a lock of its own.
+  SimDocuments& documents() { return documents_; }
+  const SimDocuments& documents() const { return documents_; }
+  SimFinder& finder() { return finder_; }
+  const SimFinder& finder() const { return finder_; }
 
   // Recorder.
   void record(std::string category, std::string text);
@@ -264,7 +274,6 @@ class SimDesktop {
   std::int64_t changeCount_ = 0;
   std::map<std::string, SimScriptAnswer> scripts_;
   std::vector<std::string> givenScripts_;
-  std::set<std::string> untakenURLSchemes_;
   bool trusted_ = true;
   HostIdentity host_;
   struct App {
@@ -311,6 +320,8 @@ class SimDesktop {
   SimPrograms programs_;
   SimSounds sounds_;
   SimUserInterface ui_;
+  SimDocuments documents_;
+  SimFinder finder_;
 };
 
 // A Platform whose every service is backed by `desktop`.

@@ -93,6 +93,7 @@ class SimProcesses : public Processes {
       return fail(posix::launchErrorDescription(ENOENT, launch.executable));
     if (launch.executable == kShortcutsTool) return shortcutsTool(launch.arguments, out, err);
     if (launch.executable == kOpenTool) return openTool(launch.arguments, err);
+    if (auto printed = runSimPrintTool(*desktop_, launch, out, err)) return std::move(*printed);
     return real_.run(launch, out, err);
   }
 

@@ -9,7 +9,10 @@
 //    its error output; it can be cut off from its helper application, as
 //    happens on a real Mac;
 //  - "/usr/bin/open" answers `-a NAME` by opening the installed application
-//    of that name, and `ADDRESS` by opening the address.
+//    of that name, and `ADDRESS` by opening the address;
+//  - the printing tools "/usr/bin/lpr", "/usr/bin/lpstat" and
+//    "/usr/bin/lpoptions" answer from the simulated printers
+//    (sim_documents.h), which the machine's own print system knows nothing of.
 //
 // Any program, modelled or real, can be marked missing, so that starting it
 // fails as it does for a path with nothing there.

@@ -80,10 +80,15 @@ class SimScript : public Script {
   ScriptOutcome execute() override {
     const std::string_view firstLine = std::string_view(source_).substr(0, source_.find('\n'));
     desktop_->record("script", "run “" + std::string(firstLine) + (firstLine.size() < source_.size() ? "…”" : "”"));
+    // A scripted answer first, so a test can make any script fail; then the
+    // Finder's model.
     auto answer = desktop_->scriptAnswer(source_);
-    if (!answer)
-      return {std::nullopt, ScriptError{"The simulated desktop has no answer for this script.", std::nullopt, -2700}};
-    return {answer->result, answer->error};
+    if (answer) return {answer->result, answer->error};
+    if (auto finder = desktop_->finder().answer(source_, [this](std::string change) {
+          desktop_->record("finder", std::move(change));
+        }))
+      return *finder;
+    return {std::nullopt, ScriptError{"The simulated desktop has no answer for this script.", std::nullopt, -2700}};
   }
 
  private:
@@ -292,13 +297,17 @@ std::shared_ptr<Platform> makeSimPlatform(std::shared_ptr<SimDesktop> desktop) {
   services.sounds = makeSimSounds(desktop);
   services.mouse = makeSimMouseEvents(desktop);
   services.displays = makeSimDisplays(desktop);
+  services.fileWorkspace = makeSimFileWorkspace(desktop);
+  services.fileManager = makeSimFileManager(desktop);
+  services.printers = makeSimPrinters(desktop);
   return std::make_shared<Platform>(
       "sim", std::move(services),
       std::set<Capability>{Capability::pasteboard, Capability::workspace, Capability::accessibility,
                            Capability::keyboardEvents, Capability::appleScript, Capability::popUpMenus,
                            Capability::alerts, Capability::applicationControl, Capability::http,
                            Capability::keychain, Capability::processes, Capability::sound,
-                           Capability::mouseEvents, Capability::displays});
+                           Capability::mouseEvents, Capability::displays, Capability::trash,
+                           Capability::recentDocuments, Capability::printers});
 }
 
 }  // namespace orla::sim

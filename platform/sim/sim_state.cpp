@@ -372,6 +372,8 @@ Checked<void> loadState(SimDesktop& desktop, const json& state) {
   ORLA_TRY(loadProgramsState(desktop.programs(), state));
   ORLA_TRY(loadSoundsState(desktop.sounds(), state));
   ORLA_TRY(loadUserInterfaceState(desktop.ui(), state));
+  ORLA_TRY(loadDocumentsState(desktop.documents(), state));
+  ORLA_TRY(loadFinderState(desktop.finder(), state));
 
   if (auto it = state.find("lastUserApp"); it != state.end()) {
     if (it->is_null()) TypingTargetContext::setLastUserAppBundleID(std::nullopt);
@@ -465,6 +467,8 @@ json saveState(const SimDesktop& desktop) {
   saveProgramsState(desktop.programs(), state);
   saveSoundsState(desktop.sounds(), state);
   saveUserInterfaceState(desktop.ui(), state);
+  saveDocumentsState(desktop.documents(), state);
+  saveFinderState(desktop.finder(), state);
   return state;
 }
 

@@ -34,7 +34,10 @@
 // "missingPrograms" the programs (sim_programs.h); "systemSounds" the names
 // of the system sounds (sim_sounds.h); "screens", "mainScreen", "pointer"
 // and each application's "menuBar", "windows" and "accessible" describe what
-// is on screen (see sim_ui_state.h).
+// is on screen (see sim_ui_state.h); "urlHandlers", "documentHandlers",
+// "recentDocuments", "trashFolder", "printers", "defaultPrinter" and
+// "printJobs" the documents side (sim_documents.h); "finder" the Finder's
+// selection and windows (sim_finder.h).
 //
 // A text field's selection is a start and a length in UTF-16 units. "quit"
 // is "quits", "asksToSave" (only forced termination ends it) or "refuses".

@@ -5,6 +5,11 @@
 #include <new>
 
 #include "plugins/apps/application_plugin.h"
+#include "plugins/apps/document_plugin.h"
+#include "plugins/apps/file_operation_plugin.h"
+#include "plugins/apps/finder_window_plugin.h"
+#include "plugins/apps/print_plugin.h"
+#include "plugins/apps/url_plugin.h"
 #include "plugins/flow/conditional_plugin.h"
 #include "plugins/framework/orla_plugin.h"
 #include "plugins/input/key_shortcut_plugin.h"
@@ -47,9 +52,9 @@ constexpr std::array<Row, 31> kTable{{
     {{"ClipboardShortcut", "ClipboardPlugin", true}, &make<ClipboardPlugin>},
     {{"CommandShortcut", "ShellCommandPlugin", true}, &make<ShellCommandPlugin>},
     {{"ConditionalAction", "ConditionalPlugin", true}, &make<ConditionalPlugin>},
-    {{"DocumentShortcut", "DocumentPlugin", false}, nullptr},
-    {{"FileOperationAction", "FileOperationPlugin", false}, nullptr},
-    {{"FinderWindowShortcut", "FinderWindowPlugin", false}, nullptr},
+    {{"DocumentShortcut", "DocumentPlugin", true}, &make<DocumentPlugin>},
+    {{"FileOperationAction", "FileOperationPlugin", true}, &make<FileOperationPlugin>},
+    {{"FinderWindowShortcut", "FinderWindowPlugin", true}, &make<FinderWindowPlugin>},
     {{"FocusModeAction", "FocusModePlugin", false}, nullptr},
     {{"FolderShortcut", "FolderPlugin", false}, nullptr},
     {{"InterfaceShortcut", "InterfacePlugin", false}, nullptr},
@@ -63,13 +68,13 @@ constexpr std::array<Row, 31> kTable{{
     {{"OrlaShortcut", "OrlaPlugin", true}, &make<OrlaPlugin>},
     {{"PauseShortcut", "PausePlugin", false}, nullptr},
     {{"PreferenceShortcut", "PreferencePlugin", false}, nullptr},
-    {{"PrintShortcut", "PrintPlugin", false}, nullptr},
+    {{"PrintShortcut", "PrintPlugin", true}, &make<PrintPlugin>},
     {{"ShortcutsAppAction", "ShortcutsAppPlugin", true}, &make<ShortcutsAppPlugin>},
     {{"SoundShortcut", "SoundPlugin", true}, &make<SoundPlugin>},
     {{"SpeechAction", "SpeechPlugin", false}, nullptr},
     {{"SystemShortcut", "SystemPlugin", true}, &make<SystemPlugin>},
     {{"TextTransformAction", "TextTransformPlugin", true}, &make<TextTransformPlugin>},
-    {{"URLShortcut", "URLPlugin", false}, nullptr},
+    {{"URLShortcut", "URLPlugin", true}, &make<URLPlugin>},
     {{"WebAPIAction", "WebAPIPlugin", true}, &make<WebAPIPlugin>},
     {{"WindowShortcut", "WindowPlugin", true}, &make<WindowPlugin>},
 }};

@@ -1321,6 +1321,115 @@ class InterfaceTest(OrlaTestCase):
                 self.assertUsageError(self.sim("run", "MenuShortcut", state=state), fragment)
 
 
+class DocumentsAndFilesTest(OrlaTestCase):
+    """Files, documents, addresses, Finder windows and printing through orla,
+    on the real file system of the test's folder and the simulated desktop."""
+
+    def traced(self, run, category):
+        return [line["text"] for line in run.lines if line.get("trace") == category]
+
+    def results(self, run):
+        return [line for line in run.lines if "result" in line]
+
+    def run_one(self, kind, data, state=None, out=None):
+        args = ["--trace"]
+        if out is not None:
+            args += ["--state-out", out]
+        return self.sim(*args, "run", kind, json.dumps(data, ensure_ascii=False),
+                        state=state if state is not None else {})
+
+    def test_copy_compress_and_decompress_for_real(self):
+        src = self.write("work/report.txt", "quarterly")
+        self.write("work/data/table.csv", "a,b")
+        backup = self.tmp / "backup"
+        backup.mkdir()
+        run = self.run_one("FileOperationAction", {"source": str(src), "destination": str(backup)})
+        self.assertEqual(self.results(run), [result("FileOperationAction", "success",
+                                                    message=f"Copied {src} to {backup / 'report.txt'}.")])
+        self.assertEqual((backup / "report.txt").read_text(), "quarterly")
+
+        run = self.run_one("FileOperationAction", {"subAction": "ZIP", "source": str(self.tmp / "work")})
+        self.assertExit(run, 0)
+        self.assertTrue(self.traced(run, "process")[0].startswith("run /usr/bin/zip -r -q "))
+        run = self.run_one("FileOperationAction", {"subAction": "unzip", "source": str(self.tmp / "work.zip"),
+                                                   "destination": str(self.tmp / "restored")})
+        self.assertExit(run, 0)
+        self.assertEqual((self.tmp / "restored/work/data/table.csv").read_text(), "a,b")
+
+    def test_an_archive_that_climbs_out_is_refused_whole(self):
+        import zipfile
+        archive = self.tmp / "evil.zip"
+        with zipfile.ZipFile(archive, "w") as z:
+            z.writestr("fine.txt", "fine")
+            z.writestr("../escaped.txt", "gotcha")
+        target = self.tmp / "target"
+        run = self.run_one("FileOperationAction", {"subAction": "decompress", "source": str(archive),
+                                                   "destination": str(target)})
+        self.assertEqual(self.results(run), [result("FileOperationAction", "failure",
+                                                    message="Decompression blocked: unsafe path in archive "
+                                                            "(../escaped.txt).")])
+        self.assertFalse(target.exists())
+        self.assertFalse((self.tmp / "escaped.txt").exists())
+
+    def test_delete_goes_to_the_trash_folder_of_the_state(self):
+        doc = self.write("old.txt", "old")
+        out = self.tmp / "out.json"
+        run = self.run_one("FileOperationAction", {"subAction": "trash", "source": str(doc)},
+                           state={"trashFolder": str(self.tmp / "Trash")}, out=out)
+        self.assertEqual(self.results(run), [result("FileOperationAction", "success",
+                                                    message="Moved “old.txt” to the Trash.")])
+        self.assertEqual((self.tmp / "Trash/old.txt").read_text(), "old")
+
+    def test_addresses_open_with_the_handler_of_their_scheme(self):
+        state = {"urlHandlers": {"https": "/Applications/Firefox.app"},
+                 "installedApplications": [{"path": "/Applications/Firefox.app", "name": "Firefox",
+                                            "bundleIdentifier": "org.mozilla.firefox"}]}
+        cases = [
+            ({"url": "https://example.com/a b"}, "success", "Opened https://example.com/a%20b in Firefox.",
+             ["https://example.com/a%20b"]),
+            ({"url": "example.com:8080"}, "failure",
+             'The address "example.com:8080" has no scheme. Type the full address, for example '
+             "https://example.com:8080.", []),
+            ({"subAction": "mail", "to": "a&b@example.com", "subject": "1 + 1 = 2?"}, "success",
+             "Created an email to a&b@example.com in Mail.",
+             ["mailto:a%26b@example.com?subject=1%20%2B%201%20%3D%202%3F"]),
+        ]
+        for data, outcome, message, opened in cases:
+            with self.subTest(data):
+                run = self.run_one("URLShortcut", data, state=state)
+                self.assertEqual(self.results(run), [result("URLShortcut", outcome, message=message)])
+                self.assertEqual(self.traced(run, "open"), opened)
+
+    def test_finder_windows_and_the_selection_in_the_state(self):
+        folder = self.tmp / 'say "hi"'
+        folder.mkdir()
+        out = self.tmp / "out.json"
+        run = self.run_one("FinderWindowShortcut", {"path": str(folder), "viewType": 1}, out=out)
+        self.assertEqual(self.results(run), [result("FinderWindowShortcut", "success",
+                                                    message=f"Finder now shows {folder} (front window, list view).")])
+        saved = json.loads(out.read_text(encoding="utf-8"))
+        self.assertEqual(saved["finder"]["windows"],
+                         [{"target": str(folder), "view": "list", "bounds": [100, 100, 900, 700]}])
+
+        doc = self.write("picked.pdf", "%PDF")
+        state = {"finder": {"selection": [str(doc)]}, "printers": ["Office"], "defaultPrinter": "Office"}
+        run = self.run_one("PrintShortcut", {"subAction": "selection"}, state=state, out=out)
+        self.assertEqual(self.results(run), [result("PrintShortcut", "success",
+                                                    message="Sent 1 document to the printer.")])
+        self.assertEqual(json.loads(out.read_text(encoding="utf-8"))["printJobs"],
+                         [{"printer": "Office", "document": str(doc)}])
+
+    def test_the_recent_documents_menu_opens_the_choice(self):
+        first = self.write("docs/first.txt", "1")
+        second = self.write("docs/second.pdf", "2")
+        state = {"recentDocuments": [str(second), {"path": str(first), "name": "First"}],
+                 "menuChoices": ["First"]}
+        run = self.run_one("DocumentShortcut", {"actionType": 3, "order": 1}, state=state)
+        self.assertEqual(self.results(run), [result("DocumentShortcut", "success", message="Opened First.")])
+        self.assertEqual(self.traced(run, "menu"), ["pop up “First”, “second.pdf”", "chose “First”"])
+        self.assertEqual(self.traced(run, "open"), [f"{first} with /System/Applications/TextEdit.app"])
+
+
 # ---------------------------------------------------------------------------
 
 

@@ -201,7 +201,12 @@ TYPED_TEST(PlatformConformance, ActivationObserversSeeTheNewFrontApplication) {
 }
 
 TYPED_TEST(PlatformConformance, MenusAndAlertsAnswerOrSayWhyNot) {
-  const std::vector<MenuItem> items{{"One", "", false, true, "1"}, {"Two", "", true, true, "2"}};
+  std::vector<MenuItem> items(2);
+  items[0].title = "One";
+  items[0].payload = "1";
+  items[1].title = "Two";
+  items[1].on = true;
+  items[1].payload = "2";
   auto chosen = this->platform->popupMenus().popUpAtMouse(items);
   if (this->platform->supports(Capability::popUpMenus)) {
     ASSERT_TRUE(chosen);

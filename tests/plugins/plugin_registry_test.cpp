@@ -1,6 +1,9 @@
 #include "plugins/framework/plugin_registry.h"
+#include "tests/support/temp_folder.h"
 
 #include <gtest/gtest.h>
+
+#include <filesystem>
 
 #include <cmath>
 #include <limits>
@@ -101,7 +104,10 @@ TEST_F(PluginRegistryTest, SurvivesEmptyWrongAndHugeParameters) {
                         "OnlyDisplayMenu", "displayOnly", "tile", "position", "x", "XValue", "y",
                         "YValue", "width", "height", "widthPercent", "heightPercent", "origin",
                         "Origin", "scrollCount", "Count", "scrollUnit", "Unit", "centerH", "centerV",
-                        "coordSystem", "movements", "Movements"};
+                        "coordSystem", "movements", "Movements", "operation", "source",
+                        "destination", "newName", "folderPath", "documentPath", "DocPath", "address", "to",
+                        "subject", "application", "printerName", "printer", "viewType", "newWindow", "closeAll",
+                        "customWindow", "windowRect", "windowX", "windowW"};
   std::vector<ActionData> inputs{ActionData{}};
   for (const AnyCodable& value : values) {
     ActionData all;
@@ -117,6 +123,16 @@ TEST_F(PluginRegistryTest, SurvivesEmptyWrongAndHugeParameters) {
   ActionData manyKeys;
   for (int i = 0; i < 20000; ++i) manyKeys["key" + std::to_string(i)] = AnyCodable(i);
   inputs.push_back(manyKeys);
+
+  // The file actions take relative paths relative to the working folder:
+  // a scratch one, so that the folders they make go away.
+  struct ScratchWorkingFolder {
+    testing::TempFolder folder{"orla-registry"};
+    std::filesystem::path previous = std::filesystem::current_path();
+    ScratchWorkingFolder() { std::filesystem::current_path(folder.path()); }
+    ~ScratchWorkingFolder() { std::filesystem::current_path(previous); }
+  } scratch;
+  desktop->documents().setTrashFolder(scratch.folder / "Trash");
 
   desktop->setClipboardText(huge);
   // Typing a megabyte dozens of times would only time the simulation; the

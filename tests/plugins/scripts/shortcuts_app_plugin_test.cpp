@@ -143,7 +143,7 @@ TEST_F(ShortcutsAppTest, OpensTheAppWhenAskedOrWhenTheToolCannotRunIt) {
     EXPECT_EQ(leftovers(), std::vector<std::string>{}) << c.name;
   }
 
-  desktop->setURLSchemeTaken("shortcuts", false);
+  desktop->documents().setURLHandler("shortcuts", std::nullopt);
   EXPECT_EQ(plugin.execute({{"name", "Translate"}, {"runInApp", 1}}),
             PluginResult::failure("Could not open Shortcuts to run “Translate”."));
 }
