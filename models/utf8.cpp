@@ -3,9 +3,16 @@
 #include <cstdint>
 #include <cstring>
 
+#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
+#define ORLA_UTF8_AVX2 1
+#include <immintrin.h>
+#endif
+
 namespace orla {
 
-bool isValidUtf8(std::string_view text) {
+namespace {
+
+bool isValidUtf8Scalar(std::string_view text) {
   const auto* s = reinterpret_cast<const unsigned char*>(text.data());
   const size_t n = text.size();
   size_t i = 0;
@@ -40,6 +47,163 @@ bool isValidUtf8(std::string_view text) {
     i += length;
   }
   return true;
+}
+
+#ifdef ORLA_UTF8_AVX2
+
+// Everything down to the end of the vector check is built for AVX2 and only
+// called when the processor has it. Its helpers pass vectors between
+// themselves, inside this file only, so the ABI note about vector arguments
+// does not apply.
+#pragma GCC push_options
+#pragma GCC target("avx2")
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wpsabi"
+
+// The vector check classifies every byte by three 16-entry table lookups: the
+// high and low nibble of the byte before it and the high nibble of the byte
+// itself. Each table entry is a set of error kinds that pair of bytes could
+// make; the three sets are ANDed, so an error kind survives only when all
+// three agree. Continuations owed to a three- or four-byte lead two or three
+// bytes back are checked separately, and a lead at the very end that is still
+// owed continuations is an error when the text ends or the next block is
+// ASCII. Pure ASCII blocks cost one test.
+namespace vector_check {
+
+constexpr uint8_t kTooShort = 1 << 0;    // a lead followed by ASCII or another lead
+constexpr uint8_t kTooLong = 1 << 1;     // ASCII followed by a continuation
+constexpr uint8_t kOverlong3 = 1 << 2;   // E0 80..9F
+constexpr uint8_t kTooLarge = 1 << 3;    // F4 90.. and higher leads
+constexpr uint8_t kSurrogate = 1 << 4;   // ED A0..BF
+constexpr uint8_t kOverlong2 = 1 << 5;   // C0 or C1
+constexpr uint8_t kTooLarge1000 = 1 << 6;  // F5.. 80..8F
+constexpr uint8_t kOverlong4 = 1 << 6;   // F0 80..8F
+constexpr uint8_t kTwoContinuations = 1 << 7;
+constexpr uint8_t kCarry = kTooShort | kTooLong | kTwoContinuations;
+
+inline __m256i table(uint8_t a0, uint8_t a1, uint8_t a2, uint8_t a3, uint8_t a4,
+                                                     uint8_t a5, uint8_t a6, uint8_t a7, uint8_t a8, uint8_t a9,
+                                                     uint8_t a10, uint8_t a11, uint8_t a12, uint8_t a13, uint8_t a14,
+                                                     uint8_t a15) {
+  return _mm256_setr_epi8(static_cast<char>(a0), static_cast<char>(a1), static_cast<char>(a2),
+                          static_cast<char>(a3), static_cast<char>(a4), static_cast<char>(a5),
+                          static_cast<char>(a6), static_cast<char>(a7), static_cast<char>(a8),
+                          static_cast<char>(a9), static_cast<char>(a10), static_cast<char>(a11),
+                          static_cast<char>(a12), static_cast<char>(a13), static_cast<char>(a14),
+                          static_cast<char>(a15), static_cast<char>(a0), static_cast<char>(a1),
+                          static_cast<char>(a2), static_cast<char>(a3), static_cast<char>(a4),
+                          static_cast<char>(a5), static_cast<char>(a6), static_cast<char>(a7),
+                          static_cast<char>(a8), static_cast<char>(a9), static_cast<char>(a10),
+                          static_cast<char>(a11), static_cast<char>(a12), static_cast<char>(a13),
+                          static_cast<char>(a14), static_cast<char>(a15));
+}
+
+inline __m256i highNibbles(__m256i v) {
+  return _mm256_and_si256(_mm256_srli_epi16(v, 4), _mm256_set1_epi8(0x0F));
+}
+
+// The bytes of `input` moved up by N, with the last N bytes of `previous`
+// shifted in at the bottom: the byte N before each byte.
+template <int N>
+inline __m256i before(__m256i input, __m256i previous) {
+  return _mm256_alignr_epi8(input, _mm256_permute2x128_si256(previous, input, 0x21), 16 - N);
+}
+
+struct Checker {
+  __m256i error;
+  __m256i previous;
+  __m256i previousIncomplete;
+
+  Checker() : error(_mm256_setzero_si256()), previous(error), previousIncomplete(error) {}
+
+  void block(__m256i input) {
+    if (_mm256_movemask_epi8(input) == 0) {
+      error = _mm256_or_si256(error, previousIncomplete);
+      return;
+    }
+    const __m256i prev1 = before<1>(input, previous);
+    const __m256i byte1High = _mm256_shuffle_epi8(
+        table(kTooLong, kTooLong, kTooLong, kTooLong, kTooLong, kTooLong, kTooLong, kTooLong, kTwoContinuations,
+              kTwoContinuations, kTwoContinuations, kTwoContinuations, kTooShort | kOverlong2, kTooShort,
+              kTooShort | kOverlong3 | kSurrogate, kTooShort | kTooLarge | kTooLarge1000 | kOverlong4),
+        highNibbles(prev1));
+    constexpr uint8_t kLarge = kCarry | kTooLarge | kTooLarge1000;
+    const __m256i byte1Low = _mm256_shuffle_epi8(
+        table(kCarry | kOverlong3 | kOverlong2 | kOverlong4, kCarry | kOverlong2, kCarry, kCarry, kCarry | kTooLarge,
+              kLarge, kLarge, kLarge, kLarge, kLarge, kLarge, kLarge, kLarge, kLarge | kSurrogate, kLarge, kLarge),
+        _mm256_and_si256(prev1, _mm256_set1_epi8(0x0F)));
+    constexpr uint8_t kContinuation = kTooLong | kOverlong2 | kTwoContinuations;
+    const __m256i byte2High = _mm256_shuffle_epi8(
+        table(kTooShort, kTooShort, kTooShort, kTooShort, kTooShort, kTooShort, kTooShort, kTooShort,
+              kContinuation | kOverlong3 | kTooLarge1000 | kOverlong4, kContinuation | kOverlong3 | kTooLarge,
+              kContinuation | kSurrogate | kTooLarge, kContinuation | kSurrogate | kTooLarge, kTooShort, kTooShort,
+              kTooShort, kTooShort),
+        highNibbles(input));
+    const __m256i special = _mm256_and_si256(_mm256_and_si256(byte1High, byte1Low), byte2High);
+
+    // Where a three- or four-byte lead two or three bytes back still owes a
+    // continuation, bit 7 must be set, and only there.
+    const __m256i third = _mm256_subs_epu8(before<2>(input, previous), _mm256_set1_epi8(static_cast<char>(0xE0 - 0x80)));
+    const __m256i fourth = _mm256_subs_epu8(before<3>(input, previous), _mm256_set1_epi8(static_cast<char>(0xF0 - 0x80)));
+    const __m256i owed = _mm256_and_si256(_mm256_or_si256(third, fourth), _mm256_set1_epi8(static_cast<char>(0x80)));
+    error = _mm256_or_si256(error, _mm256_xor_si256(owed, special));
+
+    // A lead in the last three bytes that needs more bytes than are left.
+    const __m256i limits = _mm256_setr_epi8(
+        -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1,
+        -1, -1, -1, static_cast<char>(0xF0 - 1), static_cast<char>(0xE0 - 1), static_cast<char>(0xC0 - 1));
+    previousIncomplete = _mm256_subs_epu8(input, limits);
+    previous = input;
+  }
+
+  // An error so far; a lead at the end of the last block may still be
+  // completed by the next.
+  bool failed() const { return _mm256_testz_si256(error, error) == 0; }
+
+  bool valid() const {
+    return _mm256_testz_si256(_mm256_or_si256(error, previousIncomplete),
+                              _mm256_or_si256(error, previousIncomplete)) != 0;
+  }
+};
+
+}  // namespace vector_check
+
+bool isValidUtf8Avx2(std::string_view text) {
+  vector_check::Checker checker;
+  const char* p = text.data();
+  std::size_t n = text.size();
+  for (std::size_t blocks = 1; n >= 32; p += 32, n -= 32, ++blocks) {
+    checker.block(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)));
+    // Stop early on bad text, every 8 KiB: a long binary clipboard need not
+    // be read through.
+    if (blocks % 256 == 0 && checker.failed()) return false;
+  }
+  if (n > 0) {
+    alignas(32) char tail[32] = {};  // padded with ASCII, which ends nothing early
+    std::memcpy(tail, p, n);
+    checker.block(_mm256_load_si256(reinterpret_cast<const __m256i*>(tail)));
+  }
+  return checker.valid();
+}
+
+#pragma GCC diagnostic pop
+#pragma GCC pop_options
+
+bool haveAvx2() {
+  static const bool have = __builtin_cpu_supports("avx2");
+  return have;
+}
+
+#endif
+
+}  // namespace
+
+bool isValidUtf8(std::string_view text) {
+#ifdef ORLA_UTF8_AVX2
+  // Short texts (names, keys, answers of a few words) stay on the byte loop.
+  if (text.size() >= 64 && haveAvx2()) return isValidUtf8Avx2(text);
+#endif
+  return isValidUtf8Scalar(text);
 }
 
 std::string_view withoutPartialLastCharacter(std::string_view bytes) {
