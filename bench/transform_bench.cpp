@@ -18,6 +18,7 @@
 
 #include "bench/corpus.h"
 #include "bench/transform_inputs.h"
+#include "models/utf8.h"
 #include "plugins/text/text_transform_plugin.h"
 
 namespace {
@@ -64,6 +65,19 @@ int main(int argc, char** argv) {
           run(state, transform, &inputs.get(transform, corpus, bytes));
         })->Unit(benchmark::kMillisecond)->UseRealTime();
       }
+  // The UTF-8 check that every text from outside goes through (decoded
+  // Base64 among them), alone.
+  for (Corpus corpus : {Corpus::english, Corpus::nonAscii}) {
+    const std::string name = "Utf8Check/" + std::string(orla::bench::name(corpus)) + "/64MiB";
+    benchmark::RegisterBenchmark(name.c_str(), [corpus](benchmark::State& state) {
+      // One lambda type serves both corpora, so its texts are kept by corpus.
+      static std::map<Corpus, std::string> texts;
+      std::string& text = texts[corpus];
+      if (text.empty()) text = orla::bench::makeCorpus(corpus, std::size_t{64} << 20);
+      for (auto _ : state) benchmark::DoNotOptimize(orla::isValidUtf8(text));
+      state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(text.size()));
+    })->Unit(benchmark::kMillisecond)->UseRealTime();
+  }
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();
   return 0;
