@@ -1,6 +1,9 @@
-// The native platform on Linux. Until the X11 desktop backend exists, the
-// desktop services answer with a clear sentence that they are not available;
-// the clock, environment, files, process list and HTTP are real.
+// The native platform on Linux. On an X11 desktop (DISPLAY set, with the
+// XTest, XFixes and XRandR extensions) keys, typing, the mouse and the
+// screens are real; without one, and for the services the X11 backend does
+// not offer yet, the desktop services answer with a clear sentence that they
+// are not available. The clock, environment, files, process list and HTTP
+// are real everywhere.
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -13,6 +16,10 @@
 
 #include "platform/linux/cups_printers.h"
 #include "platform/linux/gio_services.h"
+#include "platform/linux/x11_accessibility.h"
+#include "platform/linux/x11_connection.h"
+#include "platform/linux/x11_displays.h"
+#include "platform/linux/x11_events.h"
 #include "platform/local_notification_center.h"
 #include "platform/memory_user_defaults.h"
 #include "platform/platform.h"
@@ -141,10 +148,16 @@ std::shared_ptr<Platform> makeNativePlatform() {
   services.fileWorkspace = linux_desktop::makeGioFileWorkspace();
   services.fileManager = linux_desktop::makeGioFileManager();
   services.printers = linux_desktop::makeCupsPrinters();
-  return std::make_shared<Platform>(
-      "linux", std::move(services),
-      std::set<Capability>{Capability::workspace, Capability::http, Capability::processes, Capability::trash,
-                           Capability::recentDocuments, Capability::printers});
+  std::set<Capability> capabilities{Capability::workspace, Capability::http, Capability::processes,
+                                    Capability::trash, Capability::recentDocuments, Capability::printers};
+  if (auto x11 = linux_desktop::X11Connection::open()) {
+    services.keyboard = linux_desktop::makeX11KeyboardEvents(*x11);
+    services.mouse = linux_desktop::makeX11MouseEvents(*x11);
+    services.displays = linux_desktop::makeX11Displays(*x11);
+    services.accessibility = linux_desktop::makeX11Accessibility(*x11);
+    capabilities.insert({Capability::keyboardEvents, Capability::mouseEvents, Capability::displays});
+  }
+  return std::make_shared<Platform>("linux", std::move(services), std::move(capabilities));
 }
 
 }  // namespace orla
