@@ -1,6 +1,6 @@
 // The native platform on Linux. On an X11 desktop (DISPLAY set, with the
-// XTest, XFixes and XRandR extensions) keys, typing, the mouse and the
-// screens are real; without one, and for the services the X11 backend does
+// XTest, XFixes and XRandR extensions) keys, typing, the mouse, the
+// clipboard and the screens are real; without one, and for the services the X11 backend does
 // not offer yet, the desktop services answer with a clear sentence that they
 // are not available. The clock, environment, files, process list and HTTP
 // are real everywhere.
@@ -20,6 +20,7 @@
 #include "platform/linux/x11_connection.h"
 #include "platform/linux/x11_displays.h"
 #include "platform/linux/x11_events.h"
+#include "platform/linux/x11_pasteboard.h"
 #include "platform/local_notification_center.h"
 #include "platform/memory_user_defaults.h"
 #include "platform/platform.h"
@@ -156,6 +157,10 @@ std::shared_ptr<Platform> makeNativePlatform() {
     services.displays = linux_desktop::makeX11Displays(*x11);
     services.accessibility = linux_desktop::makeX11Accessibility(*x11);
     capabilities.insert({Capability::keyboardEvents, Capability::mouseEvents, Capability::displays});
+    if (auto clipboard = linux_desktop::makeX11Pasteboard()) {
+      services.pasteboard = std::move(clipboard.value());
+      capabilities.insert(Capability::pasteboard);
+    }
   }
   return std::make_shared<Platform>("linux", std::move(services), std::move(capabilities));
 }

@@ -15,9 +15,6 @@ namespace {
 
 std::atomic<bool> errorSeen{false};
 
-// Xlib's default handler ends the process on any error; a window that closes
-// between a read and a request is ordinary on a desktop, so errors are only
-// noted for the caller that asks.
 int noteError(Display*, XErrorEvent*) {
   errorSeen = true;
   return 0;
@@ -26,6 +23,8 @@ int noteError(Display*, XErrorEvent*) {
 }  // namespace
 
 bool takeX11Error() { return errorSeen.exchange(false); }
+
+void installX11ErrorHandler() { XSetErrorHandler(noteError); }
 
 Checked<std::shared_ptr<X11Connection>> X11Connection::open() {
   const char* name = std::getenv("DISPLAY");
@@ -42,7 +41,7 @@ Checked<std::shared_ptr<X11Connection>> X11Connection::open() {
     XCloseDisplay(display);
     return fail("The X server lacks the XFixes or XRandR extension.");
   }
-  XSetErrorHandler(noteError);
+  installX11ErrorHandler();
   auto connection = std::shared_ptr<X11Connection>(new X11Connection(display));
   connection->xfixesEventBase_ = fixesEvent;
   return connection;

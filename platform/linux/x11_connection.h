@@ -60,5 +60,9 @@ class X11Connection {
 // Whether an X error arrived since the last call, for the calls that may
 // name a window that is already gone. Under `lock()`, after XSync.
 bool takeX11Error();
+// Xlib's default handler ends the process on any error; a window that closes
+// between a read and a request is ordinary on a desktop, so errors are only
+// noted for `takeX11Error`. Installed by every X11 service.
+void installX11ErrorHandler();
 
 }  // namespace orla::linux_desktop

@@ -115,20 +115,33 @@ std::u32string codePoints(const std::u16string& units) {
   return out;
 }
 
-// The keycodes with no keysym, lent out to keysyms the keyboard map lacks.
+// The keycodes with no keysym, lent out to keysyms the keyboard map lacks,
+// two to a keycode (the second typed with Shift).
+//
 // A receiver translates a keycode with its own copy of the map, fetched some
 // time after the MappingNotify that announced the change; a keycode that is
 // remapped (or restored) before every receiver has read the events sent on
-// it would type the wrong character. So each keycode rests `kReuseGap` after
-// its last key event before it carries another keysym, the keycodes are used
-// in turn (least recently used first), and a keysym that still sits on one is
-// typed there again without a change. Every change makes every client of the
-// display (the window manager too) fetch the map again, so the keysyms of a
-// text go on in one change, and a change covers a run of neighbouring
-// keycodes in one request.
+// it types the wrong character, or none. So each place rests `kReuseGap`
+// after its last key event before it carries another keysym (long enough
+// for a receiver busy with something else, or a window manager that reloads
+// its key bindings on every change), the places are used in turn (least
+// recently used first), and a keysym that still sits on one is typed there
+// again without a change. Every change makes every client of the display
+// fetch the map again, so the keysyms of one text go on in one change, and
+// a change covers a run of neighbouring keycodes in one request.
 class SpareKeycodes {
  public:
-  static constexpr auto kReuseGap = std::chrono::milliseconds(80);
+  static constexpr auto kReuseGap = std::chrono::milliseconds(250);
+
+  struct Place {
+    ::KeyCode keycode;
+    bool shifted;
+  };
+
+  // Whether `keycode` is one of the lent ones. Under the connection's lock.
+  bool isSpareLocked(::KeyCode keycode) const {
+    return std::any_of(slots_.begin(), slots_.end(), [&](const Slot& s) { return s.keycode == keycode; });
+  }
 
   // How many keysyms can be lent at once. Under the connection's lock.
   std::size_t capacityLocked(Display* display) {
@@ -136,23 +149,24 @@ class SpareKeycodes {
     return slots_.size();
   }
 
-  // The keycode lent to each of `keysyms` (at most `capacityLocked` of
-  // them), in order. Under the connection's lock.
-  std::vector<::KeyCode> lendLocked(Display* display, const std::vector<KeySym>& keysyms) {
+  // The place lent to each of `keysyms` (at most `capacityLocked` of them),
+  // in order; with `unshifted`, only places typed without Shift. Under the
+  // connection's lock.
+  std::vector<Place> lendLocked(Display* display, const std::vector<KeySym>& keysyms, bool unshifted = false) {
     if (!scanned_) scanLocked(display);
-    const auto now = SteadyClock::now();
     std::vector<Slot*> chosen(keysyms.size(), nullptr);
     for (std::size_t i = 0; i < keysyms.size(); ++i)
       for (Slot& slot : slots_)
-        if (slot.keysym == keysyms[i]) chosen[i] = &slot;
+        if (slot.keysym == keysyms[i] && !(unshifted && slot.shifted)) chosen[i] = &slot;
     std::vector<Slot*> free;
     for (Slot& slot : slots_)
-      if (std::find(chosen.begin(), chosen.end(), &slot) == chosen.end()) free.push_back(&slot);
+      if (std::find(chosen.begin(), chosen.end(), &slot) == chosen.end() && !(unshifted && slot.shifted))
+        free.push_back(&slot);
     std::sort(free.begin(), free.end(), [](const Slot* a, const Slot* b) { return a->lastUse < b->lastUse; });
-    SteadyClock::time_point ready = now;
+    SteadyClock::time_point ready = SteadyClock::now();
     auto next = free.begin();
     for (std::size_t i = 0; i < keysyms.size(); ++i) {
-      if (chosen[i]) continue;
+      if (chosen[i] || next == free.end()) continue;
       chosen[i] = *next++;
       chosen[i]->keysym = keysyms[i];
       chosen[i]->dirty = true;
@@ -160,12 +174,13 @@ class SpareKeycodes {
     }
     std::this_thread::sleep_until(ready);
     writeDirtyLocked(display);
-    std::vector<::KeyCode> codes;
+    std::vector<Place> places;
     for (Slot* slot : chosen) {
+      if (!slot) continue;  // more keysyms than places: the caller asked for too many
       slot->lastUse = SteadyClock::now();
-      codes.push_back(slot->keycode);
+      places.push_back({slot->keycode, slot->shifted});
     }
-    return codes;
+    return places;
   }
 
   // Gives every lent keycode back its empty map, once the last events sent
@@ -186,29 +201,31 @@ class SpareKeycodes {
  private:
   struct Slot {
     ::KeyCode keycode;
+    bool shifted;
     KeySym keysym = NoSymbol;
     SteadyClock::time_point lastUse{};
     bool dirty = false;
   };
 
   // One request per run of neighbouring keycodes with a change among them.
+  // The slots go in pairs (unshifted, shifted) by ascending keycode.
   void writeDirtyLocked(Display* display) {
-    // The slots are kept in descending keycode order.
-    for (std::size_t end = 0; end < slots_.size();) {
+    const std::size_t keys = slots_.size() / 2;
+    auto dirty = [&](std::size_t key) { return slots_[2 * key].dirty || slots_[2 * key + 1].dirty; };
+    for (std::size_t end = 0; end < keys;) {
       std::size_t start = end;
-      while (start < slots_.size() && !slots_[start].dirty) ++start;
-      if (start == slots_.size()) break;
+      while (start < keys && !dirty(start)) ++start;
+      if (start == keys) break;
       end = start + 1;
-      while (end < slots_.size() && slots_[end].keycode + 1 == slots_[end - 1].keycode) ++end;
+      while (end < keys && slots_[2 * end].keycode == slots_[2 * end - 2].keycode + 1) ++end;
       std::vector<KeySym> syms;
-      // From the lowest keycode of the run up; the same keysym with and
-      // without Shift.
-      for (std::size_t i = end; i-- > start;) {
-        syms.push_back(slots_[i].keysym);
-        syms.push_back(slots_[i].keysym);
-        slots_[i].dirty = false;
+      for (std::size_t key = start; key < end; ++key) {
+        for (std::size_t level = 0; level < 2; ++level) {
+          syms.push_back(slots_[2 * key + level].keysym);
+          slots_[2 * key + level].dirty = false;
+        }
       }
-      XChangeKeyboardMapping(display, slots_[end - 1].keycode, 2, syms.data(), static_cast<int>(end - start));
+      XChangeKeyboardMapping(display, slots_[2 * start].keycode, 2, syms.data(), static_cast<int>(end - start));
     }
   }
 
@@ -218,11 +235,12 @@ class SpareKeycodes {
     XDisplayKeycodes(display, &min, &max);
     KeySym* map = XGetKeyboardMapping(display, static_cast<::KeyCode>(min), max - min + 1, &perKeycode);
     if (!map) return;
-    // From the top: the highest keycodes are the ones no keyboard sends.
-    for (int code = max; code >= min; --code) {
+    for (int code = min; code <= max; ++code) {
       bool empty = true;
       for (int j = 0; j < perKeycode && empty; ++j) empty = map[(code - min) * perKeycode + j] == NoSymbol;
-      if (empty) slots_.push_back({static_cast<::KeyCode>(code)});
+      if (!empty) continue;
+      slots_.push_back({static_cast<::KeyCode>(code), false});
+      slots_.push_back({static_cast<::KeyCode>(code), true});
     }
     XFree(map);
   }
@@ -251,6 +269,13 @@ class X11EventSource : public EventSource {
       return posted;
     }
     XSync(display, False);
+    // The server tells every client of each change of the keyboard map (ours
+    // too); the copy this connection looks keys up in follows them.
+    while (XPending(display)) {
+      XEvent other;
+      XNextEvent(display, &other);
+      if (other.type == MappingNotify) XRefreshKeyboardMapping(&other.xmapping);
+    }
     return {};
   }
 
@@ -262,9 +287,10 @@ class X11EventSource : public EventSource {
   std::optional<::KeyCode> keycodeLocked(KeySym keysym) {
     Display* display = connection_->display();
     const ::KeyCode code = XKeysymToKeycode(display, keysym);
-    if (code && XkbKeycodeToKeysym(display, code, 0, 0) == keysym) return code;
-    if (spares_->capacityLocked(display) == 0) return std::nullopt;
-    return spares_->lendLocked(display, {keysym}).front();
+    if (code && !spares_->isSpareLocked(code) && XkbKeycodeToKeysym(display, code, 0, 0) == keysym) return code;
+    auto places = spares_->lendLocked(display, {keysym}, true);
+    if (places.empty()) return std::nullopt;
+    return places.front().keycode;
   }
 
   void fake(::KeyCode code, bool down) { XTestFakeKeyEvent(connection_->display(), code, down, CurrentTime); }
@@ -332,7 +358,9 @@ class X11EventSource : public EventSource {
   std::optional<std::pair<::KeyCode, bool>> mappedLocked(KeySym keysym) {
     Display* display = connection_->display();
     const ::KeyCode code = XKeysymToKeycode(display, keysym);
-    if (!code) return std::nullopt;
+    // A keysym on a lent keycode goes through the lender, which keeps it
+    // there for as long as it is typed.
+    if (!code || spares_->isSpareLocked(code)) return std::nullopt;
     if (XkbKeycodeToKeysym(display, code, 0, 0) == keysym) return std::pair{code, false};
     if (XkbKeycodeToKeysym(display, code, 0, 1) == keysym) return std::pair{code, true};
     return std::nullopt;
@@ -347,9 +375,9 @@ class X11EventSource : public EventSource {
     const std::u32string characters = codePoints(text);
     const std::size_t capacity = spares_->capacityLocked(display);
     for (std::size_t begin = 0; begin < characters.size();) {
-      std::vector<std::pair<::KeyCode, bool>> keys;
+      std::vector<std::pair<::KeyCode, bool>> keys;  // the key, and whether Shift goes with it
       std::vector<KeySym> lent;
-      std::vector<std::size_t> lentAt;  // which of `keys` waits for a lent keycode
+      std::vector<std::pair<std::size_t, std::size_t>> waiting;  // a key waiting for the place of lent[i]
       std::size_t end = begin;
       for (; end < characters.size(); ++end) {
         const KeySym keysym = keysymForCodePoint(characters[end]);
@@ -362,13 +390,13 @@ class X11EventSource : public EventSource {
           if (lent.size() == capacity) break;
           known = lent.insert(lent.end(), keysym);
         }
-        lentAt.push_back(keys.size());
-        keys.push_back({static_cast<::KeyCode>(known - lent.begin()), false});
+        waiting.emplace_back(keys.size(), static_cast<std::size_t>(known - lent.begin()));
+        keys.push_back({0, false});
       }
       if (end == begin)
         return fail("There is no free key to type “" + toUtf8(text) + "” with on this keyboard.");
-      const std::vector<::KeyCode> codes = spares_->lendLocked(display, lent);
-      for (std::size_t at : lentAt) keys[at].first = codes[keys[at].first];
+      const auto places = spares_->lendLocked(display, lent);
+      for (const auto& [key, place] : waiting) keys[key] = {places[place].keycode, places[place].shifted};
       for (const auto& [code, shifted] : keys) {
         const bool pressShift = shifted && !shiftHeld && shift;
         if (pressShift) fake(shift, true);

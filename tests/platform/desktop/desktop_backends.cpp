@@ -1,10 +1,12 @@
 #include "tests/platform/desktop/desktop_backends.h"
 
 #include <X11/keysym.h>
+#include <unistd.h>
 
 #include <algorithm>
-
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <map>
 
 #include "models/key_code_map.h"
@@ -157,7 +159,69 @@ class X11Receiver : public Receiver {
   std::unique_ptr<testing_x11::X11TestWindow> window_;
 };
 
+class SimOtherProgram : public OtherProgram {
+ public:
+  explicit SimOtherProgram(std::shared_ptr<sim::SimDesktop> desktop) : desktop_(std::move(desktop)) {}
+  void copy(std::string_view type, const std::string& bytes) override {
+    desktop_->setClipboardItems({PasteboardItem{{{std::string(type), bytes}}}});
+  }
+  std::optional<std::string> paste(std::string_view type) override {
+    const auto items = desktop_->clipboardItems();
+    if (items.empty() || !items.front().bytes(type)) return std::nullopt;
+    return *items.front().bytes(type);
+  }
+
+ private:
+  std::shared_ptr<sim::SimDesktop> desktop_;
+};
+
+// xclip, through files in a scratch folder: it takes the clipboard with a
+// background process of its own, as it does for a user.
+class XclipProgram : public OtherProgram {
+ public:
+  XclipProgram() : folder_(std::filesystem::temp_directory_path() / ("orla-xclip-" + std::to_string(::getpid()))) {
+    std::filesystem::create_directories(folder_);
+  }
+  ~XclipProgram() override { std::filesystem::remove_all(folder_); }
+
+  void copy(std::string_view type, const std::string& bytes) override {
+    std::ofstream(folder_ / "in", std::ios::binary) << bytes;
+    const std::string command =
+        "xclip -selection clipboard -t '" + target(type) + "' -i '" + (folder_ / "in").string() +
+        "' </dev/null >/dev/null 2>&1";  // its background owner must not hold this test's output open
+    EXPECT_EQ(std::system(command.c_str()), 0) << command;
+  }
+  std::optional<std::string> paste(std::string_view type) override {
+    const std::string command = "xclip -selection clipboard -o -t '" + target(type) + "' > '" +
+                                (folder_ / "out").string() + "' 2>/dev/null";
+    if (std::system(command.c_str()) != 0) return std::nullopt;
+    std::ifstream in(folder_ / "out", std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+  }
+
+ private:
+  // The MIME names other X programs use for the pasteboard's types.
+  static std::string target(std::string_view type) {
+    if (type == pasteboard_types::plainText) return "UTF8_STRING";
+    if (type == pasteboard_types::html) return "text/html";
+    if (type == pasteboard_types::rtf) return "text/rtf";
+    if (type == pasteboard_types::png) return "image/png";
+    return std::string(type);
+  }
+  std::filesystem::path folder_;
+};
+
 }  // namespace
+
+std::unique_ptr<OtherProgram> SimDesktopBackend::otherProgram() { return std::make_unique<SimOtherProgram>(desktop); }
+
+std::unique_ptr<OtherProgram> X11DesktopBackend::otherProgram() {
+  if (std::system("command -v xclip >/dev/null") != 0) {
+    ADD_FAILURE() << "xclip is missing (scripts/install-deps installs it)";
+    return nullptr;
+  }
+  return std::make_unique<XclipProgram>();
+}
 
 SimDesktopBackend::SimDesktopBackend()
     : desktop(std::make_shared<sim::SimDesktop>()), platform(sim::makeSimPlatform(desktop)) {}

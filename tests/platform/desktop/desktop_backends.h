@@ -9,6 +9,8 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <optional>
+#include <string_view>
 #include <string>
 #include <vector>
 
@@ -36,12 +38,26 @@ class Receiver {
   virtual Point inside() const = 0;
 };
 
+// Another program on the same desktop that copies and pastes.
+class OtherProgram {
+ public:
+  virtual ~OtherProgram() = default;
+  // Puts `bytes` on the clipboard as `type` (a pasteboard type), as a copy in
+  // that program does.
+  virtual void copy(std::string_view type, const std::string& bytes) = 0;
+  // What a paste of `type` there gets; none when the clipboard lacks it.
+  virtual std::optional<std::string> paste(std::string_view type) = 0;
+};
+
 struct SimDesktopBackend {
   static constexpr const char* name = "sim";
+  // The simulated clipboard keeps every item; the X clipboard holds one.
+  static constexpr bool clipboardHoldsOneItem = false;
   // Why the backend cannot run here; empty when it can.
   static std::string unavailableReason() { return {}; }
   SimDesktopBackend();
   std::unique_ptr<Receiver> receiver();
+  std::unique_ptr<OtherProgram> otherProgram();
 
   std::shared_ptr<sim::SimDesktop> desktop;
   std::shared_ptr<Platform> platform;
@@ -49,9 +65,12 @@ struct SimDesktopBackend {
 
 struct X11DesktopBackend {
   static constexpr const char* name = "x11";
+  static constexpr bool clipboardHoldsOneItem = true;
   static std::string unavailableReason();
   X11DesktopBackend();
   std::unique_ptr<Receiver> receiver();
+  // xclip, a separate X client.
+  std::unique_ptr<OtherProgram> otherProgram();
 
   std::shared_ptr<Platform> platform;
 };

@@ -66,6 +66,16 @@ std::unique_ptr<X11TestWindow> X11TestWindow::open(const char* title) {
   XSelectInput(display, window,
                KeyPressMask | KeyReleaseMask | ButtonPressMask | ButtonReleaseMask | FocusChangeMask |
                    StructureNotifyMask | PointerMotionMask);
+  // Translating a key loads this connection's copy of the keyboard map and
+  // subscribes it to the map's changes, as a toolkit does when it starts; a
+  // change made between the two would otherwise never reach the copy.
+  XKeyEvent probe{};
+  probe.type = KeyPress;
+  probe.display = display;
+  probe.window = window;
+  probe.keycode = XKeysymToKeycode(display, XK_a);
+  char ignored[8];
+  XLookupString(&probe, ignored, sizeof ignored, nullptr, nullptr);
   XMapWindow(display, window);
   XEvent event;
   do XWindowEvent(display, window, StructureNotifyMask, &event);
