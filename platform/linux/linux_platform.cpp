@@ -12,6 +12,7 @@
 #include <atomic>
 #include <cctype>
 #include <filesystem>
+#include <functional>
 #include <fstream>
 
 #include "platform/linux/cups_printers.h"
@@ -21,6 +22,7 @@
 #include "platform/linux/x11_displays.h"
 #include "platform/linux/x11_events.h"
 #include "platform/linux/x11_pasteboard.h"
+#include "platform/linux/x11_windows.h"
 #include "platform/local_notification_center.h"
 #include "platform/memory_user_defaults.h"
 #include "platform/platform.h"
@@ -35,12 +37,35 @@ namespace orla {
 namespace linux_desktop {
 
 // Running applications from /proc: the current user's processes that have an
-// executable (kernel threads have none). Without a window-system connection
-// there is no telling which of them have windows, so each is reported with
-// the `prohibited` policy and none is frontmost.
+// executable (kernel threads have none). Each is reported with the
+// `prohibited` policy: telling which of them have windows is for the window
+// system. On an X11 desktop the frontmost one is the process of the active
+// window; without one, none is frontmost.
 class ProcWorkspace : public Workspace {
  public:
+  using FrontmostProcess = std::function<std::optional<ProcessId>()>;
+  explicit ProcWorkspace(FrontmostProcess frontmost = {}) : frontmost_(std::move(frontmost)) {}
+
   std::vector<RunningApplication> runningApplications() const override {
+    auto apps = processes();
+    if (const auto front = frontmost_ ? frontmost_() : std::nullopt)
+      for (RunningApplication& app : apps) app.active = app.processIdentifier == *front;
+    return apps;
+  }
+
+  std::optional<RunningApplication> frontmostApplication() const override {
+    const auto front = frontmost_ ? frontmost_() : std::nullopt;
+    if (!front) return std::nullopt;
+    for (RunningApplication& app : processes())
+      if (app.processIdentifier == *front) {
+        app.active = true;
+        return app;
+      }
+    return std::nullopt;  // another user's process, or one that has ended
+  }
+
+ private:
+  std::vector<RunningApplication> processes() const {
     std::vector<RunningApplication> apps;
     std::error_code ec;
     const uid_t me = getuid();
@@ -66,7 +91,7 @@ class ProcWorkspace : public Workspace {
     return apps;
   }
 
-  std::optional<RunningApplication> frontmostApplication() const override { return std::nullopt; }
+ public:
   bool activate(ProcessId, unsigned) override { return false; }
   bool yieldActivation(ProcessId) override { return false; }
   bool hide(ProcessId) override { return false; }
@@ -101,6 +126,7 @@ class ProcWorkspace : public Workspace {
     return fail("Showing, hiding and opening applications is not available on this desktop in this build of Orla.");
   }
   std::atomic<ObserverToken> lastToken_{0};
+  FrontmostProcess frontmost_;
 };
 
 // The host's identity: ORLA_HOST_BUNDLE_ID names it when an embedding
@@ -156,6 +182,8 @@ std::shared_ptr<Platform> makeNativePlatform() {
     services.mouse = linux_desktop::makeX11MouseEvents(*x11);
     services.displays = linux_desktop::makeX11Displays(*x11);
     services.accessibility = linux_desktop::makeX11Accessibility(*x11);
+    services.workspace = std::make_unique<linux_desktop::ProcWorkspace>(
+        [connection = *x11] { return linux_desktop::activeWindowProcess(*connection); });
     capabilities.insert({Capability::keyboardEvents, Capability::mouseEvents, Capability::displays});
     if (auto clipboard = linux_desktop::makeX11Pasteboard()) {
       services.pasteboard = std::move(clipboard.value());

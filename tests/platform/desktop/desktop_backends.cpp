@@ -75,6 +75,7 @@ class SimReceiver : public Receiver {
     return out;
   }
   Point inside() const override { return {150, 150}; }
+  ProcessId process() const override { return kPid; }
 
  private:
   std::shared_ptr<sim::SimDesktop> desktop_;
@@ -103,7 +104,8 @@ bool isModifier(KeySym keysym) {
 
 class X11Receiver : public Receiver {
  public:
-  X11Receiver() : window_(testing_x11::X11TestWindow::open()) {
+  explicit X11Receiver(bool announcesProcess)
+      : window_(testing_x11::X11TestWindow::open("Orla test window", announcesProcess)) {
     if (!window_ || !window_->focus()) ADD_FAILURE() << "the test window did not get the keyboard focus";
   }
 
@@ -126,6 +128,7 @@ class X11Receiver : public Receiver {
     window_->toRoot(50, 50, x, y);
     return {double(x), double(y)};
   }
+  ProcessId process() const override { return static_cast<ProcessId>(::getpid()); }
 
  private:
   // ⌘ is Control unless ORLA_COMMAND_KEY asks for Super.
@@ -226,7 +229,7 @@ std::unique_ptr<OtherProgram> X11DesktopBackend::otherProgram() {
 SimDesktopBackend::SimDesktopBackend()
     : desktop(std::make_shared<sim::SimDesktop>()), platform(sim::makeSimPlatform(desktop)) {}
 
-std::unique_ptr<Receiver> SimDesktopBackend::receiver() { return std::make_unique<SimReceiver>(desktop); }
+std::unique_ptr<Receiver> SimDesktopBackend::receiver(bool) { return std::make_unique<SimReceiver>(desktop); }
 
 std::string X11DesktopBackend::unavailableReason() {
   if (!std::getenv("ORLA_DESKTOP_HARNESS"))
@@ -240,6 +243,8 @@ X11DesktopBackend::X11DesktopBackend() : platform(makeNativePlatform()) {
     ADD_FAILURE() << "the native platform did not connect to the headless desktop at DISPLAY";
 }
 
-std::unique_ptr<Receiver> X11DesktopBackend::receiver() { return std::make_unique<X11Receiver>(); }
+std::unique_ptr<Receiver> X11DesktopBackend::receiver(bool announcesProcess) {
+  return std::make_unique<X11Receiver>(announcesProcess);
+}
 
 }  // namespace orla::desktop_testing

@@ -36,6 +36,8 @@ class Receiver {
   virtual std::vector<std::string> clicks(std::size_t count) = 0;
   // Where on the desktop a point inside the window is, in event coordinates.
   virtual Point inside() const = 0;
+  // The process the window belongs to.
+  virtual ProcessId process() const = 0;
 };
 
 // Another program on the same desktop that copies and pastes.
@@ -56,7 +58,9 @@ struct SimDesktopBackend {
   // Why the backend cannot run here; empty when it can.
   static std::string unavailableReason() { return {}; }
   SimDesktopBackend();
-  std::unique_ptr<Receiver> receiver();
+  // `announcesProcess`: whether the window names its process itself; the
+  // simulated desktop always knows.
+  std::unique_ptr<Receiver> receiver(bool announcesProcess = true);
   std::unique_ptr<OtherProgram> otherProgram();
 
   std::shared_ptr<sim::SimDesktop> desktop;
@@ -68,7 +72,7 @@ struct X11DesktopBackend {
   static constexpr bool clipboardHoldsOneItem = true;
   static std::string unavailableReason();
   X11DesktopBackend();
-  std::unique_ptr<Receiver> receiver();
+  std::unique_ptr<Receiver> receiver(bool announcesProcess = true);
   // xclip, a separate X client.
   std::unique_ptr<OtherProgram> otherProgram();
 

@@ -51,7 +51,7 @@ Window activeWindow(Display* display) {
   return active;
 }
 
-std::unique_ptr<X11TestWindow> X11TestWindow::open(const char* title) {
+std::unique_ptr<X11TestWindow> X11TestWindow::open(const char* title, bool announcesProcess) {
   Display* display = XOpenDisplay(nullptr);
   if (!display) return nullptr;
   const int screen = DefaultScreen(display);
@@ -61,8 +61,9 @@ std::unique_ptr<X11TestWindow> X11TestWindow::open(const char* title) {
   XClassHint hint{const_cast<char*>("orla-test-window"), const_cast<char*>("OrlaTestWindow")};
   XSetClassHint(display, window, &hint);
   const long pid = ::getpid();
-  XChangeProperty(display, window, XInternAtom(display, "_NET_WM_PID", False), XA_CARDINAL, 32, PropModeReplace,
-                  reinterpret_cast<const unsigned char*>(&pid), 1);
+  if (announcesProcess)
+    XChangeProperty(display, window, XInternAtom(display, "_NET_WM_PID", False), XA_CARDINAL, 32, PropModeReplace,
+                    reinterpret_cast<const unsigned char*>(&pid), 1);
   XSelectInput(display, window,
                KeyPressMask | KeyReleaseMask | ButtonPressMask | ButtonReleaseMask | FocusChangeMask |
                    StructureNotifyMask | PointerMotionMask);

@@ -33,7 +33,9 @@ struct ReceivedButton {
 class X11TestWindow {
  public:
   // Opens a connection and maps a window; none when there is no display.
-  static std::unique_ptr<X11TestWindow> open(const char* title = "Orla test window");
+  // Without `announcesProcess` the window does not name its process
+  // (`_NET_WM_PID`), as some clients do not.
+  static std::unique_ptr<X11TestWindow> open(const char* title = "Orla test window", bool announcesProcess = true);
   ~X11TestWindow();
 
   Window window() const { return window_; }

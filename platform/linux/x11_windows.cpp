@@ -1,0 +1,41 @@
+#include "platform/linux/x11_windows.h"
+
+#include <X11/Xatom.h>
+#include <X11/Xlib.h>
+#include <X11/extensions/XRes.h>
+
+namespace orla::linux_desktop {
+namespace {
+
+// The process the X server knows for the client that created `window`. A
+// client on another machine has none.
+std::optional<ProcessId> serverKnownProcess(Display* display, Window window) {
+  int event = 0, error = 0;
+  if (!XResQueryExtension(display, &event, &error)) return std::nullopt;
+  XResClientIdSpec spec{window, XRES_CLIENT_ID_PID_MASK};
+  long count = 0;
+  XResClientIdValue* values = nullptr;
+  if (XResQueryClientIds(display, 1, &spec, &count, &values) != Success) return std::nullopt;
+  std::optional<ProcessId> pid;
+  for (long i = 0; i < count && !pid; ++i)
+    if (XResGetClientIdType(&values[i]) == XRES_CLIENT_ID_PID && XResGetClientPid(&values[i]) > 0)
+      pid = static_cast<ProcessId>(XResGetClientPid(&values[i]));
+  XResClientIdsDestroy(count, values);
+  return pid;
+}
+
+}  // namespace
+
+std::optional<ProcessId> activeWindowProcess(X11Connection& connection) {
+  auto lock = connection.lock();
+  const auto active = connection.cardinalsLocked(connection.root(), connection.atom("_NET_ACTIVE_WINDOW"), XA_WINDOW);
+  if (active.empty() || active[0] == None) return std::nullopt;
+  const auto pid = connection.cardinalsLocked(active[0], connection.atom("_NET_WM_PID"), XA_CARDINAL);
+  std::optional<ProcessId> process;
+  if (!pid.empty() && pid[0] > 0) process = static_cast<ProcessId>(pid[0]);
+  else process = serverKnownProcess(connection.display(), active[0]);
+  takeX11Error();  // the window may have closed since it was read
+  return process;
+}
+
+}  // namespace orla::linux_desktop
