@@ -184,7 +184,8 @@ std::shared_ptr<Platform> makeNativePlatform() {
     services.accessibility = linux_desktop::makeX11Accessibility(*x11);
     services.workspace = std::make_unique<linux_desktop::ProcWorkspace>(
         [connection = *x11] { return linux_desktop::activeWindowProcess(*connection); });
-    capabilities.insert({Capability::keyboardEvents, Capability::mouseEvents, Capability::displays});
+    capabilities.insert(
+        {Capability::keyboardEvents, Capability::mouseEvents, Capability::displays, Capability::accessibility});
     if (auto clipboard = linux_desktop::makeX11Pasteboard()) {
       services.pasteboard = std::move(clipboard.value());
       capabilities.insert(Capability::pasteboard);

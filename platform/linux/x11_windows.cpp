@@ -26,16 +26,20 @@ std::optional<ProcessId> serverKnownProcess(Display* display, Window window) {
 
 }  // namespace
 
+std::optional<ProcessId> windowProcessLocked(X11Connection& connection, XWindow window) {
+  const auto pid = connection.cardinalsLocked(window, connection.atom("_NET_WM_PID"), XA_CARDINAL);
+  std::optional<ProcessId> process;
+  if (!pid.empty() && pid[0] > 0) process = static_cast<ProcessId>(pid[0]);
+  else process = serverKnownProcess(connection.display(), window);
+  takeX11Error();  // the window may have closed since it was listed
+  return process;
+}
+
 std::optional<ProcessId> activeWindowProcess(X11Connection& connection) {
   auto lock = connection.lock();
   const auto active = connection.cardinalsLocked(connection.root(), connection.atom("_NET_ACTIVE_WINDOW"), XA_WINDOW);
   if (active.empty() || active[0] == None) return std::nullopt;
-  const auto pid = connection.cardinalsLocked(active[0], connection.atom("_NET_WM_PID"), XA_CARDINAL);
-  std::optional<ProcessId> process;
-  if (!pid.empty() && pid[0] > 0) process = static_cast<ProcessId>(pid[0]);
-  else process = serverKnownProcess(connection.display(), active[0]);
-  takeX11Error();  // the window may have closed since it was read
-  return process;
+  return windowProcessLocked(connection, active[0]);
 }
 
 }  // namespace orla::linux_desktop

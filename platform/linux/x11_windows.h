@@ -15,5 +15,7 @@ namespace orla::linux_desktop {
 // the X server knows for the client that made it (X-Resource extension).
 // None when no window is active or its process cannot be told.
 std::optional<ProcessId> activeWindowProcess(X11Connection& connection);
+// The process of one window, found the same way. Under the connection's lock.
+std::optional<ProcessId> windowProcessLocked(X11Connection& connection, XWindow window);
 
 }  // namespace orla::linux_desktop

@@ -44,6 +44,7 @@ class SimReceiver : public Receiver {
     app.localizedName = "Orla test window";
     desktop_->addApplication(app);
     desktop_->setTextField(kPid, sim::SimTextField{});
+    desktop_->ui().setWindows(kPid, {sim::SimWindow{"Orla test window", {100, 100, 400, 300}}});
     desktop_->setFrontmost(kPid);
   }
 

@@ -64,6 +64,10 @@ std::unique_ptr<X11TestWindow> X11TestWindow::open(const char* title, bool annou
   if (announcesProcess)
     XChangeProperty(display, window, XInternAtom(display, "_NET_WM_PID", False), XA_CARDINAL, 32, PropModeReplace,
                     reinterpret_cast<const unsigned char*>(&pid), 1);
+  // Asked to close (WM_DELETE_WINDOW), it goes, as an application's window
+  // does; without the protocol the window manager would end the connection.
+  Atom deleteWindow = XInternAtom(display, "WM_DELETE_WINDOW", False);
+  XSetWMProtocols(display, window, &deleteWindow, 1);
   XSelectInput(display, window,
                KeyPressMask | KeyReleaseMask | ButtonPressMask | ButtonReleaseMask | FocusChangeMask |
                    StructureNotifyMask | PointerMotionMask);
@@ -194,6 +198,10 @@ void X11TestWindow::handle(XEvent& event) {
       }
       break;
     }
+    case ClientMessage:
+      if (static_cast<Atom>(event.xclient.data.l[0]) == XInternAtom(display_, "WM_DELETE_WINDOW", False))
+        XWithdrawWindow(display_, window_, DefaultScreen(display_));
+      break;
     case ButtonPress:
     case ButtonRelease:
       buttons_.push_back({event.xbutton.button, event.type == ButtonPress, event.xbutton.x_root, event.xbutton.y_root});
