@@ -36,28 +36,42 @@
 namespace orla {
 namespace linux_desktop {
 
+// What the window system tells of the running processes: the frontmost one,
+// and the windows of each.
+struct WindowSystem {
+  std::function<std::optional<ProcessId>()> frontmost;
+  std::function<std::vector<ManagedWindow>()> windows;
+};
+
 // Running applications from /proc: the current user's processes that have an
-// executable (kernel threads have none). Each is reported with the
-// `prohibited` policy: telling which of them have windows is for the window
-// system. On an X11 desktop the frontmost one is the process of the active
-// window; without one, none is frontmost.
+// executable (kernel threads have none). Without a window system each is
+// reported with the `prohibited` policy and none is frontmost. On an X11
+// desktop a process with managed windows is a `regular` application, named
+// by the desktop entry its windows' class matches (its desktop-file id as
+// the bundle identifier, the entry's file as the bundle path) or else by its
+// executable, hidden when every one of its windows is minimized; the
+// frontmost one is the process of the active window.
 class ProcWorkspace : public Workspace {
  public:
-  using FrontmostProcess = std::function<std::optional<ProcessId>()>;
-  explicit ProcWorkspace(FrontmostProcess frontmost = {}) : frontmost_(std::move(frontmost)) {}
+  explicit ProcWorkspace(WindowSystem windowSystem = {}) : windowSystem_(std::move(windowSystem)) {}
 
   std::vector<RunningApplication> runningApplications() const override {
     auto apps = processes();
-    if (const auto front = frontmost_ ? frontmost_() : std::nullopt)
+    if (windowSystem_.windows) {
+      const auto windows = windowSystem_.windows();
+      for (RunningApplication& app : apps) describeWithWindows(app, windows);
+    }
+    if (const auto front = frontmost())
       for (RunningApplication& app : apps) app.active = app.processIdentifier == *front;
     return apps;
   }
 
   std::optional<RunningApplication> frontmostApplication() const override {
-    const auto front = frontmost_ ? frontmost_() : std::nullopt;
+    const auto front = frontmost();
     if (!front) return std::nullopt;
     for (RunningApplication& app : processes())
       if (app.processIdentifier == *front) {
+        if (windowSystem_.windows) describeWithWindows(app, windowSystem_.windows());
         app.active = true;
         return app;
       }
@@ -65,6 +79,29 @@ class ProcWorkspace : public Workspace {
   }
 
  private:
+  std::optional<ProcessId> frontmost() const {
+    return windowSystem_.frontmost ? windowSystem_.frontmost() : std::nullopt;
+  }
+
+  static void describeWithWindows(RunningApplication& app, const std::vector<ManagedWindow>& windows) {
+    bool any = false, allMinimized = true;
+    const ManagedWindow* first = nullptr;
+    for (const ManagedWindow& w : windows) {
+      if (w.process != app.processIdentifier) continue;
+      any = true;
+      allMinimized = allMinimized && w.minimized;
+      if (!first) first = &w;
+    }
+    if (!any) return;
+    app.activationPolicy = ActivationPolicy::regular;
+    app.hidden = allMinimized;
+    if (auto entry = desktopEntryForWindowClass(first->instance, first->windowClass)) {
+      app.bundleIdentifier = entry->id;
+      app.bundlePath = entry->path;
+      if (!entry->name.empty()) app.localizedName = entry->name;
+    }
+  }
+
   std::vector<RunningApplication> processes() const {
     std::vector<RunningApplication> apps;
     std::error_code ec;
@@ -126,7 +163,7 @@ class ProcWorkspace : public Workspace {
     return fail("Showing, hiding and opening applications is not available on this desktop in this build of Orla.");
   }
   std::atomic<ObserverToken> lastToken_{0};
-  FrontmostProcess frontmost_;
+  WindowSystem windowSystem_;
 };
 
 // The host's identity: ORLA_HOST_BUNDLE_ID names it when an embedding
@@ -182,8 +219,9 @@ std::shared_ptr<Platform> makeNativePlatform() {
     services.mouse = linux_desktop::makeX11MouseEvents(*x11);
     services.displays = linux_desktop::makeX11Displays(*x11);
     services.accessibility = linux_desktop::makeX11Accessibility(*x11);
-    services.workspace = std::make_unique<linux_desktop::ProcWorkspace>(
-        [connection = *x11] { return linux_desktop::activeWindowProcess(*connection); });
+    services.workspace = std::make_unique<linux_desktop::ProcWorkspace>(linux_desktop::WindowSystem{
+        [connection = *x11] { return linux_desktop::activeWindowProcess(*connection); },
+        [connection = *x11] { return linux_desktop::managedWindows(*connection); }});
     capabilities.insert(
         {Capability::keyboardEvents, Capability::mouseEvents, Capability::displays, Capability::accessibility});
     if (auto clipboard = linux_desktop::makeX11Pasteboard()) {

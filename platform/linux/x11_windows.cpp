@@ -2,7 +2,10 @@
 
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
+#include <X11/Xutil.h>
 #include <X11/extensions/XRes.h>
+
+#include <algorithm>
 
 namespace orla::linux_desktop {
 namespace {
@@ -33,6 +36,32 @@ std::optional<ProcessId> windowProcessLocked(X11Connection& connection, XWindow 
   else process = serverKnownProcess(connection.display(), window);
   takeX11Error();  // the window may have closed since it was listed
   return process;
+}
+
+std::vector<ManagedWindow> managedWindows(X11Connection& connection) {
+  auto lock = connection.lock();
+  Display* display = connection.display();
+  auto stacking =
+      connection.cardinalsLocked(connection.root(), connection.atom("_NET_CLIENT_LIST_STACKING"), XA_WINDOW);
+  const XAtom hidden = connection.atom("_NET_WM_STATE_HIDDEN");
+  std::vector<ManagedWindow> out;
+  for (auto it = stacking.rbegin(); it != stacking.rend(); ++it) {
+    ManagedWindow w;
+    w.window = *it;
+    w.process = windowProcessLocked(connection, w.window);
+    XClassHint hint{};
+    if (XGetClassHint(display, w.window, &hint)) {
+      if (hint.res_name) w.instance = hint.res_name;
+      if (hint.res_class) w.windowClass = hint.res_class;
+      XFree(hint.res_name);
+      XFree(hint.res_class);
+    }
+    const auto states = connection.cardinalsLocked(w.window, connection.atom("_NET_WM_STATE"), XA_ATOM);
+    w.minimized = std::find(states.begin(), states.end(), hidden) != states.end();
+    takeX11Error();  // a window that closed meanwhile is listed without its details
+    out.push_back(std::move(w));
+  }
+  return out;
 }
 
 std::optional<ProcessId> activeWindowProcess(X11Connection& connection) {

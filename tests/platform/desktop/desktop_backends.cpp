@@ -11,9 +11,26 @@
 
 #include "models/key_code_map.h"
 #include "tests/platform/desktop/x11_test_window.h"
+#include "tests/support/temp_folder.h"
 
 namespace orla::desktop_testing {
 namespace {
+
+// The test window's application as the desktop knows it: on Linux, the
+// desktop entry that names its window class, installed in a private data
+// folder that GLib is pointed at before anything can ask (it reads the
+// folder once per process).
+struct TestWindowEntry {
+  TestWindowEntry() {
+    ::setenv("XDG_DATA_HOME", folder.path().c_str(), 1);
+    std::filesystem::create_directories(folder.path() / "applications");
+    std::ofstream(folder.path() / "applications" / kTestWindowBundle)
+        << "[Desktop Entry]\nType=Application\nName=" << kTestWindowName
+        << "\nExec=/bin/true\nStartupWMClass=OrlaTestWindow\n";
+  }
+  testing::TempFolder folder{"orla-desktop-entries"};
+};
+const TestWindowEntry testWindowEntry;
 
 // How long a receiver waits at most for what was posted to arrive. Every
 // change of the keyboard map costs the window manager a while (openbox takes
@@ -40,8 +57,8 @@ class SimReceiver : public Receiver {
   explicit SimReceiver(std::shared_ptr<sim::SimDesktop> desktop) : desktop_(std::move(desktop)) {
     RunningApplication app;
     app.processIdentifier = kPid;
-    app.bundleIdentifier = "org.orla.test-window";
-    app.localizedName = "Orla test window";
+    app.bundleIdentifier = kTestWindowBundle;
+    app.localizedName = kTestWindowName;
     desktop_->addApplication(app);
     desktop_->setTextField(kPid, sim::SimTextField{});
     desktop_->ui().setWindows(kPid, {sim::SimWindow{"Orla test window", {100, 100, 400, 300}}});

@@ -19,6 +19,10 @@
 
 namespace orla::desktop_testing {
 
+// The application of the receiving window, as every backend names it.
+inline constexpr const char* kTestWindowName = "Orla Test Window";
+inline constexpr const char* kTestWindowBundle = "org.orla.TestWindow.desktop";
+
 // A window in front with the keyboard focus, seen from inside.
 class Receiver {
  public:
@@ -55,6 +59,9 @@ struct SimDesktopBackend {
   static constexpr const char* name = "sim";
   // The simulated clipboard keeps every item; the X clipboard holds one.
   static constexpr bool clipboardHoldsOneItem = false;
+  // Whether an application whose windows are all minimized counts as
+  // hidden (X11 has no hiding of its own).
+  static constexpr bool minimizedMeansHidden = false;
   // Why the backend cannot run here; empty when it can.
   static std::string unavailableReason() { return {}; }
   SimDesktopBackend();
@@ -70,6 +77,7 @@ struct SimDesktopBackend {
 struct X11DesktopBackend {
   static constexpr const char* name = "x11";
   static constexpr bool clipboardHoldsOneItem = true;
+  static constexpr bool minimizedMeansHidden = true;
   static std::string unavailableReason();
   X11DesktopBackend();
   std::unique_ptr<Receiver> receiver(bool announcesProcess = true);

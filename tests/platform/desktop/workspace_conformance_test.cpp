@@ -31,5 +31,28 @@ TYPED_TEST(WorkspaceConformance, TheFrontmostApplicationOwnsTheFocusedWindow) {
   }
 }
 
+TYPED_TEST(WorkspaceConformance, AnApplicationWithWindowsIsNamedByItsDesktopEntry) {
+  auto receiver = this->backend->receiver();
+  auto find = [&] {
+    const auto apps = this->platform().workspace().runningApplications();
+    const auto it = std::find_if(apps.begin(), apps.end(), [&](const RunningApplication& a) {
+      return a.processIdentifier == receiver->process();
+    });
+    return it == apps.end() ? std::optional<RunningApplication>() : *it;
+  };
+  const auto app = find();
+  ASSERT_TRUE(app);
+  EXPECT_EQ(app->localizedName, kTestWindowName);
+  EXPECT_EQ(app->bundleIdentifier, kTestWindowBundle);
+  EXPECT_EQ(app->activationPolicy, ActivationPolicy::regular);
+  EXPECT_FALSE(app->hidden);
+  if (!TypeParam::minimizedMeansHidden) return;
+  Accessibility& ax = this->platform().accessibility();
+  const auto window = ax.copyAttributeValue(ax.applicationElement(receiver->process()), "AXFocusedWindow");
+  ASSERT_TRUE(window);
+  ASSERT_EQ(ax.setAttributeValue(*window->asElement(), "AXMinimized", true), AXError::success);
+  EXPECT_TRUE(find()->hidden) << "every window minimized";
+}
+
 }  // namespace
 }  // namespace orla::desktop_testing
