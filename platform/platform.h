@@ -53,6 +53,9 @@ enum class Capability {
   sound,
   // Activating, hiding, quitting and opening applications.
   applicationControl,
+  // Applications' menu bars through the accessibility interface; a desktop
+  // may offer windows there but not menus (X11 through its window manager).
+  menuBars,
 };
 
 class Platform {

@@ -8,6 +8,7 @@
 #include <filesystem>
 
 #include "models/file_formatting.h"
+#include "models/text.h"
 #include "models/url.h"
 #include "platform/posix/posix_services.h"
 
@@ -225,6 +226,29 @@ Checked<void> openURIWithDefaultHandler(std::string_view uri) {
   ErrorOut error;
   if (g_app_info_launch_default_for_uri(std::string(uri).c_str(), nullptr, &error)) return {};
   return fail(sentence(error.message()));
+}
+
+std::optional<DesktopEntry> desktopEntryForWindowClass(std::string_view instance, std::string_view windowClass) {
+  auto names = [&](const char* name) {
+    return name && *name && (equalsIgnoringCase(name, windowClass) || equalsIgnoringCase(name, instance));
+  };
+  std::optional<DesktopEntry> byId;
+  GList* all = g_app_info_get_all();
+  std::optional<DesktopEntry> found;
+  for (GList* item = all; item && !found; item = item->next) {
+    if (!G_IS_DESKTOP_APP_INFO(item->data)) continue;
+    auto* info = G_DESKTOP_APP_INFO(item->data);
+    const char* id = g_app_info_get_id(G_APP_INFO(info));
+    const char* file = g_desktop_app_info_get_filename(info);
+    if (!id || !file) continue;
+    DesktopEntry entry{id, g_app_info_get_name(G_APP_INFO(info)) ? g_app_info_get_name(G_APP_INFO(info)) : "", file};
+    if (names(g_desktop_app_info_get_startup_wm_class(info))) found = std::move(entry);
+    else if (!byId && std::string_view(id).ends_with(".desktop") &&
+             names(std::string(id).substr(0, std::string_view(id).size() - 8).c_str()))
+      byId = std::move(entry);
+  }
+  g_list_free_full(all, g_object_unref);
+  return found ? found : byId;
 }
 
 }  // namespace orla::linux_desktop

@@ -4,6 +4,9 @@
 #pragma once
 
 #include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
 
 #include "platform/file_manager.h"
 #include "platform/file_workspace.h"
@@ -15,5 +18,16 @@ std::unique_ptr<FileManager> makeGioFileManager();
 
 // Opens an address with the desktop's default handler for its scheme.
 Checked<void> openURIWithDefaultHandler(std::string_view uri);
+
+// The installed desktop entry of the application whose windows have this
+// X class (WM_CLASS: instance and class names): the entry whose
+// StartupWMClass names either, else the one whose desktop-file id (without
+// ".desktop") does, ignoring case.
+struct DesktopEntry {
+  std::string id;  // "org.example.Editor.desktop": the bundle identifier here
+  std::string name;
+  std::string path;
+};
+std::optional<DesktopEntry> desktopEntryForWindowClass(std::string_view instance, std::string_view windowClass);
 
 }  // namespace orla::linux_desktop

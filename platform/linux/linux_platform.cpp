@@ -1,6 +1,9 @@
-// The native platform on Linux. Until the X11 desktop backend exists, the
-// desktop services answer with a clear sentence that they are not available;
-// the clock, environment, files, process list and HTTP are real.
+// The native platform on Linux. On an X11 desktop (DISPLAY set, with the
+// XTest, XFixes and XRandR extensions) keys, typing, the mouse, the
+// clipboard and the screens are real; without one, and for the services the X11 backend does
+// not offer yet, the desktop services answer with a clear sentence that they
+// are not available. The clock, environment, files, process list and HTTP
+// are real everywhere.
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,10 +12,17 @@
 #include <atomic>
 #include <cctype>
 #include <filesystem>
+#include <functional>
 #include <fstream>
 
 #include "platform/linux/cups_printers.h"
 #include "platform/linux/gio_services.h"
+#include "platform/linux/x11_accessibility.h"
+#include "platform/linux/x11_connection.h"
+#include "platform/linux/x11_displays.h"
+#include "platform/linux/x11_events.h"
+#include "platform/linux/x11_pasteboard.h"
+#include "platform/linux/x11_windows.h"
 #include "platform/local_notification_center.h"
 #include "platform/memory_user_defaults.h"
 #include "platform/platform.h"
@@ -26,13 +36,73 @@
 namespace orla {
 namespace linux_desktop {
 
+// What the window system tells of the running processes: the frontmost one,
+// and the windows of each.
+struct WindowSystem {
+  std::function<std::optional<ProcessId>()> frontmost;
+  std::function<std::vector<ManagedWindow>()> windows;
+};
+
 // Running applications from /proc: the current user's processes that have an
-// executable (kernel threads have none). Without a window-system connection
-// there is no telling which of them have windows, so each is reported with
-// the `prohibited` policy and none is frontmost.
+// executable (kernel threads have none). Without a window system each is
+// reported with the `prohibited` policy and none is frontmost. On an X11
+// desktop a process with managed windows is a `regular` application, named
+// by the desktop entry its windows' class matches (its desktop-file id as
+// the bundle identifier, the entry's file as the bundle path) or else by its
+// executable, hidden when every one of its windows is minimized; the
+// frontmost one is the process of the active window.
 class ProcWorkspace : public Workspace {
  public:
+  explicit ProcWorkspace(WindowSystem windowSystem = {}) : windowSystem_(std::move(windowSystem)) {}
+
   std::vector<RunningApplication> runningApplications() const override {
+    auto apps = processes();
+    if (windowSystem_.windows) {
+      const auto windows = windowSystem_.windows();
+      for (RunningApplication& app : apps) describeWithWindows(app, windows);
+    }
+    if (const auto front = frontmost())
+      for (RunningApplication& app : apps) app.active = app.processIdentifier == *front;
+    return apps;
+  }
+
+  std::optional<RunningApplication> frontmostApplication() const override {
+    const auto front = frontmost();
+    if (!front) return std::nullopt;
+    for (RunningApplication& app : processes())
+      if (app.processIdentifier == *front) {
+        if (windowSystem_.windows) describeWithWindows(app, windowSystem_.windows());
+        app.active = true;
+        return app;
+      }
+    return std::nullopt;  // another user's process, or one that has ended
+  }
+
+ private:
+  std::optional<ProcessId> frontmost() const {
+    return windowSystem_.frontmost ? windowSystem_.frontmost() : std::nullopt;
+  }
+
+  static void describeWithWindows(RunningApplication& app, const std::vector<ManagedWindow>& windows) {
+    bool any = false, allMinimized = true;
+    const ManagedWindow* first = nullptr;
+    for (const ManagedWindow& w : windows) {
+      if (w.process != app.processIdentifier) continue;
+      any = true;
+      allMinimized = allMinimized && w.minimized;
+      if (!first) first = &w;
+    }
+    if (!any) return;
+    app.activationPolicy = ActivationPolicy::regular;
+    app.hidden = allMinimized;
+    if (auto entry = desktopEntryForWindowClass(first->instance, first->windowClass)) {
+      app.bundleIdentifier = entry->id;
+      app.bundlePath = entry->path;
+      if (!entry->name.empty()) app.localizedName = entry->name;
+    }
+  }
+
+  std::vector<RunningApplication> processes() const {
     std::vector<RunningApplication> apps;
     std::error_code ec;
     const uid_t me = getuid();
@@ -58,7 +128,7 @@ class ProcWorkspace : public Workspace {
     return apps;
   }
 
-  std::optional<RunningApplication> frontmostApplication() const override { return std::nullopt; }
+ public:
   bool activate(ProcessId, unsigned) override { return false; }
   bool yieldActivation(ProcessId) override { return false; }
   bool hide(ProcessId) override { return false; }
@@ -93,6 +163,7 @@ class ProcWorkspace : public Workspace {
     return fail("Showing, hiding and opening applications is not available on this desktop in this build of Orla.");
   }
   std::atomic<ObserverToken> lastToken_{0};
+  WindowSystem windowSystem_;
 };
 
 // The host's identity: ORLA_HOST_BUNDLE_ID names it when an embedding
@@ -141,10 +212,24 @@ std::shared_ptr<Platform> makeNativePlatform() {
   services.fileWorkspace = linux_desktop::makeGioFileWorkspace();
   services.fileManager = linux_desktop::makeGioFileManager();
   services.printers = linux_desktop::makeCupsPrinters();
-  return std::make_shared<Platform>(
-      "linux", std::move(services),
-      std::set<Capability>{Capability::workspace, Capability::http, Capability::processes, Capability::trash,
-                           Capability::recentDocuments, Capability::printers});
+  std::set<Capability> capabilities{Capability::workspace, Capability::http, Capability::processes,
+                                    Capability::trash, Capability::recentDocuments, Capability::printers};
+  if (auto x11 = linux_desktop::X11Connection::open()) {
+    services.keyboard = linux_desktop::makeX11KeyboardEvents(*x11);
+    services.mouse = linux_desktop::makeX11MouseEvents(*x11);
+    services.displays = linux_desktop::makeX11Displays(*x11);
+    services.accessibility = linux_desktop::makeX11Accessibility(*x11);
+    services.workspace = std::make_unique<linux_desktop::ProcWorkspace>(linux_desktop::WindowSystem{
+        [connection = *x11] { return linux_desktop::activeWindowProcess(*connection); },
+        [connection = *x11] { return linux_desktop::managedWindows(*connection); }});
+    capabilities.insert(
+        {Capability::keyboardEvents, Capability::mouseEvents, Capability::displays, Capability::accessibility});
+    if (auto clipboard = linux_desktop::makeX11Pasteboard()) {
+      services.pasteboard = std::move(clipboard.value());
+      capabilities.insert(Capability::pasteboard);
+    }
+  }
+  return std::make_shared<Platform>("linux", std::move(services), std::move(capabilities));
 }
 
 }  // namespace orla

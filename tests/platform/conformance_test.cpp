@@ -84,42 +84,19 @@ TYPED_TEST(PlatformConformance, MainThreadRunsQueuedWorkInOrderOnItself) {
   EXPECT_EQ(order.back(), 3) << "on the main thread the work runs at once";
 }
 
-TYPED_TEST(PlatformConformance, PasteboardKeepsTextAndCountsChanges) {
+// A clipboard is proven by the desktop suites (tests/platform/desktop),
+// against another program on the same desktop; here, only a desktop
+// without one.
+TYPED_TEST(PlatformConformance, PasteboardWithoutADesktopSaysWhyNot) {
+  if (this->platform->supports(Capability::pasteboard))
+    GTEST_SKIP() << "this desktop has a clipboard: see orla_desktop_tests";
   Pasteboard& pasteboard = this->platform->pasteboard();
-  if (!this->platform->supports(Capability::pasteboard)) {
-    auto written = pasteboard.setText("x");
-    ASSERT_FALSE(written);
-    EXPECT_TRUE(written.error().ends_with(".")) << written.error();
-    EXPECT_EQ(pasteboard.text(), std::nullopt);
-    return;
-  }
-  const auto before = pasteboard.changeCount();
-  ASSERT_TRUE(pasteboard.setText("Grüße 👋\nline two"));
-  EXPECT_EQ(pasteboard.text(), "Grüße 👋\nline two");
-  EXPECT_GT(pasteboard.changeCount(), before);
-}
-
-TYPED_TEST(PlatformConformance, PasteboardSnapshotRestoresEveryItemAndType) {
-  Pasteboard& pasteboard = this->platform->pasteboard();
-  if (!this->platform->supports(Capability::pasteboard)) {
-    EXPECT_TRUE(pasteboard.snapshot().empty());
-    EXPECT_FALSE(pasteboard.restore({}));
-    return;
-  }
-  const PasteboardSnapshot items = {
-      {{{std::string(pasteboard_types::rtf), "{\\rtf1 caf\\'e9}"}, {std::string(pasteboard_types::plainText), "café"}}},
-      {{{std::string(pasteboard_types::png), std::string("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16)}}},
-  };
-  const auto before = pasteboard.changeCount();
-  ASSERT_TRUE(pasteboard.restore(items));
-  EXPECT_GT(pasteboard.changeCount(), before);
-  EXPECT_EQ(pasteboard.snapshot(), items);
-  EXPECT_EQ(pasteboard.text(), "café") << "the first item carries the plain text";
-  ASSERT_TRUE(pasteboard.setText("plain"));
-  ASSERT_EQ(pasteboard.snapshot().size(), 1u);
-  ASSERT_TRUE(pasteboard.restore({}));
-  EXPECT_TRUE(pasteboard.snapshot().empty());
+  auto written = pasteboard.setText("x");
+  ASSERT_FALSE(written);
+  EXPECT_TRUE(written.error().ends_with(".")) << written.error();
   EXPECT_EQ(pasteboard.text(), std::nullopt);
+  EXPECT_TRUE(pasteboard.snapshot().empty());
+  EXPECT_FALSE(pasteboard.restore({}));
 }
 
 TYPED_TEST(PlatformConformance, ScriptingCompilesOrSaysItCannot) {
@@ -230,7 +207,9 @@ TYPED_TEST(PlatformConformance, AccessibilityAnswersForTheHostOrRefuses) {
   const ProcessId host = this->platform->host().processIdentifier();
   const AXElement element = ax.applicationElement(host);
   if (!this->platform->supports(Capability::accessibility)) {
-    EXPECT_FALSE(ax.isProcessTrusted());
+    // A desktop may trust this process to post keys (X11 asks no
+    // permission) and still offer no interface elements.
+    EXPECT_EQ(ax.isProcessTrusted(), this->platform->supports(Capability::keyboardEvents));
     EXPECT_FALSE(ax.copyAttributeValue(element, "AXRole"));
     EXPECT_NE(ax.performAction(element, "AXPress"), AXError::success);
     return;
@@ -246,47 +225,22 @@ TYPED_TEST(PlatformConformance, AccessibilityAnswersForTheHostOrRefuses) {
   EXPECT_FALSE(ax.copyAttributeValue(element, "AXSurelyNotAnAttribute"));
 }
 
-TYPED_TEST(PlatformConformance, DisplaysDescribeTheScreensOrNone) {
+// What a desktop with screens and a mouse does is proven by the desktop
+// suites (tests/platform/desktop), which have the display to themselves;
+// here, only a desktop without them.
+TYPED_TEST(PlatformConformance, DisplaysAndMouseWithoutADesktopSayWhyNot) {
+  if (this->platform->supports(Capability::displays) || this->platform->supports(Capability::mouseEvents))
+    GTEST_SKIP() << "this desktop has screens and a mouse: see orla_desktop_tests";
   Displays& displays = this->platform->displays();
-  if (!this->platform->supports(Capability::displays)) {
-    EXPECT_FALSE(displays.mainDisplayBounds());
-    EXPECT_TRUE(displays.screens().empty());
-    EXPECT_FALSE(displays.mainScreen());
-    return;
-  }
-  const auto bounds = displays.mainDisplayBounds();
-  ASSERT_TRUE(bounds);
-  EXPECT_EQ(bounds->origin(), (Point{0, 0}));
-  const auto screens = displays.screens();
-  ASSERT_FALSE(screens.empty());
-  EXPECT_EQ(screens.front().frame, *bounds) << "the primary screen is the main display";
-  for (const Screen& screen : screens) {
-    EXPECT_FALSE(screen.frame.isEmpty());
-    EXPECT_GE(screen.visibleFrame.x, screen.frame.x);
-    EXPECT_GE(screen.visibleFrame.y, screen.frame.y);
-    EXPECT_LE(screen.visibleFrame.maxX(), screen.frame.maxX());
-    EXPECT_LE(screen.visibleFrame.maxY(), screen.frame.maxY());
-  }
-  const auto main = displays.mainScreen();
-  ASSERT_TRUE(main);
-  EXPECT_NE(std::find(screens.begin(), screens.end(), *main), screens.end());
-}
-
-TYPED_TEST(PlatformConformance, MouseEventsMoveThePointerOrSayWhyNot) {
+  EXPECT_FALSE(displays.mainDisplayBounds());
+  EXPECT_TRUE(displays.screens().empty());
+  EXPECT_FALSE(displays.mainScreen());
   MouseEvents& mouse = this->platform->mouse();
-  if (!this->platform->supports(Capability::mouseEvents)) {
-    auto location = mouse.pointerLocation();
-    ASSERT_FALSE(location);
-    EXPECT_TRUE(location.error().ends_with(".")) << location.error();
-    EXPECT_FALSE(mouse.post({MouseEventType::mouseMoved, {1, 1}, 0, 0}));
-    EXPECT_FALSE(mouse.postScrollWheel(1));
-    return;
-  }
-  ASSERT_TRUE(mouse.post({MouseEventType::mouseMoved, {12, 34}, 0, 0}));
   auto location = mouse.pointerLocation();
-  ASSERT_TRUE(location);
-  EXPECT_EQ(*location, (Point{12, 34}));
-  EXPECT_TRUE(mouse.postScrollWheel(0));
+  ASSERT_FALSE(location);
+  EXPECT_TRUE(location.error().ends_with(".")) << location.error();
+  EXPECT_FALSE(mouse.post({MouseEventType::mouseMoved, {1, 1}, 0, 0}));
+  EXPECT_FALSE(mouse.postScrollWheel(1));
 }
 
 TYPED_TEST(PlatformConformance, NestedMenusAnswerAPathOrSayWhyNot) {

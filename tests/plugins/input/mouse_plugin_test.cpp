@@ -274,8 +274,13 @@ TEST_F(MouseTest, FailuresEndTheRun) {
   EXPECT_EQ(run(movements({stepData(M::moveBy)})), PluginResult::failure("Could not move the mouse."));
   EXPECT_EQ(run(movements({stepData(M::savePosition)})), PluginResult::failure("Could not read the mouse position."));
 
-  EXPECT_EQ(M(makeNativePlatform()).execute(movements({stepData(M::leftClick)})),
-            PluginResult::failure(std::string(kMouseEventsUnavailable)));
+  // A native desktop without a mouse says so; one with a mouse (X11) is the
+  // desktop suites' to click on, not this test's.
+  auto native = makeNativePlatform();
+  if (!native->supports(Capability::mouseEvents)) {
+    EXPECT_EQ(M(native).execute(movements({stepData(M::leftClick)})),
+              PluginResult::failure(std::string(kMouseEventsUnavailable)));
+  }
 }
 
 }  // namespace

@@ -52,7 +52,11 @@ TEST(WindowReaders, NumbersAndValidation) {
   EXPECT_EQ(plugin.validate({{"actionType", 25}, {"position", "left third"}}), std::nullopt);
   EXPECT_EQ(W::successText(25), "Tiled the front window");
   EXPECT_EQ(W::successText(99), "Did the window command");
-  EXPECT_EQ(plugin.execute({{"subAction", "zoom"}}), PluginResult::failure(std::string(kAccessibilityUnavailable)));
+  // A native desktop without windows to act on says so; one with them (X11)
+  // is the desktop suites' to act on, not this test's.
+  if (!makeNativePlatform()->supports(Capability::accessibility)) {
+    EXPECT_EQ(plugin.execute({{"subAction", "zoom"}}), PluginResult::failure(std::string(kAccessibilityUnavailable)));
+  }
 }
 
 // TextEdit in front with three windows, front to back: "Doc" with every

@@ -1,0 +1,28 @@
+// The accessibility side of an X11 desktop, over what the window manager
+// publishes (EWMH). Posting keys, typing and reading the clipboard need no
+// permission on X11 beyond a connection to the server, so the trust check
+// answers whether the server and the extensions the services use are
+// reachable.
+//
+// Elements: an application (by process) with its windows (the managed
+// windows whose process it is, front to back), each window with its frame
+// (position and size include the window manager's frame, as the interface
+// measures windows), title, minimized, main and full-screen states, and its
+// title-bar buttons: close (the window's own close request), minimize, and
+// zoom (maximized both ways, or back). Position, size, minimized and main
+// are set through the window manager, and each call waits until the window
+// shows the change. What belongs to an application's own interface (menus,
+// a toolbar, scroll bars) is not the X server's to tell: those attributes
+// are unsupported, and the `menuBars` capability stays off.
+#pragma once
+
+#include <memory>
+
+#include "platform/accessibility.h"
+#include "platform/linux/x11_connection.h"
+
+namespace orla::linux_desktop {
+
+std::unique_ptr<Accessibility> makeX11Accessibility(std::shared_ptr<X11Connection> connection);
+
+}  // namespace orla::linux_desktop
