@@ -186,8 +186,24 @@ void X11TestWindow::handle(XEvent& event) {
       // before the key events that use it.
       XRefreshKeyboardMapping(&event.xmapping);
       break;
+    case KeyRelease:
+      timeline_.push_back({XLookupKeysym(&event.xkey, 0), false, std::chrono::steady_clock::now()});
+      break;
     case KeyPress: {
-      keys_.push_back({XLookupKeysym(&event.xkey, 0), event.xkey.state});
+      const KeySym keysym = XLookupKeysym(&event.xkey, 0);
+      timeline_.push_back({keysym, true, std::chrono::steady_clock::now()});
+      keys_.push_back({keysym, event.xkey.state});
+      if (isField_ && (event.xkey.state & ControlMask) && (keysym == XK_c || keysym == XK_v)) {
+        if (keysym == XK_c) {
+          copyField(event.xkey.time);
+        } else {
+          XConvertSelection(display_, XInternAtom(display_, "CLIPBOARD", False),
+                            XInternAtom(display_, "UTF8_STRING", False), XInternAtom(display_, "ORLA_PASTE", False),
+                            window_, event.xkey.time);
+          XFlush(display_);
+        }
+        break;
+      }
       KeySym typed = NoSymbol;
       char buffer[16];
       XLookupString(&event.xkey, buffer, sizeof buffer, &typed, nullptr);
@@ -202,6 +218,12 @@ void X11TestWindow::handle(XEvent& event) {
       if (static_cast<Atom>(event.xclient.data.l[0]) == XInternAtom(display_, "WM_DELETE_WINDOW", False))
         XWithdrawWindow(display_, window_, DefaultScreen(display_));
       break;
+    case SelectionRequest:
+      answerRequest(event.xselectionrequest);
+      break;
+    case SelectionNotify:
+      takePaste(event.xselection);
+      break;
     case ButtonPress:
     case ButtonRelease:
       buttons_.push_back({event.xbutton.button, event.type == ButtonPress, event.xbutton.x_root, event.xbutton.y_root});
@@ -211,8 +233,77 @@ void X11TestWindow::handle(XEvent& event) {
   }
 }
 
+std::vector<TimedKeyEvent> X11TestWindow::timeline() const {
+  std::lock_guard lock(mutex_);
+  return timeline_;
+}
+
+void X11TestWindow::setFieldText(std::string text) {
+  std::lock_guard lock(mutex_);
+  isField_ = true;
+  field_ = std::move(text);
+}
+
+std::string X11TestWindow::fieldText() const {
+  std::lock_guard lock(mutex_);
+  return field_;
+}
+
+std::size_t X11TestWindow::pastes() const {
+  std::lock_guard lock(mutex_);
+  return pastes_;
+}
+
+// The copied text is served until another client takes the selection; a
+// text field's selection is small, so it goes in one property (no INCR).
+void X11TestWindow::copyField(Time time) {
+  XSetSelectionOwner(display_, XInternAtom(display_, "CLIPBOARD", False), window_, time);
+  XFlush(display_);
+}
+
+void X11TestWindow::answerRequest(const XSelectionRequestEvent& request) {
+  XSelectionEvent reply{};
+  reply.type = SelectionNotify;
+  reply.display = display_;
+  reply.requestor = request.requestor;
+  reply.selection = request.selection;
+  reply.target = request.target;
+  reply.time = request.time;
+  reply.property = request.property == None ? request.target : request.property;
+  const Atom utf8 = XInternAtom(display_, "UTF8_STRING", False);
+  const Atom targets = XInternAtom(display_, "TARGETS", False);
+  if (request.target == targets) {
+    const Atom offered[] = {targets, utf8};
+    XChangeProperty(display_, request.requestor, reply.property, XA_ATOM, 32, PropModeReplace,
+                    reinterpret_cast<const unsigned char*>(offered), 2);
+  } else if (request.target == utf8) {
+    XChangeProperty(display_, request.requestor, reply.property, utf8, 8, PropModeReplace,
+                    reinterpret_cast<const unsigned char*>(field_.data()), static_cast<int>(field_.size()));
+  } else {
+    reply.property = None;
+  }
+  XSendEvent(display_, request.requestor, False, NoEventMask, reinterpret_cast<XEvent*>(&reply));
+  XFlush(display_);
+}
+
+void X11TestWindow::takePaste(const XSelectionEvent& notify) {
+  if (notify.property == None) return;
+  Atom type = None;
+  int format = 0;
+  unsigned long count = 0, after = 0;
+  unsigned char* data = nullptr;
+  if (XGetWindowProperty(display_, window_, notify.property, 0, 1L << 24, True, AnyPropertyType, &type, &format,
+                         &count, &after, &data) == Success &&
+      data && format == 8) {
+    field_.assign(reinterpret_cast<const char*>(data), count);
+    ++pastes_;
+  }
+  if (data) XFree(data);
+}
+
 void X11TestWindow::clear() {
   std::lock_guard lock(mutex_);
+  timeline_.clear();
   keys_.clear();
   text_.clear();
   typedCharacters_ = 0;

@@ -24,6 +24,13 @@ struct ReceivedKey {
   unsigned state;  // the X modifier mask at the press
 };
 
+// A key press or release with the moment this client read it.
+struct TimedKeyEvent {
+  KeySym keysym;
+  bool press;
+  std::chrono::steady_clock::time_point at;
+};
+
 struct ReceivedButton {
   unsigned button;
   bool press;
@@ -53,7 +60,18 @@ class X11TestWindow {
   std::string text() const;
   std::size_t typedCharacters() const;
   std::vector<ReceivedButton> buttons() const;
+  // Every key press and release, in the order read.
+  std::vector<TimedKeyEvent> timeline() const;
   void clear();
+
+  // Makes the window a text field whose whole text is selected: Control-C
+  // puts the text on the CLIPBOARD selection (as UTF8_STRING), Control-V
+  // replaces it with the clipboard's UTF8_STRING, as an application's text
+  // field does.
+  void setFieldText(std::string text);
+  std::string fieldText() const;
+  // How many pastes have arrived.
+  std::size_t pastes() const;
 
  private:
   X11TestWindow(Display* display, Window window);
@@ -67,6 +85,13 @@ class X11TestWindow {
   std::string text_;
   std::size_t typedCharacters_ = 0;
   std::vector<ReceivedButton> buttons_;
+  std::vector<TimedKeyEvent> timeline_;
+  bool isField_ = false;
+  std::string field_;
+  std::size_t pastes_ = 0;
+  void copyField(Time time);
+  void answerRequest(const XSelectionRequestEvent& request);
+  void takePaste(const XSelectionEvent& notify);
   std::atomic<bool> stop_{false};
   std::thread pump_;
 };
