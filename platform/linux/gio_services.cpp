@@ -286,9 +286,16 @@ Checked<void> launchApplication(std::string_view path) {
     GString quoted(g_shell_quote(file.c_str()));
     app.reset(g_app_info_create_from_commandline(quoted.get(), nullptr, G_APP_INFO_CREATE_NONE, nullptr));
   }
-  if (!app) return fail("“" + fileName(path) + "” is not an application.");
+  if (!app || !G_IS_DESKTOP_APP_INFO(app.get())) return fail("“" + fileName(path) + "” is not an application.");
+  // The application is the desktop's, not ours: it does not inherit our
+  // output, which would stay open (and keep a pipe reading it waiting) for
+  // as long as it runs.
   ErrorOut error;
-  if (!g_app_info_launch(app.get(), nullptr, nullptr, &error)) return fail(sentence(error.message()));
+  if (!g_desktop_app_info_launch_uris_as_manager(
+          G_DESKTOP_APP_INFO(app.get()), nullptr, nullptr,
+          GSpawnFlags(G_SPAWN_SEARCH_PATH | G_SPAWN_STDOUT_TO_DEV_NULL | G_SPAWN_STDERR_TO_DEV_NULL), nullptr,
+          nullptr, nullptr, nullptr, &error))
+    return fail(sentence(error.message()));
   return {};
 }
 

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <functional>
 #include <thread>
 
@@ -219,6 +220,12 @@ TYPED_TEST(WorkspaceConformance, ApplicationsLaunchByExecutableOrName) {
     ASSERT_TRUE(opened) << opened.error();
     ASSERT_TRUE(eventually([&] { return copiesOf(workspace, kTestAppBundle).size() == 1; }));
     const ProcessId app = copiesOf(workspace, kTestAppBundle).front();
+    // It does not hold this program's output open.
+    for (const char* output : {"1", "2"}) {
+      std::error_code ec;
+      EXPECT_EQ(std::filesystem::read_symlink("/proc/" + std::to_string(app) + "/fd/" + output, ec), "/dev/null")
+          << "descriptor " << output;
+    }
     EXPECT_TRUE(workspace.forceTerminate(app));
     ASSERT_TRUE(eventually([&] { return copiesOf(workspace, kTestAppBundle).empty(); }));
   }
