@@ -2,6 +2,7 @@
 
 #include <gio/gdesktopappinfo.h>
 #include <gio/gio.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -249,6 +250,53 @@ std::optional<DesktopEntry> desktopEntryForWindowClass(std::string_view instance
   }
   g_list_free_full(all, g_object_unref);
   return found ? found : byId;
+}
+
+std::optional<DesktopEntry> installedDesktopEntry(std::string_view idOrName) {
+  if (idOrName.empty()) return std::nullopt;
+  auto describe = [](GDesktopAppInfo* info) -> std::optional<DesktopEntry> {
+    const char* id = g_app_info_get_id(G_APP_INFO(info));
+    const char* file = g_desktop_app_info_get_filename(info);
+    const char* name = g_app_info_get_name(G_APP_INFO(info));
+    if (!file) return std::nullopt;
+    return DesktopEntry{id ? id : fileName(file), name ? name : "", file};
+  };
+  std::string id(idOrName);
+  if (!id.ends_with(".desktop")) id += ".desktop";
+  if (GObjectPtr<GDesktopAppInfo> info{g_desktop_app_info_new(id.c_str())}) return describe(info.get());
+  GList* all = g_app_info_get_all();
+  std::optional<DesktopEntry> found;
+  for (GList* item = all; item && !found; item = item->next) {
+    if (!G_IS_DESKTOP_APP_INFO(item->data)) continue;
+    const char* name = g_app_info_get_name(G_APP_INFO(item->data));
+    if (name && equalsIgnoringCase(name, idOrName)) found = describe(G_DESKTOP_APP_INFO(item->data));
+  }
+  g_list_free_full(all, g_object_unref);
+  return found;
+}
+
+Checked<void> launchApplication(std::string_view path) {
+  const std::string file(path);
+  GObjectPtr<GAppInfo> app;
+  if (file.ends_with(".desktop")) {
+    app = desktopEntry(file);
+  } else if (std::error_code ec; ::access(file.c_str(), X_OK) == 0 && std::filesystem::is_regular_file(file, ec)) {
+    // The command line of an executable: its path, quoted for the shell
+    // syntax GIO parses it with.
+    GString quoted(g_shell_quote(file.c_str()));
+    app.reset(g_app_info_create_from_commandline(quoted.get(), nullptr, G_APP_INFO_CREATE_NONE, nullptr));
+  }
+  if (!app || !G_IS_DESKTOP_APP_INFO(app.get())) return fail("“" + fileName(path) + "” is not an application.");
+  // The application is the desktop's, not ours: it does not inherit our
+  // output, which would stay open (and keep a pipe reading it waiting) for
+  // as long as it runs.
+  ErrorOut error;
+  if (!g_desktop_app_info_launch_uris_as_manager(
+          G_DESKTOP_APP_INFO(app.get()), nullptr, nullptr,
+          GSpawnFlags(G_SPAWN_SEARCH_PATH | G_SPAWN_STDOUT_TO_DEV_NULL | G_SPAWN_STDERR_TO_DEV_NULL), nullptr,
+          nullptr, nullptr, nullptr, &error))
+    return fail(sentence(error.message()));
+  return {};
 }
 
 }  // namespace orla::linux_desktop

@@ -30,4 +30,12 @@ struct DesktopEntry {
 };
 std::optional<DesktopEntry> desktopEntryForWindowClass(std::string_view instance, std::string_view windowClass);
 
+// The installed desktop entry with this desktop-file id (".desktop" may be
+// left out), else the first whose name is this, ignoring case.
+std::optional<DesktopEntry> installedDesktopEntry(std::string_view idOrName);
+// Starts an application: the desktop entry at `path` (a ".desktop" file), or
+// the executable file at `path` with no arguments. Fails with a sentence when
+// `path` is neither or the start fails.
+Checked<void> launchApplication(std::string_view path);
+
 }  // namespace orla::linux_desktop

@@ -1,6 +1,6 @@
 // The native platform on Linux. On an X11 desktop (DISPLAY set, with the
 // XTest, XFixes and XRandR extensions) keys, typing, the mouse, the
-// clipboard and the screens are real; without one, and for the services the X11 backend does
+// clipboard, the screens, windows and application control are real; without one, and for the services the X11 backend does
 // not offer yet, the desktop services answer with a clear sentence that they
 // are not available. The clock, environment, files, process list and HTTP
 // are real everywhere.
@@ -9,11 +9,11 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cctype>
 #include <filesystem>
 #include <functional>
 #include <fstream>
+#include <mutex>
 
 #include "platform/linux/cups_printers.h"
 #include "platform/linux/gio_services.h"
@@ -36,29 +36,24 @@
 namespace orla {
 namespace linux_desktop {
 
-// What the window system tells of the running processes: the frontmost one,
-// and the windows of each.
-struct WindowSystem {
-  std::function<std::optional<ProcessId>()> frontmost;
-  std::function<std::vector<ManagedWindow>()> windows;
-};
-
 // Running applications from /proc: the current user's processes that have an
-// executable (kernel threads have none). Without a window system each is
-// reported with the `prohibited` policy and none is frontmost. On an X11
-// desktop a process with managed windows is a `regular` application, named
-// by the desktop entry its windows' class matches (its desktop-file id as
-// the bundle identifier, the entry's file as the bundle path) or else by its
-// executable, hidden when every one of its windows is minimized; the
-// frontmost one is the process of the active window.
+// executable (kernel threads have none), each its own install location.
+// Without a window system each is reported with the `prohibited` policy,
+// none is frontmost, and only termination works. On an X11 desktop a process
+// with managed windows is a `regular` application, named by the desktop entry
+// its windows' class matches (its desktop-file id as the bundle identifier,
+// the entry's file as the bundle path) or else by its executable, hidden when
+// every one of its windows is minimized; the frontmost one is the process of
+// the active window. There the windows are what is shown, hidden, activated
+// and asked to close, and applications open from their desktop entries.
 class ProcWorkspace : public Workspace {
  public:
-  explicit ProcWorkspace(WindowSystem windowSystem = {}) : windowSystem_(std::move(windowSystem)) {}
+  explicit ProcWorkspace(std::shared_ptr<X11Connection> x11 = nullptr) : x11_(std::move(x11)) {}
 
   std::vector<RunningApplication> runningApplications() const override {
     auto apps = processes();
-    if (windowSystem_.windows) {
-      const auto windows = windowSystem_.windows();
+    if (x11_) {
+      const auto windows = managedWindows(*x11_);
       for (RunningApplication& app : apps) describeWithWindows(app, windows);
     }
     if (const auto front = frontmost())
@@ -68,19 +63,22 @@ class ProcWorkspace : public Workspace {
 
   std::optional<RunningApplication> frontmostApplication() const override {
     const auto front = frontmost();
-    if (!front) return std::nullopt;
-    for (RunningApplication& app : processes())
-      if (app.processIdentifier == *front) {
-        if (windowSystem_.windows) describeWithWindows(app, windowSystem_.windows());
-        app.active = true;
-        return app;
-      }
-    return std::nullopt;  // another user's process, or one that has ended
+    return front ? described(*front, true) : std::nullopt;
   }
 
  private:
-  std::optional<ProcessId> frontmost() const {
-    return windowSystem_.frontmost ? windowSystem_.frontmost() : std::nullopt;
+  std::optional<ProcessId> frontmost() const { return x11_ ? activeWindowProcess(*x11_) : std::nullopt; }
+
+  // One process as `runningApplications` tells it; none when it is another
+  // user's or has ended.
+  std::optional<RunningApplication> described(ProcessId pid, bool active) const {
+    for (RunningApplication& app : processes())
+      if (app.processIdentifier == pid) {
+        if (x11_) describeWithWindows(app, managedWindows(*x11_));
+        app.active = active;
+        return app;
+      }
+    return std::nullopt;
   }
 
   static void describeWithWindows(RunningApplication& app, const std::vector<ManagedWindow>& windows) {
@@ -117,7 +115,7 @@ class ProcWorkspace : public Workspace {
       RunningApplication app;
       app.processIdentifier = static_cast<ProcessId>(std::stol(name));
       app.executablePath = exe.string();
-      app.bundlePath = exe.parent_path().string();
+      app.bundlePath = exe.string();
       app.localizedName = exe.filename().string();
       app.activationPolicy = ActivationPolicy::prohibited;
       apps.push_back(std::move(app));
@@ -129,41 +127,129 @@ class ProcWorkspace : public Workspace {
   }
 
  public:
-  bool activate(ProcessId, unsigned) override { return false; }
-  bool yieldActivation(ProcessId) override { return false; }
-  bool hide(ProcessId) override { return false; }
-  bool unhide(ProcessId) override { return false; }
-  Checked<void> setHiddenThroughAccessibility(ProcessId, bool) override { return unavailable(); }
-  Checked<void> setHiddenThroughProcessManager(ProcessId, bool) override { return unavailable(); }
-  Checked<void> sendQuitEvent(ProcessId, std::chrono::milliseconds) override {
-    return fail("Apple events need macOS.");
+  bool activate(ProcessId pid, unsigned options) override {
+    if (!x11_ || pid <= 0) return false;
+    const auto before = frontmost();
+    if (!activateProcessWindows(*x11_, pid, options & activation_options::allWindows)) return false;
+    if (before != pid) announceActivation(pid);
+    return true;
   }
-  // Termination is the one control a process list gives: the polite request
-  // is SIGTERM, which a program may catch; the forced one is SIGKILL.
+  // Window managers have no cooperative activation: there is no front
+  // application to ask.
+  bool yieldActivation(ProcessId) override { return false; }
+  // An X11 application has no hiding of its own: hiding minimizes its
+  // windows, showing brings them back (and to the front).
+  bool hide(ProcessId pid) override { return x11_ && pid > 0 && minimizeProcessWindows(*x11_, pid); }
+  bool unhide(ProcessId pid) override {
+    if (!x11_ || pid <= 0) return false;
+    const auto before = frontmost();
+    if (!restoreProcessWindows(*x11_, pid)) return false;
+    if (before != pid && frontmost() == pid) announceActivation(pid);
+    return true;
+  }
+  Checked<void> setHiddenThroughAccessibility(ProcessId, bool) override {
+    return fail("Hiding through the accessibility interface needs macOS; on this desktop hiding minimizes the "
+                "application's windows.");
+  }
+  Checked<void> setHiddenThroughProcessManager(ProcessId, bool) override {
+    return fail("Hiding through the process manager needs macOS; on this desktop hiding minimizes the "
+                "application's windows.");
+  }
+  // The quit request of an X11 application is the close request to each of
+  // its windows (WM_DELETE_WINDOW), which it may answer by asking to save.
+  // Once all of them have closed within `timeout`, SIGTERM ends the process
+  // too: a program without windows has nothing left for the user, and many
+  // keep running in the background otherwise.
+  Checked<void> sendQuitEvent(ProcessId pid, std::chrono::milliseconds timeout) override {
+    if (!x11_) return fail("Apple events need macOS.");
+    if (pid <= 0) return fail("There is no application with process identifier " + std::to_string(pid) + ".");
+    const CloseRequest request = closeProcessWindows(*x11_, pid, timeout);
+    if (request.asked == 0) {
+      std::string message = "The application with process identifier ";
+      message += std::to_string(pid);
+      message += " has no window that can be asked to close.";
+      return fail(std::move(message));
+    }
+    if (request.allClosed) terminate(pid);
+    return {};
+  }
+  // The polite termination request is SIGTERM, which a program may catch;
+  // the forced one is SIGKILL.
   bool terminate(ProcessId pid) override { return pid > 0 && ::kill(pid, SIGTERM) == 0; }
   bool forceTerminate(ProcessId pid) override { return pid > 0 && ::kill(pid, SIGKILL) == 0; }
-  Checked<void> openApplication(std::string_view, const OpenConfiguration&) override {
-    return unavailable();
+
+  // An application here is a desktop entry (a ".desktop" file) or an
+  // executable. One that already runs is activated instead; a new one comes
+  // to the front as the window manager places it, whatever `activates` says,
+  // since a window manager gives new windows the focus as it sees fit.
+  Checked<void> openApplication(std::string_view path, const OpenConfiguration& configuration) override {
+    if (!x11_) return unavailable();
+    std::error_code ec;
+    const std::filesystem::path wanted = std::filesystem::path(path).lexically_normal();
+    const std::filesystem::path real = std::filesystem::canonical(wanted, ec);
+    for (const RunningApplication& app : runningApplications()) {
+      if (app.activationPolicy != ActivationPolicy::regular) continue;
+      const std::filesystem::path at(app.bundlePath);
+      if (at != wanted && (ec || at != real)) continue;
+      if (configuration.activates && !app.active) activate(app.processIdentifier, activation_options::ignoringOtherApps);
+      return {};
+    }
+    return launchApplication(path);
   }
-  Checked<void> openApplicationWithBundleIdentifier(std::string_view, const OpenConfiguration&) override {
-    return unavailable();
+  // By desktop-file id, with or without ".desktop", or by the entry's name.
+  Checked<void> openApplicationWithBundleIdentifier(std::string_view bundleIdentifier,
+                                                    const OpenConfiguration& configuration) override {
+    if (!x11_) return unavailable();
+    const auto entry = installedDesktopEntry(bundleIdentifier);
+    if (!entry) {
+      std::string message = "No application “";
+      message += bundleIdentifier;
+      message += "” is installed.";
+      return fail(std::move(message));
+    }
+    return openApplication(entry->path, configuration);
   }
-  std::optional<std::string> applicationPath(std::string_view) const override { return std::nullopt; }
+  std::optional<std::string> applicationPath(std::string_view bundleIdentifier) const override {
+    if (auto entry = installedDesktopEntry(bundleIdentifier)) return entry->path;
+    return std::nullopt;
+  }
   Checked<void> openURL(std::string_view url) override { return openURIWithDefaultHandler(url); }
   bool itemExists(std::string_view path) const override {
     std::error_code ec;
     return !path.empty() && std::filesystem::exists(std::filesystem::path(path), ec);
   }
-  // Without a window system nothing ever comes to the front.
-  ObserverToken addActivationObserver(ActivationObserver) override { return ++lastToken_; }
-  void removeActivationObserver(ObserverToken) override {}
+
+  // Observers hear of the activations made through this workspace, on the
+  // thread that made them.
+  ObserverToken addActivationObserver(ActivationObserver observer) override {
+    std::lock_guard lock(observersMutex_);
+    observers_.emplace_back(++lastToken_, std::move(observer));
+    return lastToken_;
+  }
+  void removeActivationObserver(ObserverToken token) override {
+    std::lock_guard lock(observersMutex_);
+    std::erase_if(observers_, [&](const auto& entry) { return entry.first == token; });
+  }
 
  private:
   static Failure unavailable() {
     return fail("Showing, hiding and opening applications is not available on this desktop in this build of Orla.");
   }
-  std::atomic<ObserverToken> lastToken_{0};
-  WindowSystem windowSystem_;
+  void announceActivation(ProcessId pid) {
+    const auto app = described(pid, true);
+    if (!app) return;
+    std::vector<ActivationObserver> observers;
+    {
+      std::lock_guard lock(observersMutex_);
+      for (const auto& entry : observers_) observers.push_back(entry.second);
+    }
+    for (const auto& observer : observers) observer(*app);
+  }
+
+  std::shared_ptr<X11Connection> x11_;
+  std::mutex observersMutex_;
+  ObserverToken lastToken_ = 0;
+  std::vector<std::pair<ObserverToken, ActivationObserver>> observers_;
 };
 
 // The host's identity: ORLA_HOST_BUNDLE_ID names it when an embedding
@@ -219,11 +305,9 @@ std::shared_ptr<Platform> makeNativePlatform() {
     services.mouse = linux_desktop::makeX11MouseEvents(*x11);
     services.displays = linux_desktop::makeX11Displays(*x11);
     services.accessibility = linux_desktop::makeX11Accessibility(*x11);
-    services.workspace = std::make_unique<linux_desktop::ProcWorkspace>(linux_desktop::WindowSystem{
-        [connection = *x11] { return linux_desktop::activeWindowProcess(*connection); },
-        [connection = *x11] { return linux_desktop::managedWindows(*connection); }});
-    capabilities.insert(
-        {Capability::keyboardEvents, Capability::mouseEvents, Capability::displays, Capability::accessibility});
+    services.workspace = std::make_unique<linux_desktop::ProcWorkspace>(*x11);
+    capabilities.insert({Capability::keyboardEvents, Capability::mouseEvents, Capability::displays,
+                         Capability::accessibility, Capability::applicationControl});
     if (auto clipboard = linux_desktop::makeX11Pasteboard()) {
       services.pasteboard = std::move(clipboard.value());
       capabilities.insert(Capability::pasteboard);

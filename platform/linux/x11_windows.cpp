@@ -6,6 +6,8 @@
 #include <X11/extensions/XRes.h>
 
 #include <algorithm>
+#include <functional>
+#include <thread>
 
 namespace orla::linux_desktop {
 namespace {
@@ -25,6 +27,58 @@ std::optional<ProcessId> serverKnownProcess(Display* display, Window window) {
       pid = static_cast<ProcessId>(XResGetClientPid(&values[i]));
   XResClientIdsDestroy(count, values);
   return pid;
+}
+
+constexpr auto kSettle = std::chrono::seconds(2);
+constexpr auto kSettlePoll = std::chrono::milliseconds(5);
+constexpr long kSourcePager = 2;
+
+// Waits, without holding the connection between looks, until `done` holds
+// or `limit` passes; answers `done()`.
+bool settle(const std::function<bool()>& done, std::chrono::milliseconds limit = kSettle) {
+  const auto end = std::chrono::steady_clock::now() + limit;
+  while (!done()) {
+    if (std::chrono::steady_clock::now() >= end) return false;
+    std::this_thread::sleep_for(kSettlePoll);
+  }
+  return true;
+}
+
+void sendToWindowManager(X11Connection& connection, XWindow window, const char* type,
+                         std::initializer_list<long> data) {
+  auto lock = connection.lock();
+  XEvent message{};
+  message.xclient.type = ClientMessage;
+  message.xclient.window = window;
+  message.xclient.message_type = connection.atom(type);
+  message.xclient.format = 32;
+  int i = 0;
+  for (long d : data) message.xclient.data.l[i++] = d;
+  XSendEvent(connection.display(), connection.root(), False, SubstructureRedirectMask | SubstructureNotifyMask,
+             &message);
+  XFlush(connection.display());
+}
+
+std::vector<ManagedWindow> windowsOf(X11Connection& connection, ProcessId pid) {
+  auto windows = managedWindows(connection);
+  std::erase_if(windows, [&](const ManagedWindow& w) { return w.process != pid; });
+  return windows;
+}
+
+XWindow activeWindow(X11Connection& connection) {
+  auto lock = connection.lock();
+  const auto active = connection.cardinalsLocked(connection.root(), connection.atom("_NET_ACTIVE_WINDOW"), XA_WINDOW);
+  return active.empty() ? None : active[0];
+}
+
+bool isMinimized(X11Connection& connection, XWindow window) {
+  for (const ManagedWindow& w : managedWindows(connection))
+    if (w.window == window) return w.minimized;
+  return false;  // gone
+}
+
+void requestActivation(X11Connection& connection, XWindow window) {
+  sendToWindowManager(connection, window, "_NET_ACTIVE_WINDOW", {kSourcePager, CurrentTime, None});
 }
 
 }  // namespace
@@ -69,6 +123,93 @@ std::optional<ProcessId> activeWindowProcess(X11Connection& connection) {
   const auto active = connection.cardinalsLocked(connection.root(), connection.atom("_NET_ACTIVE_WINDOW"), XA_WINDOW);
   if (active.empty() || active[0] == None) return std::nullopt;
   return windowProcessLocked(connection, active[0]);
+}
+
+bool activateProcessWindows(X11Connection& connection, ProcessId pid, bool allWindows) {
+  const auto windows = windowsOf(connection, pid);  // front to back
+  if (windows.empty()) return false;
+  const auto shown = std::find_if(windows.begin(), windows.end(), [](const ManagedWindow& w) { return !w.minimized; });
+  const XWindow target = shown != windows.end() ? shown->window : windows.front().window;
+  if (allWindows)
+    for (auto it = windows.rbegin(); it != windows.rend(); ++it)
+      if (it->window != target && !it->minimized)
+        sendToWindowManager(connection, it->window, "_NET_RESTACK_WINDOW", {kSourcePager, None, Above});
+  requestActivation(connection, target);
+  // A minimized window comes back in two steps (its state, then its
+  // place); it counts once it is active and no longer minimized.
+  return settle([&] { return activeWindow(connection) == target && !isMinimized(connection, target); });
+}
+
+bool minimizeProcessWindows(X11Connection& connection, ProcessId pid) {
+  const auto windows = windowsOf(connection, pid);
+  if (windows.empty()) return false;
+  {
+    auto lock = connection.lock();
+    for (const ManagedWindow& w : windows)
+      if (!w.minimized) XIconifyWindow(connection.display(), w.window, DefaultScreen(connection.display()));
+    XFlush(connection.display());
+    takeX11Error();
+  }
+  return settle([&] {
+    const auto now = windowsOf(connection, pid);
+    return std::all_of(now.begin(), now.end(), [](const ManagedWindow& w) { return w.minimized; });
+  });
+}
+
+bool restoreProcessWindows(X11Connection& connection, ProcessId pid) {
+  const auto windows = windowsOf(connection, pid);
+  if (windows.empty()) return false;
+  // Back to front, so that the frontmost ends in front.
+  for (auto it = windows.rbegin(); it != windows.rend(); ++it)
+    if (it->minimized) requestActivation(connection, it->window);
+  return settle([&] {
+    const auto now = windowsOf(connection, pid);
+    return std::none_of(now.begin(), now.end(), [](const ManagedWindow& w) { return w.minimized; });
+  });
+}
+
+CloseRequest closeProcessWindows(X11Connection& connection, ProcessId pid, std::chrono::milliseconds limit) {
+  CloseRequest request;
+  std::vector<XWindow> asked;
+  {
+    const auto windows = windowsOf(connection, pid);
+    auto lock = connection.lock();
+    Display* display = connection.display();
+    const XAtom deleteWindow = connection.atom("WM_DELETE_WINDOW");
+    for (const ManagedWindow& w : windows) {
+      Atom* protocols = nullptr;
+      int count = 0;
+      bool takesIt = false;
+      if (XGetWMProtocols(display, w.window, &protocols, &count)) {
+        takesIt = std::find(protocols, protocols + count, deleteWindow) != protocols + count;
+        XFree(protocols);
+      }
+      takeX11Error();
+      if (!takesIt) continue;
+      XEvent message{};
+      message.xclient.type = ClientMessage;
+      message.xclient.window = w.window;
+      message.xclient.message_type = connection.atom("WM_PROTOCOLS");
+      message.xclient.format = 32;
+      message.xclient.data.l[0] = static_cast<long>(deleteWindow);
+      message.xclient.data.l[1] = CurrentTime;
+      XSendEvent(display, w.window, False, NoEventMask, &message);
+      asked.push_back(w.window);
+    }
+    XFlush(display);
+    takeX11Error();
+  }
+  request.asked = asked.size();
+  if (asked.empty()) return request;
+  request.allClosed = settle(
+      [&] {
+        const auto now = managedWindows(connection);
+        return std::none_of(now.begin(), now.end(), [&](const ManagedWindow& w) {
+          return std::find(asked.begin(), asked.end(), w.window) != asked.end();
+        });
+      },
+      limit);
+  return request;
 }
 
 }  // namespace orla::linux_desktop

@@ -2,6 +2,7 @@
 // which window is active, and which process a window belongs to.
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -29,5 +30,29 @@ std::vector<ManagedWindow> managedWindows(X11Connection& connection);
 
 // The process of one window, found the same way. Under the connection's lock.
 std::optional<ProcessId> windowProcessLocked(X11Connection& connection, XWindow window);
+
+// An application is its process's managed windows; these act on all of them
+// through the window manager, asking as a pager does (source 2, which the
+// window manager obeys at once). Each waits, for two seconds at most, until
+// the root window and the windows' states show the change, and answers
+// whether they did; false at once when the process has no managed window.
+//
+// Activates the process's frontmost window that is not minimized (else its
+// frontmost one, which comes back); with `allWindows` the others are raised
+// first, so that all of them stand in front of other applications' windows.
+bool activateProcessWindows(X11Connection& connection, ProcessId pid, bool allWindows);
+// Minimizes every window of the process.
+bool minimizeProcessWindows(X11Connection& connection, ProcessId pid);
+// Brings back every minimized window of the process. A window manager
+// brings a window back by activating it, so the application ends in front.
+bool restoreProcessWindows(X11Connection& connection, ProcessId pid);
+// Asks every window of the process that takes the close request
+// (WM_DELETE_WINDOW) to close, and waits until they are gone or `limit`
+// passes. The number of windows asked and whether all of them closed.
+struct CloseRequest {
+  std::size_t asked = 0;
+  bool allClosed = false;
+};
+CloseRequest closeProcessWindows(X11Connection& connection, ProcessId pid, std::chrono::milliseconds limit);
 
 }  // namespace orla::linux_desktop

@@ -1,6 +1,9 @@
 #include "tests/platform/desktop/desktop_backends.h"
 
 #include <X11/keysym.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -8,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <thread>
 
 #include "models/key_code_map.h"
 #include "tests/platform/desktop/x11_test_window.h"
@@ -27,6 +31,9 @@ struct TestWindowEntry {
     std::ofstream(folder.path() / "applications" / kTestWindowBundle)
         << "[Desktop Entry]\nType=Application\nName=" << kTestWindowName
         << "\nExec=/bin/true\nStartupWMClass=OrlaTestWindow\n";
+    std::ofstream(folder.path() / "applications" / kTestAppBundle)
+        << "[Desktop Entry]\nType=Application\nName=" << kTestAppName << "\nExec=" << ORLA_TEST_APP
+        << "\nStartupWMClass=OrlaTestApp\n";
   }
   testing::TempFolder folder{"orla-desktop-entries"};
 };
@@ -232,7 +239,92 @@ class XclipProgram : public OtherProgram {
   std::filesystem::path folder_;
 };
 
+class SimTestApplications : public TestApplications {
+ public:
+  static constexpr const char* kPath = "/Applications/Orla Test Application.app";
+  explicit SimTestApplications(std::shared_ptr<sim::SimDesktop> desktop) : desktop_(std::move(desktop)) {
+    sim::SimApplicationBundle bundle;
+    bundle.path = kPath;
+    bundle.bundleIdentifier = kTestAppBundle;
+    bundle.name = kTestAppName;
+    desktop_->installApplication(std::move(bundle));
+  }
+  std::string installedPath() const override { return kPath; }
+  ProcessId start(bool asksToSave) override {
+    RunningApplication app;
+    app.processIdentifier = nextPid_++;
+    app.bundleIdentifier = kTestAppBundle;
+    app.bundlePath = kPath;
+    app.localizedName = kTestAppName;
+    desktop_->addApplication(app);
+    desktop_->ui().setWindows(app.processIdentifier, {sim::SimWindow{"Orla test application", {200, 200, 300, 200}}});
+    if (asksToSave) desktop_->setQuitBehaviour(app.processIdentifier, sim::QuitBehaviour::asksToSave);
+    return app.processIdentifier;
+  }
+
+ private:
+  std::shared_ptr<sim::SimDesktop> desktop_;
+  ProcessId nextPid_ = 5000;
+};
+
+// Copies of orla_test_app: those started here are this process's children
+// and are ended and reaped at the end; those the desktop launched from the
+// entry are found by their executable and ended.
+class X11TestApplications : public TestApplications {
+ public:
+  X11TestApplications(std::shared_ptr<Platform> platform, std::string entryPath)
+      : platform_(std::move(platform)), entryPath_(std::move(entryPath)) {}
+  ~X11TestApplications() override {
+    std::error_code ec;
+    const auto program = std::filesystem::canonical(ORLA_TEST_APP, ec);
+    for (const RunningApplication& app : platform_->workspace().runningApplications())
+      if (!ec && app.executablePath == program.string() &&
+          std::find(children_.begin(), children_.end(), app.processIdentifier) == children_.end())
+        ::kill(app.processIdentifier, SIGKILL);
+    for (pid_t child : children_) {
+      ::kill(child, SIGKILL);
+      ::waitpid(child, nullptr, 0);
+    }
+  }
+  std::string installedPath() const override { return entryPath_; }
+  ProcessId start(bool asksToSave) override {
+    std::vector<std::string> arguments{ORLA_TEST_APP};
+    if (asksToSave) arguments.push_back("--keeps-windows");
+    std::vector<char*> argv;
+    for (std::string& argument : arguments) argv.push_back(argument.data());
+    argv.push_back(nullptr);
+    pid_t pid = 0;
+    if (::posix_spawn(&pid, ORLA_TEST_APP, nullptr, nullptr, argv.data(), environ) != 0) {
+      ADD_FAILURE() << "could not start " << ORLA_TEST_APP;
+      return 0;
+    }
+    children_.push_back(pid);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (std::chrono::steady_clock::now() < end) {
+      for (const RunningApplication& app : platform_->workspace().runningApplications())
+        if (app.processIdentifier == pid && app.activationPolicy == ActivationPolicy::regular) return pid;
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    ADD_FAILURE() << "the test application's window did not appear";
+    return pid;
+  }
+
+ private:
+  std::shared_ptr<Platform> platform_;
+  std::string entryPath_;
+  std::vector<pid_t> children_;
+};
+
 }  // namespace
+
+std::unique_ptr<TestApplications> SimDesktopBackend::applications() {
+  return std::make_unique<SimTestApplications>(desktop);
+}
+
+std::unique_ptr<TestApplications> X11DesktopBackend::applications() {
+  return std::make_unique<X11TestApplications>(
+      platform, (testWindowEntry.folder.path() / "applications" / kTestAppBundle).string());
+}
 
 std::unique_ptr<OtherProgram> SimDesktopBackend::otherProgram() { return std::make_unique<SimOtherProgram>(desktop); }
 

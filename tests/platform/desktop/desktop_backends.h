@@ -23,6 +23,25 @@ namespace orla::desktop_testing {
 inline constexpr const char* kTestWindowName = "Orla Test Window";
 inline constexpr const char* kTestWindowBundle = "org.orla.TestWindow.desktop";
 
+// The test application: a program of its own, installed where the desktop
+// looks for applications, as every backend names it.
+inline constexpr const char* kTestAppName = "Orla Test Application";
+inline constexpr const char* kTestAppBundle = "org.orla.TestApplication.desktop";
+
+// The test application on a desktop. Copies still running at the end are
+// ended.
+class TestApplications {
+ public:
+  virtual ~TestApplications() = default;
+  // Where it is installed: what `openApplication` opens, and the bundle path
+  // of a running copy.
+  virtual std::string installedPath() const = 0;
+  // Starts a copy with one window; its process once the workspace lists it
+  // as a regular application. With `asksToSave`, asked to quit it keeps its
+  // window, as an application with unsaved work does.
+  virtual ProcessId start(bool asksToSave = false) = 0;
+};
+
 // A window in front with the keyboard focus, seen from inside.
 class Receiver {
  public:
@@ -62,6 +81,9 @@ struct SimDesktopBackend {
   // Whether an application whose windows are all minimized counts as
   // hidden (X11 has no hiding of its own).
   static constexpr bool minimizedMeansHidden = false;
+  // Whether an executable or an application's name opens it (applications
+  // here are bundles).
+  static constexpr bool opensExecutables = false;
   // Why the backend cannot run here; empty when it can.
   static std::string unavailableReason() { return {}; }
   SimDesktopBackend();
@@ -69,6 +91,7 @@ struct SimDesktopBackend {
   // simulated desktop always knows.
   std::unique_ptr<Receiver> receiver(bool announcesProcess = true);
   std::unique_ptr<OtherProgram> otherProgram();
+  std::unique_ptr<TestApplications> applications();
 
   std::shared_ptr<sim::SimDesktop> desktop;
   std::shared_ptr<Platform> platform;
@@ -78,11 +101,14 @@ struct X11DesktopBackend {
   static constexpr const char* name = "x11";
   static constexpr bool clipboardHoldsOneItem = true;
   static constexpr bool minimizedMeansHidden = true;
+  static constexpr bool opensExecutables = true;
   static std::string unavailableReason();
   X11DesktopBackend();
   std::unique_ptr<Receiver> receiver(bool announcesProcess = true);
   // xclip, a separate X client.
   std::unique_ptr<OtherProgram> otherProgram();
+  // orla_test_app, a separate X client, behind a desktop entry.
+  std::unique_ptr<TestApplications> applications();
 
   std::shared_ptr<Platform> platform;
 };

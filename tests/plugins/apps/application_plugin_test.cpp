@@ -267,7 +267,10 @@ TEST_F(ApplicationTest, LaunchPathsThatAreFoldersOrUnderHome) {
 }
 
 TEST_F(ApplicationTest, ApplicationCommandsNeedApplicationControl) {
-  ApplicationPlugin native(makeNativePlatform());
+  auto nativePlatform = makeNativePlatform();
+  if (nativePlatform->supports(Capability::applicationControl))
+    GTEST_SKIP() << "this desktop offers application control (the desktop suites prove it)";
+  ApplicationPlugin native(nativePlatform);
   EXPECT_EQ(native.execute({{"actionType", 14}}),
             failure("Launching, switching, hiding and quitting applications is not available on "
                     "this desktop in "
