@@ -309,16 +309,7 @@ class X11Accessibility : public Accessibility {
   }
 
   void clientMessage(Window w, const char* type, std::initializer_list<long> data) {
-    XEvent message{};
-    message.xclient.type = ClientMessage;
-    message.xclient.window = w;
-    message.xclient.message_type = connection_->atom(type);
-    message.xclient.format = 32;
-    int i = 0;
-    for (long d : data) message.xclient.data.l[i++] = d;
-    XSendEvent(connection_->display(), connection_->root(), False, SubstructureRedirectMask | SubstructureNotifyMask,
-               &message);
-    XFlush(connection_->display());
+    connection_->askWindowManagerLocked(w, type, data);
   }
   void activate(Window w) { clientMessage(w, "_NET_ACTIVE_WINDOW", {kSourcePager, CurrentTime, None}); }
   // With static gravity the position is that of the window itself (the

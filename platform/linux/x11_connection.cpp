@@ -85,4 +85,16 @@ std::vector<unsigned long> X11Connection::cardinalsLocked(XWindow window, XAtom 
   return out;
 }
 
+void X11Connection::askWindowManagerLocked(XWindow window, const char* type, std::initializer_list<long> data) const {
+  XEvent message{};
+  message.xclient.type = ClientMessage;
+  message.xclient.window = window;
+  message.xclient.message_type = atom(type);
+  message.xclient.format = 32;
+  int i = 0;
+  for (long d : data) message.xclient.data.l[i++] = d;
+  XSendEvent(display_, root_, False, SubstructureRedirectMask | SubstructureNotifyMask, &message);
+  XFlush(display_);
+}
+
 }  // namespace orla::linux_desktop

@@ -6,6 +6,7 @@
 // display are made under `lock()`; the helpers below take it themselves.
 #pragma once
 
+#include <initializer_list>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -46,6 +47,10 @@ class X11Connection {
   Rect primaryMonitorLocked() const;
   // A window-typed or cardinal-typed property of 32-bit items, under `lock()`.
   std::vector<unsigned long> cardinalsLocked(XWindow window, XAtom property, XAtom type) const;
+  // Sends the window manager a request about `window` (an EWMH client
+  // message of type `type` with up to five items), and flushes. Under
+  // `lock()`.
+  void askWindowManagerLocked(XWindow window, const char* type, std::initializer_list<long> data) const;
 
   int xfixesEventBase() const { return xfixesEventBase_; }
 

@@ -47,16 +47,7 @@ bool settle(const std::function<bool()>& done, std::chrono::milliseconds limit =
 void sendToWindowManager(X11Connection& connection, XWindow window, const char* type,
                          std::initializer_list<long> data) {
   auto lock = connection.lock();
-  XEvent message{};
-  message.xclient.type = ClientMessage;
-  message.xclient.window = window;
-  message.xclient.message_type = connection.atom(type);
-  message.xclient.format = 32;
-  int i = 0;
-  for (long d : data) message.xclient.data.l[i++] = d;
-  XSendEvent(connection.display(), connection.root(), False, SubstructureRedirectMask | SubstructureNotifyMask,
-             &message);
-  XFlush(connection.display());
+  connection.askWindowManagerLocked(window, type, data);
 }
 
 std::vector<ManagedWindow> windowsOf(X11Connection& connection, ProcessId pid) {
