@@ -3,7 +3,9 @@
 #include <cstdint>
 #include <cstring>
 
-#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
+// The vector check is built with GCC's target pragmas; other compilers keep
+// the byte loop.
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
 #define ORLA_UTF8_AVX2 1
 #include <immintrin.h>
 #endif
