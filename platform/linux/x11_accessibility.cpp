@@ -173,10 +173,17 @@ class X11Accessibility : public Accessibility {
     }
     // Zoom: maximized both ways, or back.
     const bool wasZoomed = zoomed(w);
+    const Rect before = frameOf(w);
     clientMessage(w, "_NET_WM_STATE",
                   {kStateToggle, static_cast<long>(connection_->atom("_NET_WM_STATE_MAXIMIZED_VERT")),
                    static_cast<long>(connection_->atom("_NET_WM_STATE_MAXIMIZED_HORZ")), kSourcePager});
-    return settle(lock, [&] { return zoomed(w) != wasZoomed; }) ? AXError::success : AXError::cannotComplete;
+    if (!settle(lock, [&] { return zoomed(w) != wasZoomed; })) return AXError::cannotComplete;
+    // The window manager announces the state before it moves the window:
+    // wait for the frame too, so that a read after the press sees the new
+    // one. A window that already filled the screen keeps its frame; it only
+    // costs that wait.
+    settle(lock, [&] { return !(frameOf(w) == before); });
+    return AXError::success;
   }
 
  private:
