@@ -17,10 +17,10 @@ namespace {
 std::optional<ProcessId> serverKnownProcess(Display* display, Window window) {
   int event = 0, error = 0;
   if (!XResQueryExtension(display, &event, &error)) return std::nullopt;
-  XResClientIdSpec spec{window, XRES_CLIENT_ID_PID_MASK};
+  XResClientIdSpec wanted{window, XRES_CLIENT_ID_PID_MASK};
   long count = 0;
   XResClientIdValue* values = nullptr;
-  if (XResQueryClientIds(display, 1, &spec, &count, &values) != Success) return std::nullopt;
+  if (XResQueryClientIds(display, 1, &wanted, &count, &values) != Success) return std::nullopt;
   std::optional<ProcessId> pid;
   for (long i = 0; i < count && !pid; ++i)
     if (XResGetClientIdType(&values[i]) == XRES_CLIENT_ID_PID && XResGetClientPid(&values[i]) > 0)
