@@ -456,17 +456,24 @@ std::optional<ProcessId> SimUserInterface::processOf(const AXElement& element) {
   return handle->pid;
 }
 
-AXError SimUserInterface::find(const AXElement& element, Tree*& tree, Node*& node, ProcessId& pid, NodeId& id) {
+SimUserInterface::Located SimUserInterface::locate(const AXElement& element) {
+  Located at;
   const auto* handle = dynamic_cast<const SimElementHandle*>(element.handle());
-  if (!handle || handle->owner != this) return AXError::illegalArgument;
-  pid = handle->pid;
-  id = handle->node;
-  tree = &treeLocked(pid);
-  if (!tree->accessible) return AXError::cannotComplete;
-  auto it = tree->nodes.find(id);
-  if (it == tree->nodes.end()) return AXError::invalidUIElement;
-  node = &it->second;
-  return AXError::success;
+  if (!handle || handle->owner != this) {
+    at.error = AXError::illegalArgument;
+    return at;
+  }
+  at.pid = handle->pid;
+  at.id = handle->node;
+  at.tree = &treeLocked(at.pid);
+  if (!at.tree->accessible) {
+    at.error = AXError::cannotComplete;
+    return at;
+  }
+  auto it = at.tree->nodes.find(at.id);
+  if (it == at.tree->nodes.end()) at.error = AXError::invalidUIElement;
+  else at.node = &it->second;
+  return at;
 }
 
 SimUserInterface::NodeId SimUserInterface::submenuOf(const Tree& tree, NodeId id) const {
@@ -499,18 +506,15 @@ std::optional<SimUserInterface::NodeId> SimUserInterface::focusedWindow(const Tr
 
 AXResult<AXValue> SimUserInterface::read(const AXElement& element, std::string_view attribute, std::string& trace) {
   std::lock_guard lock(mutex_);
-  Tree* tree = nullptr;
-  Node* node = nullptr;
-  ProcessId pid = 0;
-  NodeId id = 0;
-  if (AXError error = find(element, tree, node, pid, id); error != AXError::success) {
-    trace = std::string(attribute) + " of an element of pid=" + std::to_string(pid) + ": " +
-            std::string(axErrorName(error));
-    return error;
+  const Located at = locate(element);
+  if (at.error != AXError::success) {
+    trace = std::string(attribute) + " of an element of pid=" + std::to_string(at.pid) + ": " +
+            std::string(axErrorName(at.error));
+    return at.error;
   }
-  auto result = readLocked(pid, *tree, id, *node, attribute);
-  trace = std::string(attribute) + " of " + describe(*tree, id) + " pid=" + std::to_string(pid) + ": " +
-          (result ? describeValue(*tree, *result) : std::string(axErrorName(result.error())));
+  auto result = readLocked(at.pid, *at.tree, at.id, *at.node, attribute);
+  trace = std::string(attribute) + " of " + describe(*at.tree, at.id) + " pid=" + std::to_string(at.pid) + ": " +
+          (result ? describeValue(*at.tree, *result) : std::string(axErrorName(result.error())));
   return result;
 }
 
@@ -597,19 +601,15 @@ AXResult<AXValue> SimUserInterface::readLocked(ProcessId pid, Tree& tree, NodeId
 AXError SimUserInterface::write(const AXElement& element, std::string_view attribute, const AXValue& value,
                                 std::string& trace) {
   std::lock_guard lock(mutex_);
-  Tree* tree = nullptr;
-  Node* node = nullptr;
-  ProcessId pid = 0;
-  NodeId id = 0;
-  AXError error = find(element, tree, node, pid, id);
-  if (error != AXError::success) {
-    trace = std::string(attribute) + " of an element of pid=" + std::to_string(pid) + ": " +
-            std::string(axErrorName(error));
-    return error;
+  const Located at = locate(element);
+  if (at.error != AXError::success) {
+    trace = std::string(attribute) + " of an element of pid=" + std::to_string(at.pid) + ": " +
+            std::string(axErrorName(at.error));
+    return at.error;
   }
-  trace = std::string(attribute) + " of " + describe(*tree, id) + " pid=" + std::to_string(pid) + " = " +
-          describeValue(*tree, value);
-  error = writeLocked(*tree, id, *node, attribute, value);
+  trace = std::string(attribute) + " of " + describe(*at.tree, at.id) + " pid=" + std::to_string(at.pid) + " = " +
+          describeValue(*at.tree, value);
+  const AXError error = writeLocked(*at.tree, at.id, *at.node, attribute, value);
   if (error != AXError::success) trace += ": " + std::string(axErrorName(error));
   return error;
 }
@@ -659,18 +659,14 @@ AXError SimUserInterface::writeLocked(Tree& tree, NodeId id, Node& node, std::st
 
 AXError SimUserInterface::perform(const AXElement& element, std::string_view action, std::string& trace) {
   std::lock_guard lock(mutex_);
-  Tree* tree = nullptr;
-  Node* node = nullptr;
-  ProcessId pid = 0;
-  NodeId id = 0;
-  AXError error = find(element, tree, node, pid, id);
-  if (error != AXError::success) {
-    trace = std::string(action) + " on an element of pid=" + std::to_string(pid) + ": " +
-            std::string(axErrorName(error));
-    return error;
+  const Located at = locate(element);
+  if (at.error != AXError::success) {
+    trace = std::string(action) + " on an element of pid=" + std::to_string(at.pid) + ": " +
+            std::string(axErrorName(at.error));
+    return at.error;
   }
-  trace = std::string(action) + " " + describe(*tree, id) + " pid=" + std::to_string(pid);
-  error = performLocked(*tree, id, *node, action);
+  trace = std::string(action) + " " + describe(*at.tree, at.id) + " pid=" + std::to_string(at.pid);
+  const AXError error = performLocked(*at.tree, at.id, *at.node, action);
   if (error != AXError::success) trace += ": " + std::string(axErrorName(error));
   return error;
 }

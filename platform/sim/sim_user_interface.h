@@ -186,7 +186,16 @@ class SimUserInterface {
   std::optional<NodeId> focusedWindow(const Tree& tree, bool mainOnly) const;
   AXElement element(ProcessId pid, NodeId id) const;
   // The tree and node an element refers to, or the error a call on it gets.
-  AXError find(const AXElement& element, Tree*& tree, Node*& node, ProcessId& pid, NodeId& id);
+  // An element's node in its application's tree, or why it has none (`pid`
+  // is known whenever the element is one of this desktop's).
+  struct Located {
+    AXError error = AXError::success;
+    ProcessId pid = 0;
+    NodeId id = 0;
+    Tree* tree = nullptr;
+    Node* node = nullptr;
+  };
+  Located locate(const AXElement& element);
   AXResult<AXValue> readLocked(ProcessId pid, Tree& tree, NodeId id, Node& node, std::string_view attribute);
   AXError writeLocked(Tree& tree, NodeId id, Node& node, std::string_view attribute, const AXValue& value);
   AXError performLocked(Tree& tree, NodeId id, Node& node, std::string_view action);
