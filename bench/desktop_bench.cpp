@@ -66,6 +66,22 @@ bool onDesktop(benchmark::State& state) {
   return true;
 }
 
+// A window of another connection, in front with the keyboard focus; none,
+// with the benchmark marked skipped, when that cannot be had.
+std::unique_ptr<X11TestWindow> focusedWindow(benchmark::State& state, const char* title) {
+  auto window = X11TestWindow::open(title);
+  if (window && window->focus()) return window;
+  state.SkipWithError("the receiving window did not get the focus");
+  return nullptr;
+}
+
+// Whether xclip, the other program of the clipboard benchmarks, is here.
+bool haveXclip(benchmark::State& state) {
+  if (std::system("command -v xclip >/dev/null") == 0) return true;
+  state.SkipWithError("xclip is missing (scripts/install-deps installs it)");
+  return false;
+}
+
 std::u32string codePoints(std::string_view text) {
   std::u32string out;
   for (char16_t unit : orla::toUtf16(text)) {
@@ -124,11 +140,8 @@ Comparison compare(const std::u32string& sent, const std::u32string& read) {
 
 void typeCorpus(benchmark::State& state, std::optional<int> charactersPerSecond) {
   if (!onDesktop(state)) return;
-  auto window = X11TestWindow::open("Orla typing bench");
-  if (!window || !window->focus()) {
-    state.SkipWithError("the receiving window did not get the focus");
-    return;
-  }
+  auto window = focusedWindow(state, "Orla typing bench");
+  if (!window) return;
   const std::string corpus = typingCorpus();
   const std::u32string sent = codePoints(corpus);
   ActionData data{{"text", corpus}};
@@ -164,11 +177,8 @@ double percentile(std::vector<double> values, double share) {
 
 void keyChords(benchmark::State& state) {
   if (!onDesktop(state)) return;
-  auto window = X11TestWindow::open("Orla chord bench");
-  if (!window || !window->focus()) {
-    state.SkipWithError("the receiving window did not get the focus");
-    return;
-  }
+  auto window = focusedWindow(state, "Orla chord bench");
+  if (!window) return;
   orla::KeyShortcutPlugin plugin(desktop());
   // ⇧⌘K: Control and Shift down, K down and up, Shift and Control up.
   const ActionData data{{"keycode", std::int64_t{40}},
@@ -304,15 +314,9 @@ std::string randomBytes(std::size_t n, std::string_view prefix) {
 
 void copyTransformPaste(benchmark::State& state) {
   if (!onDesktop(state)) return;
-  if (std::system("command -v xclip >/dev/null") != 0) {
-    state.SkipWithError("xclip is missing (scripts/install-deps installs it)");
-    return;
-  }
-  auto window = X11TestWindow::open("Orla clipboard bench");
-  if (!window || !window->focus()) {
-    state.SkipWithError("the text field did not get the focus");
-    return;
-  }
+  if (!haveXclip(state)) return;
+  auto window = focusedWindow(state, "Orla clipboard bench");
+  if (!window) return;
   const std::map<std::string, std::string> original = {
       {"UTF8_STRING", "Caf\u00E9 menu \U0001F37D\uFE0F \u2014 the other program's text"},
       {"text/html", "<meta charset=\"utf-8\"><b>Caf\u00E9</b> <i>menu</i>"},
@@ -346,10 +350,7 @@ void copyTransformPaste(benchmark::State& state) {
 
 void bigTextRoundTrip(benchmark::State& state) {
   if (!onDesktop(state)) return;
-  if (std::system("command -v xclip >/dev/null") != 0) {
-    state.SkipWithError("xclip is missing (scripts/install-deps installs it)");
-    return;
-  }
+  if (!haveXclip(state)) return;
   std::string text;
   const std::string line = "Fifty mebibytes of text, line after line, with \u00E9 and \u6F22\u5B57 in it.\n";
   while (text.size() < (std::size_t{50} << 20)) text += line;
