@@ -15,6 +15,7 @@
 #include <fstream>
 #include <mutex>
 
+#include "platform/linux/atspi_accessibility.h"
 #include "platform/linux/cups_printers.h"
 #include "platform/linux/gio_services.h"
 #include "platform/linux/x11_accessibility.h"
@@ -308,6 +309,12 @@ std::shared_ptr<Platform> makeNativePlatform() {
     services.workspace = std::make_unique<linux_desktop::ProcWorkspace>(*x11);
     capabilities.insert({Capability::keyboardEvents, Capability::mouseEvents, Capability::displays,
                          Capability::accessibility, Capability::applicationControl});
+    // Menus and the rest of an application's own interface come over the
+    // accessibility bus, when the session has one.
+    if (auto bus = linux_desktop::AtspiBus::connect()) {
+      services.accessibility = linux_desktop::makeAtspiAccessibility(std::move(services.accessibility), std::move(bus));
+      capabilities.insert(Capability::menuBars);
+    }
     if (auto clipboard = linux_desktop::makeX11Pasteboard()) {
       services.pasteboard = std::move(clipboard.value());
       capabilities.insert(Capability::pasteboard);

@@ -351,4 +351,10 @@ std::unique_ptr<Accessibility> makeX11Accessibility(std::shared_ptr<X11Connectio
   return std::make_unique<X11Accessibility>(std::move(connection));
 }
 
+std::optional<X11ElementInfo> describeX11Element(const AXElement& element) {
+  const auto* e = dynamic_cast<const Element*>(element.handle());
+  if (!e) return std::nullopt;
+  return X11ElementInfo{e->pid, e->window, e->kind == Element::Kind::button};
+}
+
 }  // namespace orla::linux_desktop

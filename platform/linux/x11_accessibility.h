@@ -17,6 +17,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
 #include "platform/accessibility.h"
 #include "platform/linux/x11_connection.h"
@@ -24,5 +25,15 @@
 namespace orla::linux_desktop {
 
 std::unique_ptr<Accessibility> makeX11Accessibility(std::shared_ptr<X11Connection> connection);
+
+// What an element of this service stands for, so that a service layered on
+// it (the application's own interface over AT-SPI) can tell an application
+// and a window from its buttons; none for an element of another service.
+struct X11ElementInfo {
+  ProcessId pid = 0;
+  unsigned long window = 0;  // 0 for the application
+  bool isButton = false;
+};
+std::optional<X11ElementInfo> describeX11Element(const AXElement& element);
 
 }  // namespace orla::linux_desktop

@@ -1,0 +1,503 @@
+#include "platform/linux/atspi_accessibility.h"
+
+#include <atspi/atspi-constants.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cmath>
+#include <deque>
+
+#include "platform/linux/x11_accessibility.h"
+
+namespace orla::linux_desktop {
+namespace {
+
+constexpr const char* kAccessible = "org.a11y.atspi.Accessible";
+
+// One object on the bus. `asMenu` is the menu a menu element holds, which
+// the bus shows as the same object. Its role never changes, so it is kept
+// once read.
+struct Element : AXElement::Handle {
+  Element(AtspiRef r, bool menu, int barParent = -1) : ref(std::move(r)), asMenu(menu), inMenuBar(barParent) {}
+  bool sameElement(const Handle& other) const override {
+    const auto* o = dynamic_cast<const Element*>(&other);
+    return o && o->ref == ref && o->asMenu == asMenu;
+  }
+  AtspiRef ref;
+  bool asMenu;
+  mutable std::atomic<int> inMenuBar;  // -1 not known yet
+  mutable std::atomic<int> role{-1};
+};
+
+AXElement make(AtspiRef ref, bool asMenu = false, int inMenuBar = -1) {
+  return AXElement(std::make_shared<const Element>(std::move(ref), asMenu, inMenuBar));
+}
+
+bool isWindowRole(int role) {
+  return role == ATSPI_ROLE_FRAME || role == ATSPI_ROLE_DIALOG || role == ATSPI_ROLE_WINDOW ||
+         role == ATSPI_ROLE_ALERT || role == ATSPI_ROLE_FILE_CHOOSER;
+}
+bool isTextRole(int role) {
+  return role == ATSPI_ROLE_ENTRY || role == ATSPI_ROLE_TEXT || role == ATSPI_ROLE_PASSWORD_TEXT ||
+         role == ATSPI_ROLE_SPIN_BUTTON;
+}
+bool isCheckRole(int role) {
+  return role == ATSPI_ROLE_CHECK_BOX || role == ATSPI_ROLE_TOGGLE_BUTTON || role == ATSPI_ROLE_RADIO_BUTTON ||
+         role == ATSPI_ROLE_CHECK_MENU_ITEM || role == ATSPI_ROLE_RADIO_MENU_ITEM;
+}
+
+// The interface's name for a role.
+std::string axRole(int role, bool asMenu, bool inMenuBar) {
+  switch (role) {
+    case ATSPI_ROLE_MENU: return asMenu ? "AXMenu" : inMenuBar ? "AXMenuBarItem" : "AXMenuItem";
+    case ATSPI_ROLE_MENU_BAR: return "AXMenuBar";
+    case ATSPI_ROLE_MENU_ITEM:
+    case ATSPI_ROLE_CHECK_MENU_ITEM:
+    case ATSPI_ROLE_RADIO_MENU_ITEM:
+    case ATSPI_ROLE_TEAROFF_MENU_ITEM: return "AXMenuItem";
+    case ATSPI_ROLE_SEPARATOR: return "AXSeparator";
+    case ATSPI_ROLE_PUSH_BUTTON:
+    case ATSPI_ROLE_PUSH_BUTTON_MENU: return "AXButton";
+    case ATSPI_ROLE_CHECK_BOX:
+    case ATSPI_ROLE_TOGGLE_BUTTON: return "AXCheckBox";
+    case ATSPI_ROLE_RADIO_BUTTON: return "AXRadioButton";
+    case ATSPI_ROLE_COMBO_BOX: return "AXPopUpButton";
+    case ATSPI_ROLE_ENTRY:
+    case ATSPI_ROLE_PASSWORD_TEXT:
+    case ATSPI_ROLE_SPIN_BUTTON: return "AXTextField";
+    case ATSPI_ROLE_TEXT: return "AXTextArea";
+    case ATSPI_ROLE_LINK: return "AXLink";
+    case ATSPI_ROLE_LABEL:
+    case ATSPI_ROLE_STATIC: return "AXStaticText";
+    case ATSPI_ROLE_SCROLL_PANE: return "AXScrollArea";
+    case ATSPI_ROLE_SCROLL_BAR: return "AXScrollBar";
+    case ATSPI_ROLE_TOOL_BAR: return "AXToolbar";
+    case ATSPI_ROLE_APPLICATION: return "AXApplication";
+    case ATSPI_ROLE_SLIDER: return "AXSlider";
+    case ATSPI_ROLE_PANEL:
+    case ATSPI_ROLE_FILLER: return "AXGroup";
+    default: return isWindowRole(role) ? "AXWindow" : "AXUnknown";
+  }
+}
+
+bool hasState(const std::array<guint32, 2>& states, int state) {
+  return state >= 0 && state < 64 && (states[static_cast<std::size_t>(state / 32)] >> (state % 32)) & 1u;
+}
+
+class AtspiAccessibility : public Accessibility {
+ public:
+  AtspiAccessibility(std::unique_ptr<Accessibility> windows, std::shared_ptr<AtspiBus> bus)
+      : windows_(std::move(windows)), bus_(std::move(bus)) {}
+
+  std::uint64_t roundTrips() const { return bus_->roundTrips(); }
+
+  bool isProcessTrusted() const override { return windows_->isProcessTrusted(); }
+  AXElement applicationElement(ProcessId pid) override { return windows_->applicationElement(pid); }
+
+  AXResult<AXValue> copyAttributeValue(const AXElement& element, std::string_view attribute) override {
+    if (const auto* e = dynamic_cast<const Element*>(element.handle())) return attributeOf(*e, attribute);
+    const auto x11 = describeX11Element(element);
+    if (x11 && !x11->isButton && x11->window == 0) {
+      if (attribute == "AXMenuBar") return menuBarOf(x11->pid);
+      if (attribute == "AXFocusedUIElement") return focusedIn(x11->pid);
+    }
+    auto value = windows_->copyAttributeValue(element, attribute);
+    // A window's own controls follow its title-bar buttons.
+    if (x11 && !x11->isButton && x11->window != 0 && attribute == "AXChildren" && value && value->asList()) {
+      AXValue::List list = *value->asList();
+      if (const auto frame = frameOf(x11->pid, element))
+        for (AXElement& child : childrenOf(Element(*frame, false))) list.emplace_back(std::move(child));
+      return AXValue(std::move(list));
+    }
+    return value;
+  }
+
+  AXError setAttributeValue(const AXElement& element, std::string_view attribute, const AXValue& value) override {
+    const auto* e = dynamic_cast<const Element*>(element.handle());
+    if (!e) return windows_->setAttributeValue(element, attribute, value);
+    const auto role = roleOf(*e);
+    if (!role) return role.error();
+    if (attribute == "AXFocused") {
+      const bool* on = value.asBool();
+      if (!on) return AXError::illegalArgument;
+      if (!*on) return AXError::success;  // the focus moves away when another element takes it
+      return booleanCall(e->ref, "org.a11y.atspi.Component", "GrabFocus", nullptr);
+    }
+    if (attribute != "AXValue") return AXError::attributeUnsupported;
+    if (isTextRole(*role)) {
+      const std::string* text = value.asString();
+      if (!text) return AXError::illegalArgument;
+      return booleanCall(e->ref, "org.a11y.atspi.EditableText", "SetTextContents",
+                         g_variant_new("(s)", text->c_str()));
+    }
+    const double* number = value.asNumber();
+    if (!number) return AXError::illegalArgument;
+    double wanted = *number;
+    if (*role == ATSPI_ROLE_SCROLL_BAR) {
+      const auto range = rangeOf(e->ref);
+      if (!range) return range.error();
+      wanted = range->first + std::clamp(*number, 0.0, 1.0) * (range->second - range->first);
+    }
+    return bus_->setProperty(e->ref, "org.a11y.atspi.Value", "CurrentValue", g_variant_new_double(wanted));
+  }
+
+  AXError performAction(const AXElement& element, std::string_view action) override {
+    const auto* e = dynamic_cast<const Element*>(element.handle());
+    if (!e) return windows_->performAction(element, action);
+    if (action == "AXPress" || action == "AXPick") return press(e->ref);
+    if (action == "AXCancel") return cancel(*e);
+    return AXError::actionUnsupported;
+  }
+
+ private:
+  // --- reading the bus -----------------------------------------------------
+
+  AXResult<int> roleOf(const Element& e) {
+    if (const int known = e.role.load(); known >= 0) return known;
+    auto reply = bus_->call(e.ref, kAccessible, "GetRole", nullptr, "(u)");
+    if (!reply) return reply.error();
+    guint32 role = 0;
+    g_variant_get(reply->get(), "(u)", &role);
+    e.role = static_cast<int>(role);
+    return static_cast<int>(role);
+  }
+
+  AXResult<std::array<guint32, 2>> statesOf(const AtspiRef& ref) {
+    auto reply = bus_->call(ref, kAccessible, "GetState", nullptr, "(au)");
+    if (!reply) return reply.error();
+    std::array<guint32, 2> states{0, 0};
+    GVariant* array = g_variant_get_child_value(reply->get(), 0);
+    for (gsize i = 0; i < std::min<gsize>(2, g_variant_n_children(array)); ++i) {
+      GVariant* word = g_variant_get_child_value(array, i);
+      states[i] = g_variant_get_uint32(word);
+      g_variant_unref(word);
+    }
+    g_variant_unref(array);
+    return states;
+  }
+
+  AXResult<std::string> stringProperty(const AtspiRef& ref, const char* interface, const char* name) {
+    auto value = bus_->property(ref, interface, name);
+    if (!value) return value.error();
+    if (!g_variant_is_of_type(value->get(), G_VARIANT_TYPE_STRING)) return AXError::failure;
+    return std::string(g_variant_get_string(value->get(), nullptr));
+  }
+
+  std::vector<AtspiRef> childRefs(const AtspiRef& ref) {
+    auto reply = bus_->call(ref, kAccessible, "GetChildren", nullptr, "(a(so))");
+    if (!reply) return {};
+    GVariant* array = g_variant_get_child_value(reply->get(), 0);
+    auto refs = refsFrom(array);
+    g_variant_unref(array);
+    return refs;
+  }
+
+  std::vector<AXElement> childrenOf(const Element& e) {
+    const auto role = roleOf(e);
+    if (!role) return {};
+    // A menu holds one menu, which holds the items.
+    if (*role == ATSPI_ROLE_MENU && !e.asMenu) return {make(e.ref, true)};
+    const int barParent = *role == ATSPI_ROLE_MENU_BAR ? 1 : 0;
+    std::vector<AXElement> out;
+    for (AtspiRef& ref : childRefs(e.ref)) out.push_back(make(std::move(ref), false, barParent));
+    return out;
+  }
+
+  AXResult<std::pair<double, double>> rangeOf(const AtspiRef& ref) {
+    auto low = bus_->property(ref, "org.a11y.atspi.Value", "MinimumValue");
+    if (!low) return low.error();
+    auto high = bus_->property(ref, "org.a11y.atspi.Value", "MaximumValue");
+    if (!high) return high.error();
+    return std::pair{g_variant_get_double(low->get()), g_variant_get_double(high->get())};
+  }
+
+  AXError booleanCall(const AtspiRef& ref, const char* interface, const char* method, GVariant* parameters) {
+    auto reply = bus_->call(ref, interface, method, parameters, "(b)");
+    if (!reply) return reply.error();
+    gboolean done = FALSE;
+    g_variant_get(reply->get(), "(b)", &done);
+    return done ? AXError::success : AXError::cannotComplete;
+  }
+
+  bool isInMenuBar(const Element& e) {
+    if (const int known = e.inMenuBar.load(); known >= 0) return known == 1;
+    bool inBar = false;
+    if (auto parent = bus_->property(e.ref, kAccessible, "Parent")) {
+      const Element p(refFrom(parent->get()), false);
+      const auto role = roleOf(p);
+      inBar = role && *role == ATSPI_ROLE_MENU_BAR;
+    }
+    e.inMenuBar = inBar ? 1 : 0;
+    return inBar;
+  }
+
+  // --- attributes ----------------------------------------------------------
+
+  AXResult<AXValue> attributeOf(const Element& e, std::string_view attribute) {
+    const auto role = roleOf(e);
+    if (!role) return role.error();
+    if (attribute == "AXRole")
+      return AXValue(axRole(*role, e.asMenu, *role == ATSPI_ROLE_MENU && !e.asMenu && isInMenuBar(e)));
+    if (attribute == "AXChildren") {
+      AXValue::List list;
+      for (AXElement& child : childrenOf(e)) list.emplace_back(std::move(child));
+      return AXValue(std::move(list));
+    }
+    if (attribute == "AXTitle") {
+      // What a label or a link says is its value, not its title.
+      if (*role == ATSPI_ROLE_LABEL || *role == ATSPI_ROLE_STATIC) return AXError::noValue;
+      return nonEmpty(stringProperty(e.ref, kAccessible, "Name"));
+    }
+    if (attribute == "AXDescription") return nonEmpty(stringProperty(e.ref, kAccessible, "Description"));
+    if (attribute == "AXIdentifier") return nonEmpty(stringProperty(e.ref, kAccessible, "AccessibleId"));
+    if (attribute == "AXSubrole") {
+      if (*role == ATSPI_ROLE_PASSWORD_TEXT) return AXValue("AXSecureTextField");
+      if (*role == ATSPI_ROLE_TOGGLE_BUTTON) return AXValue("AXSwitch");
+      if (isWindowRole(*role)) return AXValue(*role == ATSPI_ROLE_DIALOG ? "AXDialog" : "AXStandardWindow");
+      return AXError::noValue;
+    }
+    if (attribute == "AXParent") {
+      if (e.asMenu) return AXValue(make(e.ref));
+      auto parent = bus_->property(e.ref, kAccessible, "Parent");
+      if (!parent) return parent.error();
+      return AXValue(make(refFrom(parent->get())));
+    }
+    if (attribute == "AXEnabled" || attribute == "AXFocused" || attribute == "AXMenuItemMarkChar" ||
+        attribute == "AXOrientation" || attribute == "AXSelected" || attribute == "AXExpanded")
+      return stateAttribute(e, *role, attribute);
+    if (attribute == "AXPosition" || attribute == "AXSize") {
+      auto reply = bus_->call(e.ref, "org.a11y.atspi.Component", "GetExtents", g_variant_new("(u)", 0u), "((iiii))");
+      if (!reply) return reply.error();
+      gint32 x = 0, y = 0, w = 0, h = 0;
+      g_variant_get(reply->get(), "((iiii))", &x, &y, &w, &h);
+      if (attribute == "AXPosition") return AXValue(Point{double(x), double(y)});
+      return AXValue(Size{double(w), double(h)});
+    }
+    if (attribute == "AXValue") return valueOf(e, *role);
+    if (attribute == "AXPlaceholderValue") return placeholderOf(e.ref);
+    if (attribute == "AXTitleUIElement") return labelOf(e.ref);
+    return AXError::attributeUnsupported;
+  }
+
+  static AXResult<AXValue> nonEmpty(const AXResult<std::string>& text) {
+    if (!text) return text.error();
+    if (text->empty()) return AXError::noValue;
+    return AXValue(*text);
+  }
+
+  AXResult<AXValue> stateAttribute(const Element& e, int role, std::string_view attribute) {
+    const auto states = statesOf(e.ref);
+    if (!states) return states.error();
+    if (attribute == "AXEnabled")
+      return AXValue(hasState(*states, ATSPI_STATE_ENABLED) || hasState(*states, ATSPI_STATE_SENSITIVE));
+    if (attribute == "AXFocused") return AXValue(hasState(*states, ATSPI_STATE_FOCUSED));
+    if (attribute == "AXSelected") return AXValue(hasState(*states, ATSPI_STATE_SELECTED));
+    if (attribute == "AXExpanded") return AXValue(hasState(*states, ATSPI_STATE_EXPANDED));
+    if (attribute == "AXMenuItemMarkChar") {
+      const bool checkable = role == ATSPI_ROLE_CHECK_MENU_ITEM || role == ATSPI_ROLE_RADIO_MENU_ITEM;
+      if (checkable && hasState(*states, ATSPI_STATE_CHECKED)) return AXValue("✓");
+      return AXError::noValue;
+    }
+    if (hasState(*states, ATSPI_STATE_HORIZONTAL)) return AXValue("AXHorizontalOrientation");
+    if (hasState(*states, ATSPI_STATE_VERTICAL)) return AXValue("AXVerticalOrientation");
+    return AXError::noValue;
+  }
+
+  AXResult<AXValue> valueOf(const Element& e, int role) {
+    if (isCheckRole(role)) {
+      const auto states = statesOf(e.ref);
+      if (!states) return states.error();
+      if (hasState(*states, ATSPI_STATE_INDETERMINATE)) return AXValue(2.0);
+      return AXValue(hasState(*states, ATSPI_STATE_CHECKED) ? 1.0 : 0.0);
+    }
+    if (isTextRole(role)) {
+      auto reply = bus_->call(e.ref, "org.a11y.atspi.Text", "GetText", g_variant_new("(ii)", 0, -1), "(s)");
+      if (!reply) return reply.error();
+      const gchar* text = nullptr;
+      g_variant_get(reply->get(), "(&s)", &text);
+      return AXValue(std::string(text ? text : ""));
+    }
+    if (role == ATSPI_ROLE_LABEL || role == ATSPI_ROLE_STATIC || role == ATSPI_ROLE_LINK)
+      return nonEmpty(stringProperty(e.ref, kAccessible, "Name"));
+    if (role == ATSPI_ROLE_SCROLL_BAR || role == ATSPI_ROLE_SLIDER || role == ATSPI_ROLE_PROGRESS_BAR) {
+      auto current = bus_->property(e.ref, "org.a11y.atspi.Value", "CurrentValue");
+      if (!current) return current.error();
+      const double value = g_variant_get_double(current->get());
+      if (role != ATSPI_ROLE_SCROLL_BAR) return AXValue(value);
+      // A scroll bar runs from 0 at the top (or left) to 1 at the other end.
+      const auto range = rangeOf(e.ref);
+      if (!range) return range.error();
+      const double span = range->second - range->first;
+      return AXValue(span > 0 ? std::clamp((value - range->first) / span, 0.0, 1.0) : 0.0);
+    }
+    return AXError::noValue;
+  }
+
+  AXResult<AXValue> placeholderOf(const AtspiRef& ref) {
+    auto reply = bus_->call(ref, kAccessible, "GetAttributes", nullptr, "(a{ss})");
+    if (!reply) return reply.error();
+    GVariant* map = g_variant_get_child_value(reply->get(), 0);
+    const gchar* text = nullptr;
+    std::string found;
+    if (g_variant_lookup(map, "placeholder-text", "&s", &text) && text) found = text;
+    g_variant_unref(map);
+    if (found.empty()) return AXError::noValue;
+    return AXValue(found);
+  }
+
+  AXResult<AXValue> labelOf(const AtspiRef& ref) {
+    auto reply = bus_->call(ref, kAccessible, "GetRelationSet", nullptr, "(a(ua(so)))");
+    if (!reply) return reply.error();
+    GVariant* relations = g_variant_get_child_value(reply->get(), 0);
+    std::optional<AtspiRef> label;
+    for (gsize i = 0; i < g_variant_n_children(relations) && !label; ++i) {
+      GVariant* relation = g_variant_get_child_value(relations, i);
+      guint32 type = 0;
+      GVariant* targets = nullptr;
+      g_variant_get(relation, "(u@a(so))", &type, &targets);
+      if (type == ATSPI_RELATION_LABELLED_BY && g_variant_n_children(targets) > 0) {
+        auto refs = refsFrom(targets);
+        label = refs.front();
+      }
+      g_variant_unref(targets);
+      g_variant_unref(relation);
+    }
+    g_variant_unref(relations);
+    if (!label) return AXError::noValue;
+    return AXValue(make(*label));
+  }
+
+  // --- actions -------------------------------------------------------------
+
+  // The action that presses: "click", "press", "activate" or "toggle" by
+  // name, else the first one.
+  AXError press(const AtspiRef& ref) {
+    auto reply = bus_->call(ref, "org.a11y.atspi.Action", "GetActions", nullptr, "(a(sss))");
+    if (!reply) return reply.error() == AXError::attributeUnsupported ? AXError::actionUnsupported : reply.error();
+    GVariant* actions = g_variant_get_child_value(reply->get(), 0);
+    const gsize count = g_variant_n_children(actions);
+    int chosen = count > 0 ? 0 : -1;
+    for (gsize i = 0; i < count; ++i) {
+      const gchar* name = nullptr;
+      g_variant_get_child(actions, i, "(&s&s&s)", &name, nullptr, nullptr);
+      const std::string_view n = name ? name : "";
+      if (n == "click" || n == "press" || n == "activate" || n == "toggle") {
+        chosen = static_cast<int>(i);
+        break;
+      }
+    }
+    g_variant_unref(actions);
+    if (chosen < 0) return AXError::actionUnsupported;
+    return booleanCall(ref, "org.a11y.atspi.Action", "DoAction", g_variant_new("(i)", chosen));
+  }
+
+  // An open menu closes when the menu that shows it (the menu bar, or the
+  // menu above) lets go of its selection.
+  AXError cancel(const Element& e) {
+    auto parent = bus_->property(e.ref, kAccessible, "Parent");
+    if (!parent) return parent.error();
+    return booleanCall(refFrom(parent->get()), "org.a11y.atspi.Selection", "ClearSelection", nullptr);
+  }
+
+  // --- applications and windows ------------------------------------------
+
+  std::optional<AtspiRef> applicationOf(ProcessId pid) {
+    for (const AtspiRef& app : bus_->applications())
+      if (bus_->processOf(app.bus) == pid) return app;
+    return std::nullopt;
+  }
+
+  // The application's AT-SPI windows, the active one first.
+  std::vector<AtspiRef> windowRefsOf(ProcessId pid) {
+    const auto app = applicationOf(pid);
+    if (!app) return {};
+    std::vector<AtspiRef> windows;
+    for (AtspiRef& ref : childRefs(*app)) {
+      const Element w(ref, false);
+      const auto role = roleOf(w);
+      if (!role || !isWindowRole(*role)) continue;
+      const auto states = statesOf(ref);
+      if (states && hasState(*states, ATSPI_STATE_ACTIVE)) windows.insert(windows.begin(), std::move(ref));
+      else windows.push_back(std::move(ref));
+    }
+    return windows;
+  }
+
+  // The AT-SPI window of an X11 window: by title, else the only (or the
+  // active) one.
+  std::optional<AtspiRef> frameOf(ProcessId pid, const AXElement& x11Window) {
+    const auto windows = windowRefsOf(pid);
+    if (windows.empty()) return std::nullopt;
+    auto title = windows_->copyAttributeValue(x11Window, "AXTitle");
+    if (title && title->asString())
+      for (const AtspiRef& ref : windows)
+        if (auto name = stringProperty(ref, kAccessible, "Name"); name && *name == *title->asString())
+          return ref;
+    return windows.front();
+  }
+
+  // Breadth-first through the windows, active first, for the menu bar; a
+  // menu bar sits near the top of its window.
+  AXResult<AXValue> menuBarOf(ProcessId pid) {
+    constexpr int kDepth = 6;
+    constexpr std::size_t kVisits = 400;
+    const auto windows = windowRefsOf(pid);
+    if (windows.empty()) return AXError::noValue;
+    std::size_t visits = 0;
+    for (const AtspiRef& window : windows) {
+      std::deque<std::pair<AtspiRef, int>> queue{{window, 0}};
+      while (!queue.empty() && visits < kVisits) {
+        auto [ref, depth] = queue.front();
+        queue.pop_front();
+        ++visits;
+        const Element e(ref, false);
+        const auto role = roleOf(e);
+        if (!role) continue;
+        if (*role == ATSPI_ROLE_MENU_BAR) return AXValue(make(ref));
+        // What lies inside these holds no menu bar.
+        if (*role == ATSPI_ROLE_MENU || *role == ATSPI_ROLE_TOOL_BAR || isTextRole(*role) ||
+            *role == ATSPI_ROLE_SCROLL_PANE || *role == ATSPI_ROLE_TABLE || *role == ATSPI_ROLE_TREE_TABLE)
+          continue;
+        if (depth < kDepth)
+          for (AtspiRef& child : childRefs(ref)) queue.emplace_back(std::move(child), depth + 1);
+      }
+    }
+    return AXError::noValue;
+  }
+
+  AXResult<AXValue> focusedIn(ProcessId pid) {
+    constexpr std::size_t kVisits = 5000;
+    const auto windows = windowRefsOf(pid);
+    if (windows.empty()) return AXError::noValue;
+    std::size_t visits = 0;
+    std::deque<AtspiRef> pending{windows.front()};
+    while (!pending.empty() && visits++ < kVisits) {
+      AtspiRef ref = std::move(pending.front());
+      pending.pop_front();
+      const auto states = statesOf(ref);
+      if (!states) continue;
+      if (hasState(*states, ATSPI_STATE_FOCUSED)) return AXValue(make(ref));
+      if (!hasState(*states, ATSPI_STATE_SHOWING) && visits > 1) continue;
+      for (AtspiRef& child : childRefs(ref)) pending.push_back(std::move(child));
+    }
+    return AXError::noValue;
+  }
+
+  std::unique_ptr<Accessibility> windows_;
+  std::shared_ptr<AtspiBus> bus_;
+};
+
+}  // namespace
+
+std::unique_ptr<Accessibility> makeAtspiAccessibility(std::unique_ptr<Accessibility> windows,
+                                                      std::shared_ptr<AtspiBus> bus) {
+  return std::make_unique<AtspiAccessibility>(std::move(windows), std::move(bus));
+}
+
+std::uint64_t atspiRoundTrips(const Accessibility& accessibility) {
+  const auto* a = dynamic_cast<const AtspiAccessibility*>(&accessibility);
+  return a ? a->roundTrips() : 0;
+}
+
+}  // namespace orla::linux_desktop
