@@ -184,8 +184,18 @@ class AtspiAccessibility : public Accessibility {
     return std::string(g_variant_get_string(value->get(), nullptr));
   }
 
+  // The children of a large menu or list take the application a while to
+  // hand over (GTK 3: about 0.3 ms each), so the deadline of that call
+  // grows with their count, which is asked first under the plain deadline:
+  // an application that does not answer at all still fails after one.
   std::vector<AtspiRef> childRefs(const AtspiRef& ref) {
-    auto reply = bus_->call(ref, kAccessible, "GetChildren", nullptr, "(a(so))");
+    auto count = bus_->property(ref, kAccessible, "ChildCount");
+    if (!count) return {};
+    const gint32 n = g_variant_is_of_type(count->get(), G_VARIANT_TYPE_INT32) ? g_variant_get_int32(count->get()) : 0;
+    if (n <= 0) return {};
+    const auto deadline = AtspiBus::kDeadline + std::chrono::microseconds(600) * n;
+    auto reply = bus_->call(ref, kAccessible, "GetChildren", nullptr, "(a(so))",
+                            std::chrono::duration_cast<std::chrono::milliseconds>(deadline));
     if (!reply) return {};
     GVariant* array = g_variant_get_child_value(reply->get(), 0);
     auto refs = refsFrom(array);
@@ -280,10 +290,14 @@ class AtspiAccessibility : public Accessibility {
     return AXError::attributeUnsupported;
   }
 
+  // Names come trimmed: some toolkits pad a menu item's name with the
+  // spaces that stand between its label and its shortcut.
   static AXResult<AXValue> nonEmpty(const AXResult<std::string>& text) {
     if (!text) return text.error();
-    if (text->empty()) return AXError::noValue;
-    return AXValue(*text);
+    const auto begin = text->find_first_not_of(" \t\n");
+    if (begin == std::string::npos) return AXError::noValue;
+    const auto end = text->find_last_not_of(" \t\n");
+    return AXValue(text->substr(begin, end - begin + 1));
   }
 
   AXResult<AXValue> stateAttribute(const Element& e, int role, std::string_view attribute) {

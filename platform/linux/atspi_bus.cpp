@@ -126,7 +126,7 @@ AXError AtspiBus::mapError(const std::string& bus, GError* error) {
 }
 
 AXResult<Variant> AtspiBus::call(const AtspiRef& ref, const char* interface, const char* method,
-                                 GVariant* parameters, const char* replyType) {
+                                 GVariant* parameters, const char* replyType, std::chrono::milliseconds deadline) {
   if (ref.bus.empty() || ref.path.empty()) {
     if (parameters) g_variant_unref(g_variant_ref_sink(parameters));
     return AXError::invalidUIElement;
@@ -142,7 +142,7 @@ AXResult<Variant> AtspiBus::call(const AtspiRef& ref, const char* interface, con
                                                 // The registry may be started on demand; applications never.
                                                 ref.bus.starts_with("org.a11y.") ? G_DBUS_CALL_FLAGS_NONE
                                                                                  : G_DBUS_CALL_FLAGS_NO_AUTO_START,
-                                                kDeadlineMs, nullptr, &error);
+                                                static_cast<int>(deadline.count()), nullptr, &error);
   if (!reply) return mapError(ref.bus, error);
   return own(reply);
 }

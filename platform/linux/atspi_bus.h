@@ -53,7 +53,7 @@ class AtspiBus {
 
   // A method call; `replyType` checks the reply's shape.
   AXResult<Variant> call(const AtspiRef& ref, const char* interface, const char* method, GVariant* parameters,
-                         const char* replyType);
+                         const char* replyType, std::chrono::milliseconds deadline = kDeadline);
   // One property, unboxed.
   AXResult<Variant> property(const AtspiRef& ref, const char* interface, const char* name);
   AXError setProperty(const AtspiRef& ref, const char* interface, const char* name, GVariant* value);
