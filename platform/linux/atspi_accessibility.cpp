@@ -20,6 +20,9 @@ constexpr const char* kAccessible = "org.a11y.atspi.Accessible";
 // once read.
 struct Element : AXElement::Handle {
   Element(AtspiRef r, bool menu, int barParent = -1) : ref(std::move(r)), asMenu(menu), inMenuBar(barParent) {}
+  Element(AtspiRef r, int barParent, int knownRole, std::string knownName)
+      : ref(std::move(r)), asMenu(false), inMenuBar(barParent), role(knownRole), name(std::move(knownName)),
+        nameRead(std::chrono::steady_clock::now()) {}
   bool sameElement(const Handle& other) const override {
     const auto* o = dynamic_cast<const Element*>(&other);
     return o && o->ref == ref && o->asMenu == asMenu;
@@ -28,6 +31,14 @@ struct Element : AXElement::Handle {
   bool asMenu;
   mutable std::atomic<int> inMenuBar;  // -1 not known yet
   mutable std::atomic<int> role{-1};
+  // The name as read with the list it came in, good for the length of one
+  // action (a walk, a search, the sentence that lists what is there).
+  std::optional<std::string> name;
+  std::chrono::steady_clock::time_point nameRead{};
+  static constexpr auto kNameFresh = std::chrono::seconds(10);
+  const std::string* freshName() const {
+    return name && std::chrono::steady_clock::now() - nameRead < kNameFresh ? &*name : nullptr;
+  }
 };
 
 AXElement make(AtspiRef ref, bool asMenu = false, int inMenuBar = -1) {
@@ -209,9 +220,42 @@ class AtspiAccessibility : public Accessibility {
     // A menu holds one menu, which holds the items.
     if (*role == ATSPI_ROLE_MENU && !e.asMenu) return {make(e.ref, true)};
     const int barParent = *role == ATSPI_ROLE_MENU_BAR ? 1 : 0;
+    std::vector<AtspiRef> refs = childRefs(e.ref);
+    // Whoever lists children reads their roles and names next (to match a
+    // title, to find a kind): all of them are asked for at once.
+    std::vector<AtspiBus::Request> requests;
+    requests.reserve(refs.size() * 2);
+    for (const AtspiRef& ref : refs) {
+      requests.push_back({ref, kAccessible, "GetRole", nullptr, "(u)"});
+      requests.push_back({ref, "org.freedesktop.DBus.Properties", "Get", g_variant_new("(ss)", kAccessible, "Name"),
+                          "(v)"});
+    }
+    const auto replies = bus_->callMany(requests);
     std::vector<AXElement> out;
-    for (AtspiRef& ref : childRefs(e.ref)) out.push_back(make(std::move(ref), false, barParent));
+    out.reserve(refs.size());
+    for (std::size_t i = 0; i < refs.size(); ++i) {
+      const auto& roleReply = replies[2 * i];
+      const auto& nameReply = replies[2 * i + 1];
+      if (!roleReply || !nameReply) {
+        out.push_back(make(std::move(refs[i]), false, barParent));
+        continue;
+      }
+      guint32 childRole = 0;
+      g_variant_get(roleReply->get(), "(u)", &childRole);
+      GVariant* boxed = nullptr;
+      g_variant_get(nameReply->get(), "(v)", &boxed);
+      std::string childName =
+          boxed && g_variant_is_of_type(boxed, G_VARIANT_TYPE_STRING) ? g_variant_get_string(boxed, nullptr) : "";
+      if (boxed) g_variant_unref(boxed);
+      out.emplace_back(std::make_shared<const Element>(std::move(refs[i]), barParent, static_cast<int>(childRole),
+                                                       std::move(childName)));
+    }
     return out;
+  }
+
+  AXResult<std::string> nameOf(const Element& e) {
+    if (const std::string* known = e.freshName()) return *known;
+    return stringProperty(e.ref, kAccessible, "Name");
   }
 
   AXResult<std::pair<double, double>> rangeOf(const AtspiRef& ref) {
@@ -257,7 +301,7 @@ class AtspiAccessibility : public Accessibility {
     if (attribute == "AXTitle") {
       // What a label or a link says is its value, not its title.
       if (*role == ATSPI_ROLE_LABEL || *role == ATSPI_ROLE_STATIC) return AXError::noValue;
-      return nonEmpty(stringProperty(e.ref, kAccessible, "Name"));
+      return nonEmpty(nameOf(e));
     }
     if (attribute == "AXDescription") return nonEmpty(stringProperty(e.ref, kAccessible, "Description"));
     if (attribute == "AXIdentifier") return nonEmpty(stringProperty(e.ref, kAccessible, "AccessibleId"));
@@ -332,8 +376,7 @@ class AtspiAccessibility : public Accessibility {
       g_variant_get(reply->get(), "(&s)", &text);
       return AXValue(std::string(text ? text : ""));
     }
-    if (role == ATSPI_ROLE_LABEL || role == ATSPI_ROLE_STATIC || role == ATSPI_ROLE_LINK)
-      return nonEmpty(stringProperty(e.ref, kAccessible, "Name"));
+    if (role == ATSPI_ROLE_LABEL || role == ATSPI_ROLE_STATIC || role == ATSPI_ROLE_LINK) return nonEmpty(nameOf(e));
     if (role == ATSPI_ROLE_SCROLL_BAR || role == ATSPI_ROLE_SLIDER || role == ATSPI_ROLE_PROGRESS_BAR) {
       auto current = bus_->property(e.ref, "org.a11y.atspi.Value", "CurrentValue");
       if (!current) return current.error();

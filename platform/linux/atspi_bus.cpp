@@ -147,6 +147,57 @@ AXResult<Variant> AtspiBus::call(const AtspiRef& ref, const char* interface, con
   return own(reply);
 }
 
+namespace {
+
+struct Pending {
+  AtspiBus* bus;
+  std::string name;
+  AXResult<Variant>* slot;
+  std::size_t* left;
+  GError* error = nullptr;
+};
+
+}  // namespace
+
+std::vector<AXResult<Variant>> AtspiBus::callMany(const std::vector<Request>& requests) {
+  // Not too many in flight: a bus limits the replies one connection awaits.
+  constexpr std::size_t kInFlight = 256;
+  std::vector<AXResult<Variant>> replies(requests.size(), AXResult<Variant>(AXError::cannotComplete));
+  GMainContext* context = g_main_context_new();
+  g_main_context_push_thread_default(context);
+  std::size_t next = 0, left = 0;
+  std::vector<std::unique_ptr<Pending>> pending;
+  const auto done = [](GObject* source, GAsyncResult* result, gpointer data) {
+    auto* p = static_cast<Pending*>(data);
+    GVariant* reply = g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result, &p->error);
+    if (reply) *p->slot = own(reply);
+    --*p->left;
+  };
+  while (next < requests.size() || left > 0) {
+    while (next < requests.size() && left < kInFlight) {
+      const Request& r = requests[next];
+      if (stalled(r.ref.bus) || r.ref.bus.empty()) {
+        if (r.parameters) g_variant_unref(g_variant_ref_sink(r.parameters));
+        ++next;
+        continue;
+      }
+      ++roundTrips_;
+      ++left;
+      pending.push_back(std::make_unique<Pending>(Pending{this, r.ref.bus, &replies[next], &left}));
+      g_dbus_connection_call(connection_, r.ref.bus.c_str(), r.ref.path.c_str(), r.interface, r.method, r.parameters,
+                             r.replyType ? G_VARIANT_TYPE(r.replyType) : nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START,
+                             kDeadlineMs, nullptr, done, pending.back().get());
+      ++next;
+    }
+    g_main_context_iteration(context, TRUE);
+  }
+  g_main_context_pop_thread_default(context);
+  g_main_context_unref(context);
+  for (const auto& p : pending)
+    if (p->error) *p->slot = mapError(p->name, p->error);
+  return replies;
+}
+
 AXResult<Variant> AtspiBus::property(const AtspiRef& ref, const char* interface, const char* name) {
   auto reply = call(ref, "org.freedesktop.DBus.Properties", "Get", g_variant_new("(ss)", interface, name), "(v)");
   if (!reply) return reply.error();

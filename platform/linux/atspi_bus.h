@@ -54,6 +54,17 @@ class AtspiBus {
   // A method call; `replyType` checks the reply's shape.
   AXResult<Variant> call(const AtspiRef& ref, const char* interface, const char* method, GVariant* parameters,
                          const char* replyType, std::chrono::milliseconds deadline = kDeadline);
+  // Many calls at once, their replies awaited together: a list of n
+  // elements costs about one round trip rather than n. Replies come in the
+  // order of the requests.
+  struct Request {
+    AtspiRef ref;
+    const char* interface;
+    const char* method;
+    GVariant* parameters;  // floating; taken
+    const char* replyType;
+  };
+  std::vector<AXResult<Variant>> callMany(const std::vector<Request>& requests);
   // One property, unboxed.
   AXResult<Variant> property(const AtspiRef& ref, const char* interface, const char* name);
   AXError setProperty(const AtspiRef& ref, const char* interface, const char* name, GVariant* value);

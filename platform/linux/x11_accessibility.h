@@ -13,7 +13,8 @@
 // are set through the window manager, and each call waits until the window
 // shows the change. What belongs to an application's own interface (menus,
 // a toolbar, scroll bars) is not the X server's to tell: those attributes
-// are unsupported, and the `menuBars` capability stays off.
+// are unsupported here, and come from the accessibility bus when the
+// session has one (atspi_accessibility.h).
 #pragma once
 
 #include <memory>

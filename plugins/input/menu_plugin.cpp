@@ -270,11 +270,16 @@ std::string MenuPlugin::notFound(const std::vector<PathStep>& steps, const Walk&
 
 Checked<AXElement> MenuPlugin::resolve(const AXElement& menuBar, const std::vector<PathStep>& steps,
                                        const std::string& appName) const {
-  if (Walk quiet = walk(menuBar, steps, false, false); quiet.found) return *quiet.found;
+  Walk quiet = walk(menuBar, steps, false, false);
+  if (quiet.found) return *quiet.found;
   // Some menus fill only when they are opened.
   Walk opening = walk(menuBar, steps, true, false);
   if (opening.found) return *opening.found;
   cancelOpened(opening);
+  // An application busy opening a very large menu may not hand over its
+  // items in time: what the quiet walk saw there still says what is there.
+  if (opening.failedChildren.empty() && quiet.failedLevel == opening.failedLevel)
+    opening.failedChildren = std::move(quiet.failedChildren);
   return fail(notFound(steps, opening, appName));
 }
 

@@ -77,15 +77,17 @@ GtkApp::GtkApp(const std::string& program, std::vector<std::string> arguments,
   pid_ = spawn(argv, environmentWith(environment));
   if (pid_ <= 0) return;
   // Applications register on the bus after their window shows: poll.
+  ready_ = waitUntilAnswering(pid_, std::chrono::seconds(15));
+}
+
+bool GtkApp::waitUntilAnswering(ProcessId pid, std::chrono::milliseconds wait) {
   AXReader reader(Platform::current()->accessibility());
-  const auto end = SteadyClock::now() + std::chrono::seconds(15);
+  const auto end = SteadyClock::now() + wait;
   while (SteadyClock::now() < end) {
-    if (const auto bar = reader.menuBar(pid_); bar && !reader.children(*bar).empty()) {
-      ready_ = true;
-      return;
-    }
+    if (const auto bar = reader.menuBar(pid); bar && !reader.children(*bar).empty()) return true;
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
   }
+  return false;
 }
 
 GtkApp::~GtkApp() {

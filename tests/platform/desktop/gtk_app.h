@@ -34,6 +34,8 @@ class GtkApp {
   ProcessId pid() const { return pid_; }
   bool ready() const { return ready_; }
   void signal(int number) const { ::kill(pid_, number); }
+  // Waits until the application's menu bar can be read again.
+  static bool waitUntilAnswering(ProcessId pid, std::chrono::milliseconds wait);
 
  private:
   ProcessId pid_ = 0;

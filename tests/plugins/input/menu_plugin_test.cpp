@@ -313,8 +313,12 @@ TEST_F(MenuTest, MenuBarThatCannotBeRead) {
   desktop->ui().setMenuBar(textEdit, std::vector<SimMenuItem>{});
   EXPECT_EQ(run({{"subAction", "fullBar"}}), PluginResult::failure("The menu bar of TextEdit is empty."));
 
-  MenuPlugin native(makeNativePlatform());
-  EXPECT_EQ(native.execute({{"menuPath", "File"}}), PluginResult::failure(std::string(kAccessibilityUnavailable)));
+  // A desktop without menus (no accessibility bus) says so.
+  const auto nativePlatform = makeNativePlatform();
+  if (!nativePlatform->supports(Capability::menuBars)) {
+    MenuPlugin native(nativePlatform);
+    EXPECT_EQ(native.execute({{"menuPath", "File"}}), PluginResult::failure(std::string(kAccessibilityUnavailable)));
+  }
 }
 
 TEST_F(MenuTest, PopUpOfTheMenuBarPressesTheChosenItem) {
