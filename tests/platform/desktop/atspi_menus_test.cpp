@@ -159,6 +159,47 @@ TEST_F(AtspiMenus, AnElementThatWentAwayRefusesWithoutHanging) {
   EXPECT_LT(std::chrono::steady_clock::now() - start, 3s);
 }
 
+TEST_F(AtspiMenus, TheWindowPluginScrollsTheFrontWindowsScrollArea) {
+  GtkTestApp app;
+  ASSERT_TRUE(app.app().ready());
+  struct Case {
+    std::string json;
+    std::string output;
+    std::string logged;  // the last scroll the application saw
+  };
+  const std::vector<Case> cases{
+      {R"({"subAction":"scrollBottom"})", "WindowShortcut: success: Scrolled to the bottom in orla_gtk_test_app.",
+       "scrolled vertical 100"},
+      {R"({"subAction":"scrollTop"})", "WindowShortcut: success: Scrolled to the top in orla_gtk_test_app.",
+       "scrolled vertical 0"},
+      {R"({"subAction":"scrollRightEnd"})", "WindowShortcut: success: Scrolled to the right end in orla_gtk_test_app.",
+       "scrolled horizontal 100"},
+      {R"({"subAction":"scrollLeftEnd"})", "WindowShortcut: success: Scrolled to the left end in orla_gtk_test_app.",
+       "scrolled horizontal 0"},
+  };
+  std::size_t seen = 0;
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.json);
+    const OrlaRun run = runOrla("WindowShortcut", c.json);
+    EXPECT_EQ(run.output, c.output);
+    const auto lines = app.lines(seen + 1);
+    ASSERT_GT(lines.size(), seen);
+    seen = lines.size();
+    EXPECT_EQ(lines.back(), c.logged);
+  }
+  // Steps move part of the way.
+  const OrlaRun run = runOrla("WindowShortcut", R"({"subAction":"scrollDown","scrollCount":2})");
+  EXPECT_EQ(run.output, "WindowShortcut: success: Scrolled down in orla_gtk_test_app.");
+  const auto lines = app.lines(seen + 2);
+  ASSERT_EQ(lines.size(), seen + 2);
+  const int at = std::stoi(lines.back().substr(std::string("scrolled vertical ").size()));
+  EXPECT_GT(at, 0);
+  EXPECT_LT(at, 100);
+  // A toolkit's window has no toolbar button of its title bar.
+  EXPECT_EQ(runOrla("WindowShortcut", R"({"subAction":"toolbar"})").output,
+            "WindowShortcut: failure: This window does not have that button.");
+}
+
 // mousepad, a real application from the distribution.
 class MousepadMenus : public AtspiMenus {
  protected:

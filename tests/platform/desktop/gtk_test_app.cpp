@@ -7,6 +7,7 @@
 //   pressed Submit                      a button or tool button
 //   text Name=Ada                       the name field changed
 //   opened Report                       the report window came up
+//   scrolled vertical 100               the text view's scroll bar moved (0 to 100)
 // Its window "Orla GTK Test" holds a menu bar (File, Edit, View; File's
 // "Open Recent" fills only when opened; "Print…" and "Undo" are disabled), a
 // toolbar, a scrolled text view and a form. ORLA_GTK_TEST_MENU_ITEMS=n adds
@@ -147,6 +148,16 @@ GtkWidget* toolBar() {
   return bar;
 }
 
+// Where a scroll bar stands, from 0 at the top (or left) end to 100 at the
+// other.
+void onScrolled(GtkAdjustment* adjustment, gpointer direction) {
+  const double span = gtk_adjustment_get_upper(adjustment) - gtk_adjustment_get_page_size(adjustment) -
+                      gtk_adjustment_get_lower(adjustment);
+  const double at = span > 0 ? (gtk_adjustment_get_value(adjustment) - gtk_adjustment_get_lower(adjustment)) / span : 0;
+  note(std::string("scrolled ") + static_cast<const char*>(direction) + " " +
+       std::to_string(static_cast<int>(at * 100 + 0.5)));
+}
+
 GtkWidget* textView() {
   GtkWidget* scrolled = gtk_scrolled_window_new(nullptr, nullptr);
   gtk_scrolled_window_set_policy(GTK_SCROLLED_WINDOW(scrolled), GTK_POLICY_ALWAYS, GTK_POLICY_ALWAYS);
@@ -160,6 +171,10 @@ GtkWidget* textView() {
     text += "Line " + std::to_string(line) + " of a long text that is wider than its window, to scroll both ways.\n";
   gtk_text_buffer_set_text(gtk_text_view_get_buffer(GTK_TEXT_VIEW(view)), text.c_str(), -1);
   gtk_container_add(GTK_CONTAINER(scrolled), view);
+  g_signal_connect(gtk_scrolled_window_get_vadjustment(GTK_SCROLLED_WINDOW(scrolled)), "value-changed",
+                   G_CALLBACK(onScrolled), const_cast<char*>("vertical"));
+  g_signal_connect(gtk_scrolled_window_get_hadjustment(GTK_SCROLLED_WINDOW(scrolled)), "value-changed",
+                   G_CALLBACK(onScrolled), const_cast<char*>("horizontal"));
   return scrolled;
 }
 
