@@ -93,6 +93,7 @@ Clock::Monotonic SimDesktop::monotonicNow() const {
 
 void SimDesktop::sleep(std::chrono::microseconds duration) {
   std::optional<ProcessId> before;
+  std::vector<std::function<void()>> due;
   {
     std::lock_guard lock(mutex_);
     before = frontmost_;
@@ -103,8 +104,18 @@ void SimDesktop::sleep(std::chrono::microseconds duration) {
     trace_.push_back({"sleep", formatDuration(duration)});
     // Applications being launched appear when their time has come.
     launchDueLocked();
+    while (!timeline_.empty() && timeline_.begin()->first <= monotonic_) {
+      due.push_back(std::move(timeline_.begin()->second));
+      timeline_.erase(timeline_.begin());
+    }
   }
+  for (auto& work : due) work();  // outside the lock: it changes the desktop
   notifyIfFrontChanged(before);
+}
+
+void SimDesktop::atTime(std::chrono::microseconds delay, std::function<void()> work) {
+  std::lock_guard lock(mutex_);
+  timeline_.emplace(monotonic_ + delay, std::move(work));
 }
 
 std::map<std::string, std::string> SimDesktop::environment() const {

@@ -236,6 +236,10 @@ class SimDesktop {
   // which moves the clocks forward to each piece's time, in time order.
   void schedule(std::chrono::microseconds delay, std::function<void()> work);
   std::size_t runScheduled();
+  // The scene's timeline: work that happens by itself once the clocks pass
+  // `delay` from now (an application starts, a window is retitled), run by
+  // the sleep that gets there, in time order.
+  void atTime(std::chrono::microseconds delay, std::function<void()> work);
 
   // The screens, the pointer, and the applications' menu bars and windows;
   // it has a lock of its own.
@@ -306,6 +310,7 @@ class SimDesktop {
   bool eventSourcesAvailable_ = true;
   std::optional<std::size_t> keyEventsBeforeFailure_;
   std::multimap<Clock::Monotonic, std::function<void()>> scheduled_;
+  std::multimap<Clock::Monotonic, std::function<void()>> timeline_;
   std::optional<ProcessId> frontmost_;
   std::vector<TraceEntry> trace_;
   std::map<std::string, SimApplicationBundle> installed_;  // by path

@@ -11,6 +11,7 @@
 #include "plugins/apps/print_plugin.h"
 #include "plugins/apps/url_plugin.h"
 #include "plugins/flow/conditional_plugin.h"
+#include "plugins/flow/pause_plugin.h"
 #include "plugins/framework/orla_plugin.h"
 #include "plugins/input/key_shortcut_plugin.h"
 #include "plugins/input/menu_plugin.h"
@@ -66,7 +67,7 @@ constexpr std::array<Row, 31> kTable{{
     {{"MouseShortcut", "MousePlugin", true}, &make<MousePlugin>},
     {{"NetworkShortcut", "NetworkPlugin", false}, nullptr},
     {{"OrlaShortcut", "OrlaPlugin", true}, &make<OrlaPlugin>},
-    {{"PauseShortcut", "PausePlugin", false}, nullptr},
+    {{"PauseShortcut", "PausePlugin", true}, &make<PausePlugin>},
     {{"PreferenceShortcut", "PreferencePlugin", false}, nullptr},
     {{"PrintShortcut", "PrintPlugin", true}, &make<PrintPlugin>},
     {{"ShortcutsAppAction", "ShortcutsAppPlugin", true}, &make<ShortcutsAppPlugin>},

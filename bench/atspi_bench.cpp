@@ -1,0 +1,206 @@
+// The accessibility interface over the accessibility bus, against the GTK 3
+// test application on the headless desktop (run with the harness's
+// environment: eval "$(scripts/desktop-harness start)"):
+//   - a menu click by a three-level path (File > Export > PDF), quiet walk;
+//   - finding a button by title among 1,000 in a window, the way a search
+//     pass goes (depth first, children with their titles);
+//   - one bus round trip (an element's state);
+//   - listing 1,000 children with their names: through this backend (GDBus,
+//     the names asked for together) and through libatspi one by one, which
+//     is how the choice between the two was measured.
+// Each reports the bus calls it makes per iteration ("calls").
+#include <atspi/atspi.h>
+#include <benchmark/benchmark.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+
+#include <chrono>
+#include <deque>
+#include <thread>
+
+#include "platform/linux/atspi_accessibility.h"
+#include "plugins/input/accessibility_readers.h"
+#include "plugins/input/menu_plugin.h"
+
+extern char** environ;
+
+namespace {
+
+using orla::AXElement;
+using orla::AXReader;
+
+// The test application, with 1,000 buttons, for the whole run.
+struct TestApp {
+  TestApp() {
+    ::setenv("ORLA_GTK_TEST_BUTTONS", "1000", 1);
+    ::unsetenv("NO_AT_BRIDGE");
+    const std::string log = "/dev/null";
+    char* argv[] = {const_cast<char*>(ORLA_GTK_TEST_APP), const_cast<char*>(log.c_str()), nullptr};
+    if (posix_spawn(&pid, argv[0], nullptr, nullptr, argv, environ) != 0) pid = 0;
+    AXReader reader(orla::Platform::current()->accessibility());
+    for (int i = 0; i < 300 && pid > 0; ++i) {
+      if (auto bar = reader.menuBar(pid); bar && !reader.children(*bar).empty()) return;
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+  }
+  ~TestApp() {
+    if (pid <= 0) return;
+    ::kill(pid, SIGTERM);
+    ::waitpid(pid, nullptr, 0);
+  }
+  pid_t pid = 0;
+};
+
+TestApp& app() {
+  static TestApp instance;
+  return instance;
+}
+
+std::uint64_t calls() { return orla::linux_desktop::atspiRoundTrips(orla::Platform::current()->accessibility()); }
+
+bool ready(benchmark::State& state) {
+  if (!orla::Platform::current()->supports(orla::Capability::menuBars)) {
+    state.SkipWithError("no accessibility bus: run under scripts/desktop-harness");
+    return false;
+  }
+  if (app().pid <= 0) {
+    state.SkipWithError("the test application did not start");
+    return false;
+  }
+  return true;
+}
+
+void BM_MenuClickThreeLevels(benchmark::State& state) {
+  if (!ready(state)) return;
+  orla::MenuPlugin plugin;
+  const orla::ActionData data{{"applicationPath", "orla_gtk_test_app"}, {"menuPath", "File > Export > PDF"}};
+  const auto before = calls();
+  for (auto _ : state) {
+    auto result = plugin.execute(data);
+    if (result.kind() != orla::PluginResult::Kind::silentSuccess) state.SkipWithError(result.message().c_str());
+  }
+  state.counters["calls"] = double(calls() - before) / double(state.iterations());
+}
+BENCHMARK(BM_MenuClickThreeLevels)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// Depth first through the front window, children with their titles, as a
+// search pass visits them.
+std::optional<AXElement> findByTitle(AXReader& reader, const AXElement& window, const std::string& title) {
+  std::vector<AXElement> stack{window};
+  while (!stack.empty()) {
+    const AXElement element = stack.back();
+    stack.pop_back();
+    auto children = reader.children(element);
+    for (const AXElement& child : children)
+      if (reader.title(child) == title) return child;
+    for (auto it = children.rbegin(); it != children.rend(); ++it) stack.push_back(*it);
+  }
+  return std::nullopt;
+}
+
+void BM_FindByTitleAmong1000(benchmark::State& state) {
+  if (!ready(state)) return;
+  AXReader reader(orla::Platform::current()->accessibility());
+  const auto window = reader.window(app().pid, "AXFocusedWindow");
+  if (!window) return state.SkipWithError("no window");
+  const auto before = calls();
+  for (auto _ : state)
+    if (!findByTitle(reader, *window, "Button 1000")) state.SkipWithError("not found");
+  state.counters["calls"] = double(calls() - before) / double(state.iterations());
+}
+BENCHMARK(BM_FindByTitleAmong1000)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void BM_OneRoundTrip(benchmark::State& state) {
+  if (!ready(state)) return;
+  AXReader reader(orla::Platform::current()->accessibility());
+  const auto bar = reader.menuBar(app().pid);
+  if (!bar) return state.SkipWithError("no menu bar");
+  const auto before = calls();
+  for (auto _ : state) benchmark::DoNotOptimize(reader.isEnabled(*bar));
+  state.counters["calls"] = double(calls() - before) / double(state.iterations());
+}
+BENCHMARK(BM_OneRoundTrip)->Unit(benchmark::kMicrosecond)->UseRealTime();
+
+// The panel of 1,000 buttons: the flow box inside the last scroll pane.
+std::optional<AXElement> buttonPanel(AXReader& reader) {
+  const auto window = reader.window(app().pid, "AXFocusedWindow");
+  if (!window) return std::nullopt;
+  std::deque<AXElement> pending{*window};
+  while (!pending.empty()) {
+    const AXElement element = pending.front();
+    pending.pop_front();
+    const auto children = reader.children(element);
+    if (children.size() >= 1000) return element;
+    for (const AXElement& child : children) pending.push_back(child);
+  }
+  return std::nullopt;
+}
+
+void BM_List1000WithNames_GDBus(benchmark::State& state) {
+  if (!ready(state)) return;
+  AXReader reader(orla::Platform::current()->accessibility());
+  const auto panel = buttonPanel(reader);
+  if (!panel) return state.SkipWithError("no panel of buttons");
+  const auto before = calls();
+  for (auto _ : state) {
+    std::size_t named = 0;
+    for (const AXElement& child : reader.children(*panel)) named += !reader.title(child).empty();
+    benchmark::DoNotOptimize(named);
+  }
+  state.counters["calls"] = double(calls() - before) / double(state.iterations());
+}
+BENCHMARK(BM_List1000WithNames_GDBus)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// libatspi, one call per child and per name, its own cache off so that
+// every read asks the application (as every read of an action must).
+AtspiAccessible* libatspiPanel(AtspiAccessible* node, int depth = 0) {
+  const int count = atspi_accessible_get_child_count(node, nullptr);
+  if (count >= 1000) return static_cast<AtspiAccessible*>(g_object_ref(node));
+  if (depth > 12) return nullptr;
+  for (int i = 0; i < count; ++i) {
+    AtspiAccessible* child = atspi_accessible_get_child_at_index(node, i, nullptr);
+    if (!child) continue;
+    AtspiAccessible* found = libatspiPanel(child, depth + 1);
+    g_object_unref(child);
+    if (found) return found;
+  }
+  return nullptr;
+}
+
+void BM_List1000WithNames_Libatspi(benchmark::State& state) {
+  if (!ready(state)) return;
+  atspi_init();
+  AtspiAccessible* desktop = atspi_get_desktop(0);
+  AtspiAccessible* application = nullptr;
+  for (int i = 0; i < atspi_accessible_get_child_count(desktop, nullptr) && !application; ++i) {
+    AtspiAccessible* c = atspi_accessible_get_child_at_index(desktop, i, nullptr);
+    if (c && atspi_accessible_get_process_id(c, nullptr) == static_cast<guint>(app().pid)) application = c;
+    else if (c) g_object_unref(c);
+  }
+  g_object_unref(desktop);
+  if (!application) return state.SkipWithError("application not found through libatspi");
+  atspi_accessible_set_cache_mask(application, ATSPI_CACHE_NONE);
+  AtspiAccessible* panel = libatspiPanel(application);
+  if (!panel) return state.SkipWithError("no panel of buttons through libatspi");
+  for (auto _ : state) {
+    std::size_t named = 0;
+    const int count = atspi_accessible_get_child_count(panel, nullptr);
+    for (int i = 0; i < count; ++i) {
+      AtspiAccessible* child = atspi_accessible_get_child_at_index(panel, i, nullptr);
+      if (!child) continue;
+      gchar* name = atspi_accessible_get_name(child, nullptr);
+      named += name && *name;
+      g_free(name);
+      g_object_unref(child);
+    }
+    benchmark::DoNotOptimize(named);
+  }
+  g_object_unref(panel);
+  g_object_unref(application);
+}
+BENCHMARK(BM_List1000WithNames_Libatspi)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+}  // namespace
+
+BENCHMARK_MAIN();
