@@ -5,11 +5,9 @@
 //   - finding a button by title among 1,000 in a window, the way a search
 //     pass goes (depth first, children with their titles);
 //   - one bus round trip (an element's state);
-//   - listing 1,000 children with their names: through this backend (GDBus,
-//     the names asked for together) and through libatspi one by one, which
-//     is how the choice between the two was measured.
+//   - listing 1,000 children with their names, the names asked for
+//     together.
 // Each reports the bus calls it makes per iteration ("calls").
-#include <atspi/atspi.h>
 #include <benchmark/benchmark.h>
 #include <signal.h>
 #include <spawn.h>
@@ -151,55 +149,6 @@ void BM_List1000WithNames_GDBus(benchmark::State& state) {
   state.counters["calls"] = double(calls() - before) / double(state.iterations());
 }
 BENCHMARK(BM_List1000WithNames_GDBus)->Unit(benchmark::kMillisecond)->UseRealTime();
-
-// libatspi, one call per child and per name, its own cache off so that
-// every read asks the application (as every read of an action must).
-AtspiAccessible* libatspiPanel(AtspiAccessible* node, int depth = 0) {
-  const int count = atspi_accessible_get_child_count(node, nullptr);
-  if (count >= 1000) return static_cast<AtspiAccessible*>(g_object_ref(node));
-  if (depth > 12) return nullptr;
-  for (int i = 0; i < count; ++i) {
-    AtspiAccessible* child = atspi_accessible_get_child_at_index(node, i, nullptr);
-    if (!child) continue;
-    AtspiAccessible* found = libatspiPanel(child, depth + 1);
-    g_object_unref(child);
-    if (found) return found;
-  }
-  return nullptr;
-}
-
-void BM_List1000WithNames_Libatspi(benchmark::State& state) {
-  if (!ready(state)) return;
-  atspi_init();
-  AtspiAccessible* desktop = atspi_get_desktop(0);
-  AtspiAccessible* application = nullptr;
-  for (int i = 0; i < atspi_accessible_get_child_count(desktop, nullptr) && !application; ++i) {
-    AtspiAccessible* c = atspi_accessible_get_child_at_index(desktop, i, nullptr);
-    if (c && atspi_accessible_get_process_id(c, nullptr) == static_cast<guint>(app().pid)) application = c;
-    else if (c) g_object_unref(c);
-  }
-  g_object_unref(desktop);
-  if (!application) return state.SkipWithError("application not found through libatspi");
-  atspi_accessible_set_cache_mask(application, ATSPI_CACHE_NONE);
-  AtspiAccessible* panel = libatspiPanel(application);
-  if (!panel) return state.SkipWithError("no panel of buttons through libatspi");
-  for (auto _ : state) {
-    std::size_t named = 0;
-    const int count = atspi_accessible_get_child_count(panel, nullptr);
-    for (int i = 0; i < count; ++i) {
-      AtspiAccessible* child = atspi_accessible_get_child_at_index(panel, i, nullptr);
-      if (!child) continue;
-      gchar* name = atspi_accessible_get_name(child, nullptr);
-      named += name && *name;
-      g_free(name);
-      g_object_unref(child);
-    }
-    benchmark::DoNotOptimize(named);
-  }
-  g_object_unref(panel);
-  g_object_unref(application);
-}
-BENCHMARK(BM_List1000WithNames_Libatspi)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 }  // namespace
 
