@@ -8,6 +8,7 @@
 #include <cmath>
 #include <deque>
 
+#include "platform/linux/atspi_bus.h"
 #include "platform/linux/x11_accessibility.h"
 
 namespace orla::linux_desktop {

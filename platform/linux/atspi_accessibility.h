@@ -15,12 +15,14 @@
 // - Elements are the same when they have the same bus name and path.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 #include "platform/accessibility.h"
-#include "platform/linux/atspi_bus.h"
 
 namespace orla::linux_desktop {
+
+class AtspiBus;
 
 std::unique_ptr<Accessibility> makeAtspiAccessibility(std::unique_ptr<Accessibility> windows,
                                                       std::shared_ptr<AtspiBus> bus);

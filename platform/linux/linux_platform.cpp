@@ -16,6 +16,7 @@
 #include <mutex>
 
 #include "platform/linux/atspi_accessibility.h"
+#include "platform/linux/atspi_bus.h"
 #include "platform/linux/cups_printers.h"
 #include "platform/linux/gio_services.h"
 #include "platform/linux/x11_accessibility.h"
