@@ -128,9 +128,6 @@ class Accessibility {
                                     const AXValue& value) = 0;
   // "AXPress", "AXPick", "AXCancel", "AXRaise", ...
   virtual AXError performAction(const AXElement& element, std::string_view action) = 0;
-  // Why applications' menus cannot be read, on a desktop that offers
-  // windows but not menus: what the user can turn on.
-  virtual std::string menusUnavailableReason() const { return std::string(kAccessibilityUnavailable); }
 };
 
 }  // namespace orla

@@ -64,13 +64,6 @@ class X11Accessibility : public Accessibility {
   // holding the connection is the answer.
   bool isProcessTrusted() const override { return connection_ != nullptr; }
 
-  // Menus and the controls inside windows come over the accessibility bus,
-  // which this session lacks when this service stands alone.
-  std::string menusUnavailableReason() const override {
-    return "Menus can't be read because the accessibility bus is not running in this session. Start it (it comes "
-           "with at-spi2-core), then start the application again and click Test.";
-  }
-
   AXElement applicationElement(ProcessId pid) override { return make(Element::Kind::application, pid); }
 
   AXResult<AXValue> copyAttributeValue(const AXElement& element, std::string_view attribute) override {
