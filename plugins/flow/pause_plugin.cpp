@@ -53,6 +53,8 @@ struct PausePlugin::Condition {
   std::string shownName;    // D
   std::string title;
   Selection match = Selection::nameFull;
+  // Made once: the title is folded for matching once per wait, not per test.
+  std::optional<NameMatcher> matcher;
 
   // W: the phrase that names the awaited window.
   std::string windowPhrase() const {
@@ -141,8 +143,7 @@ std::optional<std::string> PausePlugin::testApplication(const Condition& c) cons
 
 std::optional<std::string> PausePlugin::testWindow(const Condition& c) const {
   AXReader reader(platform_->accessibility());
-  const NameMatcher matcher(c.title, c.match);
-  const auto titleMatches = [&](const std::string& title) { return c.title.empty() || matcher.matches(title); };
+  const auto titleMatches = [&](const std::string& title) { return c.title.empty() || c.matcher->matches(title); };
   if (c.until == inFront) {
     const auto front = platform_->workspace().frontmostApplication();
     if (!front || (!c.application.empty() && !applicationMatches(*front, c))) return std::nullopt;
@@ -202,6 +203,7 @@ PluginResult PausePlugin::execute(const ActionData& data) {
   }
   c.title = readStringOr(data, kTitle);
   c.match = matchTypeOf(data);
+  c.matcher.emplace(c.title, c.match);
 
   const double limit = timeout(data);
   const auto deadline = micros(limit);
