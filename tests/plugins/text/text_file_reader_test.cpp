@@ -11,7 +11,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const fs::path kFixtures = fs::path(__FILE__).parent_path() / "../../fixtures/text";
+const fs::path kFixtures = fs::path(ORLA_TEST_FIXTURES) / "text";
 
 Bytes bytesOf(std::string_view text) { return Bytes(text.begin(), text.end()); }
 
