@@ -15,6 +15,8 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "models/base64.h"
@@ -239,15 +241,27 @@ class PrettyWriter : public nlohmann::json_sax<nlohmann::json> {
     return afterValue();
   }
   bool binary(binary_t&) override { return false; }
-  bool start_object(std::size_t) override { return open('{'); }
+  bool start_object(std::size_t) override {
+    keys_.emplace_back();
+    return open('{');
+  }
   bool key(string_t& value) override {
+    // A key met twice in one object: the parsed value keeps one of them,
+    // which this single pass cannot do; the caller builds the value instead.
+    if (!keys_.back().insert(value).second) {
+      duplicateKey_ = true;
+      return false;
+    }
     if (!beforeValue()) return false;
     appendQuoted(value);
     out_ += " : ";
     afterKey_ = true;
     return true;
   }
-  bool end_object() override { return close('}'); }
+  bool end_object() override {
+    keys_.pop_back();
+    return close('}');
+  }
   bool start_array(std::size_t) override { return open('['); }
   bool end_array() override { return close(']'); }
   bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception&) override {
@@ -256,6 +270,7 @@ class PrettyWriter : public nlohmann::json_sax<nlohmann::json> {
 
   std::string take() { return std::move(out_); }
   bool tooLarge() const { return tooLarge_; }
+  bool duplicateKey() const { return duplicateKey_; }
 
  private:
   bool scalar(std::string_view text) {
@@ -340,9 +355,130 @@ class PrettyWriter : public nlohmann::json_sax<nlohmann::json> {
   std::string out_;
   size_t depth_ = 0;
   std::vector<bool> first_;  // per open container: nothing written in it yet
+  std::vector<std::unordered_set<std::string>> keys_;  // per open object
   bool afterKey_ = false;
   bool tooLarge_ = false;
+  bool duplicateKey_ = false;
 };
+
+// The parsed value, for a text whose objects repeat a key: a repeated key
+// keeps its first place and takes its last value, as a JSON parser keeps
+// it. Numbers keep the text they were written with.
+struct JsonNode {
+  enum class Kind { null, boolean, integer, unsignedInteger, floating, string, object, array } kind = Kind::null;
+  bool boolean = false;
+  std::int64_t integer = 0;
+  std::uint64_t unsignedInteger = 0;
+  std::string text;                                       // a string, or a float as written
+  std::vector<std::pair<std::string, JsonNode>> members;  // keys are empty in arrays
+  std::unordered_map<std::string, std::size_t> index;     // objects: key to member, while building
+};
+
+class JsonTreeBuilder : public nlohmann::json_sax<nlohmann::json> {
+ public:
+  bool null() override { return add(JsonNode{}); }
+  bool boolean(bool value) override {
+    JsonNode node = of(JsonNode::Kind::boolean);
+    node.boolean = value;
+    return add(std::move(node));
+  }
+  bool number_integer(number_integer_t value) override {
+    JsonNode node = of(JsonNode::Kind::integer);
+    node.integer = value;
+    return add(std::move(node));
+  }
+  bool number_unsigned(number_unsigned_t value) override {
+    JsonNode node = of(JsonNode::Kind::unsignedInteger);
+    node.unsignedInteger = value;
+    return add(std::move(node));
+  }
+  bool number_float(number_float_t, const string_t& text) override {
+    JsonNode node = of(JsonNode::Kind::floating);
+    node.text = text;
+    return add(std::move(node));
+  }
+  bool string(string_t& value) override {
+    JsonNode node = of(JsonNode::Kind::string);
+    node.text = std::move(value);
+    return add(std::move(node));
+  }
+  bool binary(binary_t&) override { return false; }
+  bool start_object(std::size_t) override { return open(JsonNode::Kind::object); }
+  bool key(string_t& value) override {
+    keys_.back() = value;
+    return true;
+  }
+  bool end_object() override { return close(); }
+  bool start_array(std::size_t) override { return open(JsonNode::Kind::array); }
+  bool end_array() override { return close(); }
+  bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception&) override { return false; }
+
+  JsonNode take() { return std::move(root_); }
+
+ private:
+  static JsonNode of(JsonNode::Kind kind) {
+    JsonNode node;
+    node.kind = kind;
+    return node;
+  }
+  bool open(JsonNode::Kind kind) {
+    if (open_.size() == PrettyWriter::kMaxDepth) return false;
+    open_.push_back(of(kind));
+    keys_.emplace_back();
+    return true;
+  }
+  bool close() {
+    JsonNode done = std::move(open_.back());
+    open_.pop_back();
+    keys_.pop_back();
+    done.index.clear();
+    return add(std::move(done));
+  }
+  bool add(JsonNode value) {
+    if (open_.empty()) {
+      root_ = std::move(value);
+      return true;
+    }
+    JsonNode& parent = open_.back();
+    if (parent.kind == JsonNode::Kind::array) {
+      parent.members.emplace_back(std::string(), std::move(value));
+      return true;
+    }
+    const std::string& key = keys_.back();
+    auto [at, fresh] = parent.index.try_emplace(key, parent.members.size());
+    if (fresh) parent.members.emplace_back(key, std::move(value));
+    else parent.members[at->second].second = std::move(value);
+    return true;
+  }
+
+  std::vector<JsonNode> open_;
+  std::vector<std::string> keys_;  // per open container: the key of the value to come
+  JsonNode root_;
+};
+
+// Feeds the value to `writer` as the parser would have.
+bool replay(JsonNode& node, PrettyWriter& writer) {
+  using Kind = JsonNode::Kind;
+  switch (node.kind) {
+    case Kind::null: return writer.null();
+    case Kind::boolean: return writer.boolean(node.boolean);
+    case Kind::integer: return writer.number_integer(node.integer);
+    case Kind::unsignedInteger: return writer.number_unsigned(node.unsignedInteger);
+    case Kind::floating: return writer.number_float(0, node.text);
+    case Kind::string: return writer.string(node.text);
+    case Kind::object:
+      if (!writer.start_object(node.members.size())) return false;
+      for (auto& [key, value] : node.members)
+        if (!writer.key(key) || !replay(value, writer)) return false;
+      return writer.end_object();
+    case Kind::array:
+      if (!writer.start_array(node.members.size())) return false;
+      for (auto& member : node.members)
+        if (!replay(member.second, writer)) return false;
+      return writer.end_array();
+  }
+  return false;
+}
 
 // ---- Regular expressions ----
 
@@ -388,6 +524,46 @@ Checked<BoundedMatcher> boundedMatcher(std::string_view pattern, const icu::Unic
   if (U_SUCCESS(status)) made.matcher->setTimeLimit(kRegexTimeLimit, status);
   if (U_FAILURE(status)) return fail(matchFailure(status, pattern));
   return made;
+}
+
+// The replacement template, read once: "$" and a group number insert that
+// group (0 the whole match); a "$" with no digit after it, as in "US$", is an
+// ordinary character; a backslash makes the next character ordinary.
+// Digits after the first join the number only while it stays a group of the
+// pattern, so with two groups "$12" is group 1 and then "2".
+struct TemplatePiece {
+  icu::UnicodeString literal;
+  int32_t group = -1;  // -1: the literal
+};
+
+std::string templateMismatch(std::string_view replacement, std::string_view pattern) {
+  return "The replacement " + quoted(replacement) + " does not fit the regex pattern " + quoted(pattern) +
+         ": use $0 for the whole match, $1 for the first group, and \\$ for a dollar sign.";
+}
+
+Checked<std::vector<TemplatePiece>> parseTemplate(std::string_view replacement, std::string_view pattern,
+                                                  int32_t groupCount) {
+  const icu::UnicodeString text = unicodeString(replacement);
+  std::vector<TemplatePiece> pieces(1);
+  const auto digit = [&](int32_t at) { return at < text.length() && text[at] >= u'0' && text[at] <= u'9' ? text[at] - u'0' : -1; };
+  for (int32_t i = 0; i < text.length();) {
+    const char16_t c = text[i];
+    if (c == u'\\' && i + 1 < text.length()) {
+      pieces.back().literal.append(text[i + 1]);
+      i += 2;
+    } else if (c == u'$' && digit(i + 1) >= 0) {
+      int32_t group = digit(i + 1);
+      if (group > groupCount) return fail(templateMismatch(replacement, pattern));
+      i += 2;
+      while (digit(i) >= 0 && group * 10 + digit(i) <= groupCount) group = group * 10 + digit(i++);
+      pieces.push_back({{}, group});
+      pieces.emplace_back();
+    } else {
+      pieces.back().literal.append(c);
+      ++i;
+    }
+  }
+  return pieces;
 }
 
 }  // namespace
@@ -636,17 +812,31 @@ std::string removeDuplicates(std::string_view text) {
 Checked<std::string> prettifyJSON(std::string_view text) {
   static const std::string kInvalid = "The text is not valid JSON, so it cannot be prettified.";
   PrettyWriter writer(text.size());
-  const bool ok = nlohmann::json::sax_parse(text.begin(), text.end(), &writer, nlohmann::json::input_format_t::json,
-                                            /*strict=*/true, /*ignore_comments=*/false);
+  bool ok = nlohmann::json::sax_parse(text.begin(), text.end(), &writer, nlohmann::json::input_format_t::json,
+                                      /*strict=*/true, /*ignore_comments=*/false);
+  if (writer.duplicateKey()) {
+    JsonTreeBuilder builder;
+    if (!nlohmann::json::sax_parse(text.begin(), text.end(), &builder, nlohmann::json::input_format_t::json,
+                                   /*strict=*/true, /*ignore_comments=*/false))
+      return fail(kInvalid);
+    JsonNode value = builder.take();
+    writer = PrettyWriter(text.size());
+    ok = replay(value, writer);
+  }
   if (writer.tooLarge())
     return fail("The prettified JSON would be larger than 1 GB, which is too large to use. Nothing was changed.");
   if (!ok) return fail(kInvalid);
   return writer.take();
 }
 
-std::optional<std::string> regexError(std::string_view pattern) {
-  if (compile(pattern)) return std::nullopt;
-  return invalidPattern(pattern);
+std::optional<std::string> regexError(std::string_view pattern, std::string_view replacement) {
+  const auto compiled = compile(pattern);
+  if (!compiled) return invalidPattern(pattern);
+  UErrorCode status = U_ZERO_ERROR;
+  const std::unique_ptr<icu::RegexMatcher> matcher(compiled->matcher(status));
+  if (U_FAILURE(status)) return invalidPattern(pattern);
+  if (auto pieces = parseTemplate(replacement, pattern, matcher->groupCount()); !pieces) return pieces.error();
+  return std::nullopt;
 }
 
 Checked<std::string> regexReplace(std::string_view text, std::string_view pattern, std::string_view replacement) {
@@ -654,19 +844,27 @@ Checked<std::string> regexReplace(std::string_view text, std::string_view patter
   auto made = boundedMatcher(pattern, input);
   if (!made) return fail(made.error());
   icu::RegexMatcher* matcher = made.value().matcher.get();
+  auto pieces = parseTemplate(replacement, pattern, matcher->groupCount());
+  if (!pieces) return fail(pieces.error());
   UErrorCode status = U_ZERO_ERROR;
-  // The loop of replaceAll, written out: replaceAll drops the error of the
-  // search that ran out of time and answers as if nothing matched.
-  const icu::UnicodeString replacementText = unicodeString(replacement);
   icu::UnicodeString result;
+  int32_t copiedTo = 0;
   while (matcher->find(status)) {
-    matcher->appendReplacement(result, replacementText, status);
-    if (U_FAILURE(status))
-      return fail("The replacement " + quoted(replacement) + " does not fit the regex pattern " + quoted(pattern) +
-                  ": use $0 for the whole match, $1 for the first group, and \\$ for a dollar sign.");
+    const int32_t start = matcher->start(status), end = matcher->end(status);
+    result.append(input, copiedTo, start - copiedTo);
+    for (const TemplatePiece& piece : *pieces) {
+      if (piece.group < 0) {
+        result.append(piece.literal);
+      } else if (matcher->start(piece.group, status) >= 0) {  // a group that took part in the match
+        const int32_t from = matcher->start(piece.group, status);
+        result.append(input, from, matcher->end(piece.group, status) - from);
+      }
+    }
+    copiedTo = end;
   }
+  // A search that ran out of time is an error, never "nothing matched".
   if (U_FAILURE(status)) return fail(matchFailure(status, pattern));
-  matcher->appendTail(result);
+  result.append(input, copiedTo, input.length() - copiedTo);
   return utf8String(result);
 }
 
