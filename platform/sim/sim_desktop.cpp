@@ -309,6 +309,12 @@ bool SimDesktop::refusesActivation(ProcessId pid) const {
   return app && app->refusesActivation;
 }
 
+bool SimDesktop::answersAppleEvents(ProcessId pid) const {
+  std::lock_guard lock(mutex_);
+  const App* app = findLocked(pid);
+  return !app || app->answersAppleEvents;
+}
+
 bool SimDesktop::setHostActivationPolicy(ActivationPolicy policy) {
   std::lock_guard lock(mutex_);
   static constexpr const char* kNames[] = {"regular", "accessory", "prohibited"};
