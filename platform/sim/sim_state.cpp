@@ -181,6 +181,11 @@ const char* nameOf(T value, const std::pair<T, const char*> (&names)[N]) {
   return "";
 }
 
+// The largest process id a Linux system hands out, leaving the simulated
+// desktop room for the ids of the applications it launches.
+constexpr ProcessId kLargestPid = 4'194'304;
+constexpr std::string_view kPidRange = "a process id from 1 to 4194304";
+
 constexpr std::string_view kPolicyNames = "“regular”, “accessory” or “prohibited”";
 constexpr std::string_view kQuitNames = "“quits”, “asksToSave” or “refuses”";
 
@@ -281,11 +286,11 @@ Checked<void> loadApplications(SimDesktop& desktop, const json& list) {
   desktop.removeAllApplications();
   std::optional<ProcessId> frontmost;
   std::set<ProcessId> pids;
-  std::int64_t nextPid = 200;  // for an application without a "pid"
+  ProcessId nextPid = 200;  // for an application without a "pid"
   for (const json& item : list) {
     if (!item.is_object()) return wrongType("applications", "a list of objects");
     RunningApplication app;
-    app.processIdentifier = static_cast<ProcessId>(std::min<std::int64_t>(nextPid, std::numeric_limits<ProcessId>::max()));
+    app.processIdentifier = nextPid;
     bool isFront = false;
     ORLA_TRY(readField(item, "name", app.localizedName));
     ORLA_TRY(readField(item, "bundleIdentifier", app.bundleIdentifier));
@@ -300,14 +305,12 @@ Checked<void> loadApplications(SimDesktop& desktop, const json& list) {
     ORLA_TRY(readNamed(item, "quit", kQuitBehaviours, kQuitNames, quit));
     bool answersAppleEvents = true;
     ORLA_TRY(readField(item, "answersAppleEvents", answersAppleEvents));
-    if (nextPid > std::numeric_limits<ProcessId>::max() && !item.contains("pid"))
-      return wrongType("pid", "given to every application after one with the largest process id");
     // Two applications with one id would be one application to every lookup.
-    if (app.processIdentifier <= 0) return wrongType("pid", "a process id greater than 0");
+    if (app.processIdentifier < 1 || app.processIdentifier > kLargestPid) return wrongType("pid", kPidRange);
     if (!pids.insert(app.processIdentifier).second)
       return fail("Simulated desktop state: two applications have the “pid” " + std::to_string(app.processIdentifier) +
                   "; each needs its own.");
-    nextPid = std::max<std::int64_t>(nextPid, std::int64_t{app.processIdentifier} + 1);
+    nextPid = std::max(nextPid, app.processIdentifier + 1);
     if (isFront) frontmost = app.processIdentifier;
     const ProcessId pid = app.processIdentifier;
     desktop.addApplication(std::move(app));
@@ -415,7 +418,7 @@ Checked<void> loadState(SimDesktop& desktop, const json& state) {
     ORLA_TRY(readField(*it, "frontmost", frontmost));
     ORLA_TRY(readNamed(*it, "activationPolicy", kPolicies, kPolicyNames, host.activationPolicy));
     ORLA_TRY(readField(*it, "titledWindow", host.hasTitledWindow));
-    if (host.processIdentifier <= 0) return wrongType("pid", "a process id greater than 0");
+    if (host.processIdentifier < 1 || host.processIdentifier > kLargestPid) return wrongType("pid", kPidRange);
     desktop.setHost(host);
     if (frontmost) desktop.setFrontmost(host.processIdentifier);
     ORLA_TRY(readTextField(desktop, host.processIdentifier, *it));
