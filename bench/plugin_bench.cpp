@@ -131,6 +131,16 @@ void BM_ConditionalExecute_HourBetween(benchmark::State& state) {
 }
 BENCHMARK(BM_ConditionalExecute_HourBetween);
 
+void BM_ConditionalExecute_DayOfWeek(benchmark::State& state) {
+  runExecute(state, {{"conditionType", 6}, {"dayOfWeek", 2}});
+}
+BENCHMARK(BM_ConditionalExecute_DayOfWeek);
+
+void BM_ConditionalExecute_ClipboardMatches(benchmark::State& state) {
+  runExecute(state, {{"conditionType", 1}, {"pattern", "order #\\d+"}});
+}
+BENCHMARK(BM_ConditionalExecute_ClipboardMatches);
+
 // ---- registry -------------------------------------------------------------
 
 void BM_RegistryFind_Hit(benchmark::State& state) {

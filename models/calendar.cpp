@@ -8,6 +8,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <string>
 
 namespace orla {
 
@@ -29,14 +30,38 @@ std::unique_ptr<icu::TimeZone> knownTimeZone(std::string_view id) {
 
 bool isKnownTimeZone(std::string_view timeZone) { return knownTimeZone(timeZone) != nullptr; }
 
-Checked<CalendarFields> calendarFields(TimePoint instant, std::string_view timeZone,
-                                       std::string_view locale) {
+namespace {
+
+// Building a zone and a calendar costs more than reading one, and a
+// shortcut asks the same zone and locale again and again: each thread keeps
+// the last calendar it built (a calendar is not shared between threads).
+struct CachedCalendar {
+  std::string timeZone;
+  std::string locale;
+  std::unique_ptr<icu::Calendar> calendar;
+};
+
+Checked<icu::Calendar*> calendarFor(std::string_view timeZone, std::string_view locale) {
+  thread_local CachedCalendar cached;
+  if (cached.calendar && cached.timeZone == timeZone && cached.locale == locale) return cached.calendar.get();
   auto zone = knownTimeZone(timeZone);
   if (!zone) return fail("The time zone “" + std::string(timeZone) + "” is not known.");
   UErrorCode status = U_ZERO_ERROR;
   std::unique_ptr<icu::Calendar> calendar(icu::Calendar::createInstance(
       zone.release(), icu::Locale(std::string(locale).c_str()), status));
   if (U_FAILURE(status)) return fail("The calendar could not be created.");
+  cached = {std::string(timeZone), std::string(locale), std::move(calendar)};
+  return cached.calendar.get();
+}
+
+}  // namespace
+
+Checked<CalendarFields> calendarFields(TimePoint instant, std::string_view timeZone,
+                                       std::string_view locale) {
+  auto made = calendarFor(timeZone, locale);
+  if (!made) return fail(made.error());
+  icu::Calendar* calendar = *made;
+  UErrorCode status = U_ZERO_ERROR;
   calendar->setTime(toMillis(instant), status);
   CalendarFields f;
   f.year = calendar->get(UCAL_YEAR, status);

@@ -240,8 +240,12 @@ Checked<void> SimDesktop::openURL(std::string_view url) {
   std::string scheme(url.substr(0, colon));
   std::transform(scheme.begin(), scheme.end(), scheme.begin(),
                  [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  if (!documents_.urlHandler(scheme))
-    return fail("No application is set to open “" + scheme + ":” addresses.");
+  const auto handler = documents_.urlHandler(scheme);
+  if (!handler) return fail("No application is set to open “" + scheme + ":” addresses.");
+  // The handler is asked to open it; one that cannot read addresses says so.
+  if (auto it = installed_.find(standardized(*handler)); it != installed_.end() && !it->second.opensDocuments)
+    return fail("The application “" + std::string(std::filesystem::path(it->first).stem()) + "” can’t open “" +
+                std::string(url) + "”.");
   return {};
 }
 

@@ -4,6 +4,7 @@
 #include "models/utf8.h"
 
 #include <algorithm>
+#include <limits>
 #include <cstdio>
 #include <cstdlib>
 
@@ -238,7 +239,8 @@ void SimDesktop::addApplication(RunningApplication app) {
     bundle.activationPolicy = app.activationPolicy;
     installed_.emplace(bundle.path, std::move(bundle));
   }
-  nextLaunchPid_ = std::max(nextLaunchPid_, app.processIdentifier + 1);
+  if (app.processIdentifier < std::numeric_limits<ProcessId>::max())
+    nextLaunchPid_ = std::max(nextLaunchPid_, app.processIdentifier + 1);
   App entry;
   entry.info = std::move(app);
   applications_.push_back(std::move(entry));
@@ -318,6 +320,12 @@ bool SimDesktop::refusesActivation(ProcessId pid) const {
   std::lock_guard lock(mutex_);
   const App* app = findLocked(pid);
   return app && app->refusesActivation;
+}
+
+bool SimDesktop::answersAppleEvents(ProcessId pid) const {
+  std::lock_guard lock(mutex_);
+  const App* app = findLocked(pid);
+  return !app || app->answersAppleEvents;
 }
 
 bool SimDesktop::setHostActivationPolicy(ActivationPolicy policy) {

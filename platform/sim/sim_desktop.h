@@ -161,6 +161,7 @@ class SimDesktop {
   bool activate(ProcessId pid, unsigned options);
   void setRefusesActivation(ProcessId pid, bool refuses);
   bool refusesActivation(ProcessId pid) const;
+  bool answersAppleEvents(ProcessId pid) const;
   // The host's activation policy; a change is recorded.
   bool setHostActivationPolicy(ActivationPolicy policy);
 

@@ -321,8 +321,11 @@ Checked<void> loadFinderState(SimFinder& finder, const json& state) {
       if (auto bounds = item.find("bounds"); bounds != item.end()) {
         if (!bounds->is_array() || bounds->size() != 4) return bad();
         for (std::size_t i = 0; i < 4; ++i) {
-          if (!(*bounds)[i].is_number_integer()) return bad();
-          window.bounds[i] = (*bounds)[i].get<int>();
+          const json& n = (*bounds)[i];
+          // Within a screen coordinate's range, so that no number wraps.
+          if (!n.is_number_integer() || n.get<std::int64_t>() < -1'000'000 || n.get<std::int64_t>() > 1'000'000)
+            return bad();
+          window.bounds[i] = n.get<int>();
         }
       }
       windows.push_back(std::move(window));

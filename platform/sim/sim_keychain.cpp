@@ -2,6 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include <set>
+
 #include "models/text.h"
 #include "platform/posix/curl_http.h"
 #include "platform/sim/sim_desktop.h"
@@ -157,6 +159,7 @@ Checked<void> loadKeychainState(SimKeychain& keychain, const json& state) {
   if (auto items = it->find("items"); items != it->end()) {
     if (!items->is_array()) return keychainError("items must be a list");
     std::vector<SimKeychainItem> list;
+    std::set<std::pair<std::string, std::string>> keys;
     for (const json& item : *items) {
       auto text = [&](const char* key) -> const json* {
         auto field = item.is_object() ? item.find(key) : item.end();
@@ -167,6 +170,10 @@ Checked<void> loadKeychainState(SimKeychain& keychain, const json& state) {
       const json* password = text("password");
       if (!service || !account || !password)
         return keychainError("items must each have a “service”, an “account” and a “password” text");
+      // The keychain holds one password per service and account.
+      if (!keys.emplace(service->get<std::string>(), account->get<std::string>()).second)
+        return keychainError("items list the service “" + service->get<std::string>() + "” with the account “" +
+                             account->get<std::string>() + "” twice");
       list.push_back({service->get<std::string>(), account->get<std::string>(), password->get<std::string>()});
     }
     keychain.setItems(list);

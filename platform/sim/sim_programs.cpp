@@ -232,7 +232,9 @@ Checked<void> loadProgramsState(SimPrograms& programs, const json& state) {
         shortcut.output = output->get<std::string>();
       }
       if (auto status = item.find("exitStatus"); status != item.end()) {
-        if (!status->is_number_integer()) return bad();
+        // An exit status is 0 to 255; anything else would be another one on the way.
+        if (!status->is_number_integer() || status->get<std::int64_t>() < 0 || status->get<std::int64_t>() > 255)
+          return bad();
         shortcut.exitStatus = status->get<int>();
       }
       if (auto error = item.find("errorOutput"); error != item.end()) {

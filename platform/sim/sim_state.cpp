@@ -4,6 +4,11 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <set>
+
 #include "models/base64.h"
 #include "models/calendar.h"
 #include "models/json_codable.h"
@@ -30,7 +35,15 @@ Checked<void> readField(const json& object, std::string_view key, T& out) {
   if constexpr (std::is_same_v<T, bool>) {
     if (!it->is_boolean()) return wrongType(key, "true or false");
   } else if constexpr (std::is_integral_v<T>) {
+    // A number outside the type's range would wrap to another one.
+    const bool fits = it->is_number_unsigned()
+                          ? it->template get<std::uint64_t>() <= static_cast<std::uint64_t>(std::numeric_limits<T>::max())
+                          : it->is_number_integer() && it->template get<std::int64_t>() >= std::numeric_limits<T>::min() &&
+                                it->template get<std::int64_t>() <= std::numeric_limits<T>::max();
     if (!it->is_number_integer()) return wrongType(key, "an integer");
+    if (!fits)
+      return wrongType(key, "an integer from " + std::to_string(std::numeric_limits<T>::min()) + " to " +
+                                std::to_string(std::numeric_limits<T>::max()));
   } else {
     if (!it->is_string()) return wrongType(key, "a text");
   }
@@ -115,7 +128,8 @@ Checked<void> readTextField(SimDesktop& desktop, ProcessId pid, const json& owne
       return wrongType("selection", "a start and a length, such as [0, 5]");
     field.selectionStart = (*sel)[0].get<size_t>();
     field.selectionLength = (*sel)[1].get<size_t>();
-    if (field.selectionStart + field.selectionLength > field.value.size())
+    // Compared so that no sum wraps around.
+    if (field.selectionStart > field.value.size() || field.selectionLength > field.value.size() - field.selectionStart)
       return wrongType("selection", "within the text field's value");
   }
   if (auto content = it->find("selectionContent"); content != it->end() && !content->is_null()) {
@@ -167,6 +181,11 @@ const char* nameOf(T value, const std::pair<T, const char*> (&names)[N]) {
   return "";
 }
 
+// The largest process id a Linux system hands out, leaving the simulated
+// desktop room for the ids of the applications it launches.
+constexpr ProcessId kLargestPid = 4'194'304;
+constexpr std::string_view kPidRange = "a process id from 1 to 4194304";
+
 constexpr std::string_view kPolicyNames = "“regular”, “accessory” or “prohibited”";
 constexpr std::string_view kQuitNames = "“quits”, “asksToSave” or “refuses”";
 
@@ -181,23 +200,53 @@ Checked<void> readLaunchDate(const json& item, const std::string& timeZone, Runn
   return wrongType("launchDate", "an ISO local date-time such as 2026-11-21T09:30:00, or null");
 }
 
+// A wait in milliseconds that reads back as it was written: a whole number
+// of microseconds, not negative, at most about 31 years.
+Checked<std::chrono::microseconds> readMilliseconds(const json& value, std::string_view key) {
+  constexpr double kMaxMs = 1e12;
+  const auto bad = [&] { return wrongType(key, "a number of milliseconds from 0 to 10¹², in whole microseconds, or null"); };
+  if (!value.is_number()) return bad();
+  if (value.is_number_integer()) {
+    if (value.is_number_unsigned() ? value.get<std::uint64_t>() > kMaxMs : value.get<std::int64_t>() < 0) return bad();
+    return std::chrono::microseconds(value.get<std::int64_t>() * 1000);
+  }
+  const double ms = value.get<double>();
+  if (!(ms >= 0 && ms <= kMaxMs)) return bad();
+  const double us = ms * 1000;
+  if (us != std::floor(us) || static_cast<double>(static_cast<std::int64_t>(us)) / 1000 != ms) return bad();
+  return std::chrono::microseconds(static_cast<std::int64_t>(us));
+}
+
+json writeMilliseconds(std::chrono::microseconds duration) {
+  if (duration.count() % 1000 == 0) return duration.count() / 1000;
+  return static_cast<double>(duration.count()) / 1000;
+}
+
 Checked<void> loadInstalled(SimDesktop& desktop, const json& list) {
   if (!list.is_array()) return wrongType("installedApplications", "a list");
+  std::set<std::string> paths;
   for (const json& item : list) {
     if (!item.is_object()) return wrongType("installedApplications", "a list of objects");
     SimApplicationBundle bundle;
     ORLA_TRY(readField(item, "path", bundle.path));
     if (bundle.path.empty()) return wrongType("path", "the application's path");
+    if (!paths.insert(standardizedPath(bundle.path)).second)
+      return fail("Simulated desktop state: “installedApplications” lists “" + standardizedPath(bundle.path) +
+                  "” twice; each path is one application.");
+    ORLA_TRY(readField(item, "opensDocuments", bundle.opensDocuments));
     ORLA_TRY(readField(item, "bundleIdentifier", bundle.bundleIdentifier));
     ORLA_TRY(readField(item, "name", bundle.name));
     ORLA_TRY(readField(item, "executablePath", bundle.executablePath));
     ORLA_TRY(readNamed(item, "activationPolicy", kPolicies, kPolicyNames, bundle.activationPolicy));
     ORLA_TRY(readNamed(item, "quit", kQuitBehaviours, kQuitNames, bundle.quit));
     if (auto delay = item.find("launchDelayMs"); delay != item.end()) {
-      if (delay->is_null()) bundle.launchDelay.reset();
-      else if (delay->is_number() && delay->get<double>() >= 0)
-        bundle.launchDelay = std::chrono::microseconds(static_cast<std::int64_t>(delay->get<double>() * 1000));
-      else return wrongType("launchDelayMs", "a number of milliseconds, or null");
+      if (delay->is_null()) {
+        bundle.launchDelay.reset();
+      } else {
+        auto wait = readMilliseconds(*delay, "launchDelayMs");
+        if (!wait) return fail(wait.error());
+        bundle.launchDelay = *wait;
+      }
     }
     desktop.installApplication(std::move(bundle));
   }
@@ -236,7 +285,8 @@ Checked<void> loadApplications(SimDesktop& desktop, const json& list) {
   if (!list.is_array()) return wrongType("applications", "a list");
   desktop.removeAllApplications();
   std::optional<ProcessId> frontmost;
-  ProcessId nextPid = 200;
+  std::set<ProcessId> pids;
+  ProcessId nextPid = 200;  // for an application without a "pid"
   for (const json& item : list) {
     if (!item.is_object()) return wrongType("applications", "a list of objects");
     RunningApplication app;
@@ -255,7 +305,12 @@ Checked<void> loadApplications(SimDesktop& desktop, const json& list) {
     ORLA_TRY(readNamed(item, "quit", kQuitBehaviours, kQuitNames, quit));
     bool answersAppleEvents = true;
     ORLA_TRY(readField(item, "answersAppleEvents", answersAppleEvents));
-    nextPid = std::max(nextPid, app.processIdentifier) + 1;
+    // Two applications with one id would be one application to every lookup.
+    if (app.processIdentifier < 1 || app.processIdentifier > kLargestPid) return wrongType("pid", kPidRange);
+    if (!pids.insert(app.processIdentifier).second)
+      return fail("Simulated desktop state: two applications have the “pid” " + std::to_string(app.processIdentifier) +
+                  "; each needs its own.");
+    nextPid = std::max(nextPid, app.processIdentifier + 1);
     if (isFront) frontmost = app.processIdentifier;
     const ProcessId pid = app.processIdentifier;
     desktop.addApplication(std::move(app));
@@ -363,10 +418,18 @@ Checked<void> loadState(SimDesktop& desktop, const json& state) {
     ORLA_TRY(readField(*it, "frontmost", frontmost));
     ORLA_TRY(readNamed(*it, "activationPolicy", kPolicies, kPolicyNames, host.activationPolicy));
     ORLA_TRY(readField(*it, "titledWindow", host.hasTitledWindow));
+    if (host.processIdentifier < 1 || host.processIdentifier > kLargestPid) return wrongType("pid", kPidRange);
     desktop.setHost(host);
     if (frontmost) desktop.setFrontmost(host.processIdentifier);
     ORLA_TRY(readTextField(desktop, host.processIdentifier, *it));
   }
+
+  // The host is an application too; another with its id would hide it.
+  const ProcessId hostPid = desktop.host().processIdentifier;
+  const auto apps = desktop.applications();
+  if (std::count_if(apps.begin(), apps.end(), [&](const RunningApplication& a) { return a.processIdentifier == hostPid; }) > 1)
+    return fail("Simulated desktop state: an application has the host's “pid” " + std::to_string(hostPid) +
+                "; each needs its own.");
 
   ORLA_TRY(loadKeychainState(desktop.keychain(), state));
   ORLA_TRY(loadProgramsState(desktop.programs(), state));
@@ -435,6 +498,8 @@ json saveState(const SimDesktop& desktop) {
                  {"quit", nameOf(desktop.quitBehaviour(app.processIdentifier), kQuitBehaviours)}};
     if (app.launchDate) item["launchDate"] = formatLocalDateTime(*app.launchDate, desktop.timeZone());
     if (!app.executablePath.empty()) item["executablePath"] = app.executablePath;
+    if (desktop.refusesActivation(app.processIdentifier)) item["refusesActivation"] = true;
+    if (!desktop.answersAppleEvents(app.processIdentifier)) item["answersAppleEvents"] = false;
     if (auto field = desktop.textField(app.processIdentifier)) item["textField"] = writeTextField(field);
     saveApplicationInterface(desktop.ui(), app.processIdentifier, item);
     apps.push_back(std::move(item));
@@ -448,7 +513,8 @@ json saveState(const SimDesktop& desktop) {
                  {"activationPolicy", nameOf(bundle.activationPolicy, kPolicies)},
                  {"quit", nameOf(bundle.quit, kQuitBehaviours)}};
     if (!bundle.executablePath.empty()) item["executablePath"] = bundle.executablePath;
-    if (bundle.launchDelay) item["launchDelayMs"] = static_cast<double>(bundle.launchDelay->count()) / 1000;
+    if (!bundle.opensDocuments) item["opensDocuments"] = false;
+    if (bundle.launchDelay) item["launchDelayMs"] = writeMilliseconds(*bundle.launchDelay);
     else item["launchDelayMs"] = nullptr;
     installed.push_back(std::move(item));
   }

@@ -25,7 +25,7 @@
 //    "installedApplications": [{"path": "/Applications/Safari.app",
 //                      "bundleIdentifier": "com.apple.Safari", "name": "Safari",
 //                      "activationPolicy": "regular", "launchDelayMs": 800,
-//                      "quit": "quits"}],
+//                      "quit": "quits", "opensDocuments": true}],
 //    "menuChoices": ["Safari", null], "alertAnswers": ["Stop", "1"],
 //    "userDefaults": {"orKeepInDockAndAppSwitcher": true}}
 //
@@ -44,9 +44,14 @@
 // An installed application with "launchDelayMs" null never appears after it
 // is opened. "menuChoices" answer the pop-up menus in order (an item's title,
 // or null to dismiss); "alertAnswers" the alerts (a button's title or
-// number). "refusesActivation" and "answersAppleEvents" are behaviours of the
-// simulation, read but not written back; the choices and answers not used
-// are written back.
+// number); the choices and answers not used are written back.
+// "refusesActivation" and "answersAppleEvents" are behaviours of the
+// simulation, written back only when they differ from a real application's.
+// An installed application with "opensDocuments": false answers requests to
+// open documents or addresses with an error. Each application needs a "pid"
+// of its own (the host's included), each installed path and each keychain
+// item (service and account) appears once, and "launchDelayMs" is a whole
+// number of microseconds, so that what is written reads back the same.
 //
 // Every key is optional; an absent one keeps the desktop's default.
 #pragma once

@@ -162,7 +162,7 @@ std::optional<std::string> DocumentPlugin::openDocument(const std::string& path,
   if (application) {
     const std::string app = applicationDisplayName(*platform_, *application);
     const OpenAnswer answer = openWithApplication(*platform_, {fileURLFromPath(standard)}, *application, true);
-    if (answer.kind == OpenAnswer::Kind::failed) return app + " could not open \"" + name + "\".";
+    if (answer.kind == OpenAnswer::Kind::failed) return app + " could not open \"" + name + "\"";
     // The system always answers in the end; the wait stops at the same
     // deadline as opening an address, so a hung application cannot hold the
     // shortcut forever.

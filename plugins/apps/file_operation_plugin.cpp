@@ -59,7 +59,6 @@ std::string notFound(std::string_view word, std::string_view path) {
 std::string failedWith(std::string_view prefix, std::string_view error) {
   std::string text(prefix);
   text += error;
-  if (text.empty() || (text.back() != '.' && text.back() != '!' && text.back() != '?')) text += '.';
   return text;
 }
 
@@ -205,7 +204,7 @@ PluginResult FileOperationPlugin::execute(const ActionData& data) {
     case Operation::symlink: return symlink(src, expandPath(destination(data)));
     case Operation::info: return info(src);
   }
-  return PluginResult::failure("Unknown file operation: " + std::to_string(static_cast<int>(op)) + ".");
+  return PluginResult::failure("Unknown file operation: " + std::to_string(static_cast<int>(op)));
 }
 
 PluginResult FileOperationPlugin::transfer(Operation op, const std::string& source, const std::string& destination) {
@@ -220,7 +219,7 @@ PluginResult FileOperationPlugin::transfer(Operation op, const std::string& sour
     return PluginResult::failure(word + " failed: a folder cannot be put inside itself.");
   const auto done = op == Operation::copy ? copyReplacing(source, target) : moveReplacing(source, target);
   if (!done) return PluginResult::failure(failedWith(word + " failed: ", done.error()));
-  return PluginResult::success((op == Operation::copy ? "Copied " : "Moved ") + source + " to " + target + ".");
+  return PluginResult::success((op == Operation::copy ? "Copied " : "Moved ") + source + " to " + target);
 }
 
 PluginResult FileOperationPlugin::rename(const std::string& source, const std::string& name) {
@@ -229,10 +228,10 @@ PluginResult FileOperationPlugin::rename(const std::string& source, const std::s
     return PluginResult::failure("Rename failed: “" + name + "” cannot be the name of a file.");
   const fs::path item = fs::path(withoutTrailingSlashes(source));
   const std::string renamed = (item.parent_path() / name).string();
-  if (samePlace(item.string(), renamed)) return PluginResult::success("Renamed to " + name + ".");
+  if (samePlace(item.string(), renamed)) return PluginResult::success("Renamed to " + name);
   if (auto moved = moveReplacing(item.string(), renamed); !moved)
     return PluginResult::failure(failedWith("Rename failed: ", moved.error()));
-  return PluginResult::success("Renamed to " + name + ".");
+  return PluginResult::success("Renamed to " + name);
 }
 
 PluginResult FileOperationPlugin::moveToTrash(const std::string& source) {
@@ -250,7 +249,7 @@ PluginResult FileOperationPlugin::createDirectory(const std::string& folder) {
     if (!ec) ec = std::make_error_code(std::errc::file_exists);
     return PluginResult::failure("Create directory failed: " + fileErrorText(ec, folder));
   }
-  return PluginResult::success("Created the folder " + folder + ".");
+  return PluginResult::success("Created the folder " + folder);
 }
 
 PluginResult FileOperationPlugin::compress(const std::string& source, const std::string& destination) {
@@ -259,20 +258,20 @@ PluginResult FileOperationPlugin::compress(const std::string& source, const std:
   if (samePlace(source, archive)) return PluginResult::failure("Compression failed: source and archive are the same.");
   if (auto done = orla::compress(platform_->processes(), source, archive); !done)
     return PluginResult::failure(failedWith("Compression failed: ", done.error()));
-  return PluginResult::success("Compressed to " + archive + ".");
+  return PluginResult::success("Compressed to " + archive);
 }
 
 PluginResult FileOperationPlugin::decompress(const std::string& archive, const std::string& destination) {
   const std::string target =
       destination.empty() ? fs::path(withoutTrailingSlashes(archive)).parent_path().string() : destination;
   auto problem = orla::decompress(platform_->processes(), archive, target);
-  if (!problem) return PluginResult::success("Decompressed into " + target + ".");
+  if (!problem) return PluginResult::success("Decompressed into " + target);
   using Kind = DecompressionProblem::Kind;
   switch (problem->kind) {
     case Kind::unreadable:
       return PluginResult::failure(failedWith("Decompression failed: could not read archive. ", problem->detail));
     case Kind::blocked:
-      return PluginResult::failure("Decompression blocked: unsafe path in archive (" + problem->detail + ").");
+      return PluginResult::failure("Decompression blocked: unsafe path in archive (" + problem->detail + ")");
     case Kind::folder: return PluginResult::failure(failedWith("Decompress failed: ", problem->detail));
     case Kind::extraction: return PluginResult::failure(failedWith("Decompression failed: ", problem->detail));
   }
@@ -284,21 +283,14 @@ PluginResult FileOperationPlugin::symlink(const std::string& original, const std
   if (samePlace(original, link)) return PluginResult::failure("Symlink failed: source and destination are the same.");
   if (auto made = symlinkReplacing(original, link); !made)
     return PluginResult::failure(failedWith("Symlink failed: ", made.error()));
-  return PluginResult::success("Created a symlink at " + link + ".");
+  return PluginResult::success("Created a symlink at " + link);
 }
 
 PluginResult FileOperationPlugin::info(const std::string& path) {
   FileManager& files = platform_->fileManager();
   auto attributes = files.attributes(path);
   if (!attributes) return PluginResult::failure(failedWith("Failed to get file info: ", attributes.error()));
-  std::string kind;
-  switch (attributes->type) {
-    case FileAttributes::Type::regular: kind = "File: "; break;
-    case FileAttributes::Type::directory: kind = "Folder: "; break;
-    case FileAttributes::Type::symbolicLink: kind = "Symbolic link: "; break;
-    case FileAttributes::Type::other: kind = "Item: "; break;
-  }
-  std::string report = kind + path;
+  std::string report = path;
   report += "\nSize: ";
   report += files.formatByteCount(attributes->size);
   report += "\nModified: ";

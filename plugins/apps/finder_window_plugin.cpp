@@ -26,8 +26,10 @@ bool isRefusal(std::string_view error) {
 }
 
 std::optional<std::int64_t> commandInteger(const ActionData& data) {
+  // "Action" is the older key, read only when "actionType" holds no integer;
+  // 0 is the first command, as in every plugin's numbering.
   auto number = readInt(data, {"actionType", "Action"});
-  if (number && *number == 0) return std::nullopt;  // as if absent
+  if (number && *number == 0) return 1;
   return number;
 }
 
@@ -88,11 +90,6 @@ std::string viewName(int viewType) {
     case 2: return "column view";
     default: return "icon view";
   }
-}
-
-std::string sentence(std::string text) {
-  if (!text.empty() && text.back() != '.' && text.back() != '!' && text.back() != '?') text += '.';
-  return text;
 }
 
 std::string withoutTrailingSlash(std::string path) {
@@ -241,12 +238,12 @@ FinderWindowPlugin::Shown FinderWindowPlugin::show(const std::string& folder, co
   // The folder is shown anyway; only the view and window options are lost.
   Checked<void> revealed;
   platform_->mainThread().runSync([&] { revealed = platform_->fileWorkspace().reveal(folder); });
-  if (!revealed) return {false, "Finder could not show \"" + folder + "\"."};
+  if (!revealed) return {false, "Finder could not show \"" + folder + "\""};
   if (isRefusal(error))
     return {true,
             "The view and window options were skipped because Orla Pro is not allowed to control Finder. Allow it in "
             "System Settings → Privacy & Security → Automation → Orla Pro → Finder, then try again."};
-  return {true, sentence("The view and window options were skipped because Finder reported: " + error)};
+  return {true, "The view and window options were skipped because Finder reported: " + error};
 }
 
 namespace {
@@ -283,7 +280,7 @@ PluginResult FinderWindowPlugin::showSelection(const FinderWindowOptions& option
       case ScriptRun::Status::failed: error = scriptErrorText(run.error); break;
     }
     if (isRefusal(error)) return PluginResult::failure(std::string(kNotAllowed));
-    return PluginResult::failure(sentence("Could not read the Finder selection: " + error));
+    return PluginResult::failure("Could not read the Finder selection: " + error);
   };
   const ScriptRun selection = readFinderSelection(*platform_);
   if (auto failed = failedRead(selection)) return *failed;

@@ -155,10 +155,10 @@ std::optional<std::string> URLPlugin::validate(const ActionData& data) const {
     if (!mailURL(to, subject(data), body(data))) return "The address \"" + to + "\" isn't a valid email address.";
   } else {
     const std::string text = url(data);
-    if (text.empty()) return "Enter the URL to open, for example https://www.example.com.";
+    if (text.empty()) return "Enter the URL to open, for example https://www.example.com";
     if (!resolvedURL(text)) {
       if (parsesWithoutScheme(text))
-        return "The address \"" + text + "\" has no scheme. Type the full address, for example https://" + text + ".";
+        return "The address \"" + text + "\" has no scheme. Type the full address, for example https://" + text;
       return "The address \"" + text + "\" isn't correct.";
     }
   }
@@ -166,7 +166,7 @@ std::optional<std::string> URLPlugin::validate(const ActionData& data) const {
   if (!app.empty() && !resolvedApplicationURL(app)) {
     std::string message = "The application \"" + app + "\" can't be found. Choose it again with Browse…, ";
     message += "or leave the Open with field empty to use the ";
-    message += *cmd == Command::mailto ? "default mail app." : "default browser.";
+    message += *cmd == Command::mailto ? "default mail app" : "default browser";
     return message;
   }
   return std::nullopt;
@@ -174,7 +174,7 @@ std::optional<std::string> URLPlugin::validate(const ActionData& data) const {
 
 PluginResult URLPlugin::execute(const ActionData& data) {
   const auto cmd = command(data);
-  if (!cmd) return PluginResult::failure("Unknown URL action: " + std::to_string(commandNumber(data)) + ".");
+  if (!cmd) return PluginResult::failure("Unknown URL action: " + std::to_string(commandNumber(data)));
   if (auto problem = validate(data)) return PluginResult::failure(std::move(*problem));
   if (*cmd == Command::mailto) {
     const std::string to = recipient(data);
@@ -192,7 +192,7 @@ PluginResult URLPlugin::open(const std::string& link, const std::string& applica
                                    ": addresses. Check the URL, or choose the application to open it with.");
     Checked<void> opened = fail("");
     platform_->mainThread().runSync([&] { opened = platform_->workspace().openURL(link); });
-    if (!opened) return PluginResult::failure("Could not open " + link + ".");
+    if (!opened) return PluginResult::failure("Could not open " + link);
     return PluginResult::success(done + " in " + applicationDisplayName(*platform_, *handler) + ".");
   }
   const std::string app = *resolvedApplicationURL(application);
@@ -200,12 +200,12 @@ PluginResult URLPlugin::open(const std::string& link, const std::string& applica
   const OpenAnswer answer = openWithApplication(*platform_, {link}, app, true);
   switch (answer.kind) {
     case OpenAnswer::Kind::opened: return PluginResult::success(done + " in " + name + ".");
-    case OpenAnswer::Kind::failed: return PluginResult::failure(name + " could not open " + link + ".");
+    case OpenAnswer::Kind::failed: return PluginResult::failure(name + " could not open " + link);
     case OpenAnswer::Kind::unanswered:
       return PluginResult::failure("Asked " + name + " to open " + link + ", but it did not answer within " +
-                                   std::to_string(kOpenWithApplicationLimit.count()) + " seconds.");
+                                   std::to_string(kOpenWithApplicationLimit.count()) + " seconds");
   }
-  return PluginResult::failure("Could not open " + link + ".");
+  return PluginResult::failure("Could not open " + link);
 }
 
 }  // namespace orla

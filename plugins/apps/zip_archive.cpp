@@ -172,6 +172,13 @@ Checked<std::vector<ArchiveEntry>> listEntries(Processes& processes, const std::
   return entries;
 }
 
+std::string replacingAll(std::string text, std::string_view from, std::string_view to) {
+  if (from.empty()) return text;
+  for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
+    text.replace(at, from.size(), to);
+  return text;
+}
+
 }  // namespace
 
 std::optional<std::string> firstUnsafeEntry(const std::vector<ArchiveEntry>& entries, const fs::path& root,
@@ -214,7 +221,8 @@ Checked<void> compress(Processes& processes, const std::string& source, const st
     fs::remove(partial, ec);
     std::string message = run->message();
     if (message.empty()) message = "zip ended with status " + std::to_string(run->status) + ".";
-    return fail(message);
+    // zip names the hidden file it was writing; the user asked for the archive.
+    return fail(replacingAll(message, argumentPath(partial), archive));
   }
   fs::rename(partial, archive, ec);
   if (ec) {

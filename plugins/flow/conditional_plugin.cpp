@@ -37,12 +37,20 @@ std::unique_ptr<icu::RegexPattern> compile(std::string_view source) {
 // match: a condition that cannot be evaluated is false.
 constexpr int32_t kRegexStepLimit = 3000;
 
-bool regexFinds(std::string_view source, std::string_view text) {
-  auto compiled = compile(source);
-  if (!compiled) return false;
+// Why the clipboard pattern cannot be used, or none; `compiled` receives the
+// pattern when given, so that running the condition compiles it once.
+std::optional<std::string> regexProblem(const std::string& source, std::unique_ptr<icu::RegexPattern>* compiled) {
+  if (source.empty()) return "Enter a regular expression to match against the clipboard.";
+  auto made = compile(source);
+  if (!made) return "That regular expression is not valid.";
+  if (compiled) *compiled = std::move(made);
+  return std::nullopt;
+}
+
+bool regexFinds(const icu::RegexPattern& compiled, std::string_view text) {
   UErrorCode status = U_ZERO_ERROR;
   const icu::UnicodeString subject = unicodeString(text);
-  std::unique_ptr<icu::RegexMatcher> matcher(compiled->matcher(subject, status));
+  std::unique_ptr<icu::RegexMatcher> matcher(compiled.matcher(subject, status));
   if (U_FAILURE(status)) return false;
   matcher->setTimeLimit(kRegexStepLimit, status);
   const bool found = matcher->find(status);
@@ -83,12 +91,7 @@ std::optional<std::string> ConditionalPlugin::validate(const ActionData& data) c
     case clipboardContains:
       if (pattern(data).empty()) return "Enter the text to look for on the clipboard.";
       return std::nullopt;
-    case clipboardMatches: {
-      const std::string source = pattern(data);
-      if (source.empty()) return "Enter a regular expression to match against the clipboard.";
-      if (!compile(source)) return "That regular expression is not valid.";
-      return std::nullopt;
-    }
+    case clipboardMatches: return regexProblem(pattern(data), nullptr);
     case fileExists:
       // Expanding "~" never turns a non-empty path empty, so the trimmed text
       // decides, and validation stays free of the environment.
@@ -120,6 +123,12 @@ std::optional<std::string> ConditionalPlugin::validate(const ActionData& data) c
 }
 
 PluginResult ConditionalPlugin::execute(const ActionData& data) {
+  if (conditionType(data) == clipboardMatches) {
+    std::unique_ptr<icu::RegexPattern> compiled;
+    if (auto problem = regexProblem(pattern(data), &compiled)) return PluginResult::failure(std::move(*problem));
+    const bool found = regexFinds(*compiled, platform_->pasteboard().text().value_or(""));
+    return PluginResult::conditionResult(found != negate(data));
+  }
   if (auto problem = validate(data)) return PluginResult::failure(std::move(*problem));
   return PluginResult::conditionResult(evaluate(conditionType(data), data) != negate(data));
 }
@@ -129,8 +138,10 @@ bool ConditionalPlugin::evaluate(std::int64_t type, const ActionData& data) cons
   switch (type) {
     case clipboardContains:
       return contains(p.pasteboard().text().value_or(""), pattern(data));
-    case clipboardMatches:
-      return regexFinds(pattern(data), p.pasteboard().text().value_or(""));
+    case clipboardMatches: {
+      std::unique_ptr<icu::RegexPattern> compiled;
+      return !regexProblem(pattern(data), &compiled) && regexFinds(*compiled, p.pasteboard().text().value_or(""));
+    }
     case fileExists:
       return p.files().itemExists(p.environment().expandTilde(path(data)));
     case appRunning:

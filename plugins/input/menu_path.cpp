@@ -102,10 +102,19 @@ std::vector<std::string> splitPathText(std::string_view text) {
   text = trimWhitespaceAndNewlines(text);
   if (text.empty()) return {};
   if (text.find('\n') != std::string_view::npos) {
-    std::string unified(text);
-    // A carriage return before the line feed goes with it.
-    for (char& c : unified)
-      if (c == '\r') c = '\n';
+    // Every newline character separates levels (a carriage return before a
+    // line feed only leaves an empty piece, which is dropped).
+    std::string unified;
+    unified.reserve(text.size());
+    const auto* bytes = reinterpret_cast<const uint8_t*>(text.data());
+    const auto length = static_cast<int32_t>(text.size());
+    for (int32_t i = 0; i < length;) {
+      const int32_t start = i;
+      UChar32 c;
+      U8_NEXT(bytes, i, length, c);
+      if ((c >= 0x0A && c <= 0x0D) || c == 0x85 || c == 0x2028 || c == 0x2029) unified += '\n';
+      else unified.append(text.substr(static_cast<std::size_t>(start), static_cast<std::size_t>(i - start)));
+    }
     return splitAt(unified, "\n");
   }
   if (text.find(" > ") != std::string_view::npos) return splitAt(text, " > ");

@@ -268,33 +268,45 @@ std::string MenuPlugin::notFound(const std::vector<PathStep>& steps, const Walk&
   return message;
 }
 
-Checked<AXElement> MenuPlugin::resolve(const AXElement& menuBar, const std::vector<PathStep>& steps,
-                                       const std::string& appName) const {
+MenuPlugin::Walk MenuPlugin::resolvingWalk(const AXElement& menuBar, const std::vector<PathStep>& steps) const {
   Walk quiet = walk(menuBar, steps, false, false);
-  if (quiet.found) return *quiet.found;
+  if (quiet.found) return quiet;
   // Some menus fill only when they are opened.
   Walk opening = walk(menuBar, steps, true, false);
-  if (opening.found) return *opening.found;
-  cancelOpened(opening);
   // An application busy opening a very large menu may not hand over its
   // items in time: what the quiet walk saw there still says what is there.
-  if (opening.failedChildren.empty() && quiet.failedLevel == opening.failedLevel)
+  if (!opening.found && opening.failedChildren.empty() && quiet.failedLevel == opening.failedLevel)
     opening.failedChildren = std::move(quiet.failedChildren);
-  return fail(notFound(steps, opening, appName));
+  return opening;
+}
+
+Checked<AXElement> MenuPlugin::resolve(const AXElement& menuBar, const std::vector<PathStep>& steps,
+                                       const std::string& appName) const {
+  Walk found = resolvingWalk(menuBar, steps);
+  if (found.found) return *found.found;
+  cancelOpened(found);
+  return fail(notFound(steps, found, appName));
 }
 
 PluginResult MenuPlugin::showSubmenuOf(const AXElement& menuBar, const std::vector<PathStep>& steps,
                                        const ActionData& data, const std::string& appName) {
-  const auto element = resolve(menuBar, steps, appName);
-  if (!element) return PluginResult::failure(element.error());
-  const auto submenu = reader_.submenu(*element);
-  if (!submenu)
+  const Walk found = resolvingWalk(menuBar, steps);
+  if (!found.found) {
+    cancelOpened(found);
+    return PluginResult::failure(notFound(steps, found, appName));
+  }
+  const auto submenu = reader_.submenu(*found.found);
+  // An item where a menu was needed: the menus opened to reach it close
+  // again before the failure is told.
+  if (!submenu) {
+    cancelOpened(found);
     return PluginResult::failure(std::string("Menu “")
                                      .append(pathLabel(steps))
                                      .append("” in ")
                                      .append(appName)
                                      .append(" is an item, not a menu, so it has nothing to show. Choose the click "
                                              "command to press it."));
+  }
   // "displayOnly" opens the application's own menu where it stands instead
   // of showing a copy of it at the pointer.
   if (readSwitchOr(data, {"displayOnly"})) {

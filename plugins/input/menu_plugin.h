@@ -69,6 +69,9 @@ class MenuPlugin : public PluginBase<MenuPlugin, AccessibilityPlugin> {
   // cancelled and the sentence says what was not found where.
   Checked<AXElement> resolve(const AXElement& menuBar, const std::vector<PathStep>& steps,
                              const std::string& appName) const;
+  // The walk behind `resolve`: quiet first, then opening; what it opened is
+  // left open for the caller to cancel.
+  Walk resolvingWalk(const AXElement& menuBar, const std::vector<PathStep>& steps) const;
   std::string notFound(const std::vector<PathStep>& steps, const Walk& walk, const std::string& appName) const;
   void cancelOpened(const Walk& walk) const;
 

@@ -89,13 +89,16 @@ int32_t findIgnoringCase(const icu::UnicodeString& text, const icu::UnicodeStrin
   return -1;
 }
 
-std::string replaceAll(std::string_view text, const ReplaceRule& rule) {
+// `text` with every occurrence of the rule's search text replaced; `found`
+// is set when there was one.
+std::string replaceAll(std::string_view text, const ReplaceRule& rule, bool& found_) {
   if (rule.caseSensitive) {
     std::string out;
     size_t at = 0;
     for (size_t found; (found = text.find(rule.search, at)) != std::string_view::npos; at = found + rule.search.size()) {
       out.append(text, at, found - at);
       out += rule.replace;
+      found_ = true;
     }
     out.append(text, at, std::string_view::npos);
     return out;
@@ -108,6 +111,7 @@ std::string replaceAll(std::string_view text, const ReplaceRule& rule) {
   for (int32_t found; (found = findIgnoringCase(haystack, needle, at)) >= 0; at = found + needle.length()) {
     out.append(haystack, at, found - at);
     out.append(replacement);
+    found_ = true;
   }
   out.append(haystack, at, haystack.length() - at);
   return utf8String(out);
@@ -151,10 +155,12 @@ std::vector<ReplaceRule> ReplaceRule::rules(const ActionData& data) {
   return out;
 }
 
-std::string ReplaceRule::apply(const std::vector<ReplaceRule>& rules, std::string_view text) {
+std::string ReplaceRule::apply(const std::vector<ReplaceRule>& rules, std::string_view text, bool* found) {
   std::string out(text);
+  bool any = false;
   for (const ReplaceRule& rule : rules)
-    if (!rule.search.empty()) out = replaceAll(out, rule);
+    if (!rule.search.empty()) out = replaceAll(out, rule, any);
+  if (found) *found = any;
   return out;
 }
 
@@ -303,17 +309,20 @@ PluginResult ClipboardPlugin::changeSelection(Command command, const ActionData&
   }
   if (copied.text.empty()) return PluginResult::failure("The selection is empty. Select some text first.");
   std::string changed;
+  bool found = false;  // whether a rule's search text occurred
   switch (command) {
     case Command::uppercase: changed = transforms::uppercase(copied.text); break;
     case Command::lowercase: changed = transforms::lowercase(copied.text); break;
     case Command::capitalize: changed = transforms::titleCase(copied.text); break;
-    default: changed = ReplaceRule::apply(ReplaceRule::rules(data), copied.text); break;
+    default: changed = ReplaceRule::apply(ReplaceRule::rules(data), copied.text, &found); break;
   }
   // A selection already as asked is left alone: pasting it back would only
   // add an undo step and move the caret.
   if (changed == copied.text) {
     if (command == Command::replaceInSelection)
-      return PluginResult::success("Replaced nothing: the search text does not occur in the selection.");
+      return PluginResult::success(found ? "Replaced in the selection; the result reads the same, so the selection was left as it was:\n" +
+                                               transforms::displayCut(changed)
+                                         : std::string("Replaced nothing: the search text does not occur in the selection."));
     return PluginResult::success(std::string(caseWord(command)) +
                                  ": the selection was already in that form, nothing changed.");
   }

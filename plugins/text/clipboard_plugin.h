@@ -25,8 +25,9 @@ struct ReplaceRule {
   // The rules from "rules" (or "Rules"); rules without a search text are
   // left out, since there is nothing to find.
   static std::vector<ReplaceRule> rules(const ActionData& data);
-  // `text` with each rule applied in turn to the result of the one before.
-  static std::string apply(const std::vector<ReplaceRule>& rules, std::string_view text);
+  // `text` with each rule applied in turn to the result of the one before;
+  // `found`, when given, tells whether any search text occurred.
+  static std::string apply(const std::vector<ReplaceRule>& rules, std::string_view text, bool* found = nullptr);
 };
 
 class ClipboardPlugin : public PluginBase<ClipboardPlugin> {

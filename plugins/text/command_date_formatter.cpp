@@ -4,6 +4,7 @@
 #include "models/parameter_readers.h"
 
 #include <unicode/dtfmtsym.h>
+#include <unicode/dtptngen.h>
 #include <unicode/fieldpos.h>
 #include <unicode/smpdtfmt.h>
 #include <unicode/timezone.h>
@@ -15,7 +16,7 @@ namespace orla {
 
 namespace {
 
-// ICU formats an unknown pattern letter ("j", "I") as nothing and reports no
+// ICU formats an unknown pattern letter ("I", "j") as nothing and reports no
 // error, so "yyyy jjj" would come out as "2024 " without a word. Such a
 // pattern is a mistake in the user's format; it is refused as a whole so that
 // the user sees that the format is wrong instead of a half-formatted date.
@@ -35,11 +36,45 @@ bool hasOnlyKnownLetters(const icu::UnicodeString& pattern) {
   return true;
 }
 
+// "j" asks for the hour as the locale writes it, as it does in ICU's
+// skeletons: it becomes "h", "H", "K" or "k" by the locale's hour cycle, as
+// many times as it was written, and a 12-hour locale gets its day period
+// ("a") at the end when the pattern has none. The day period's place is
+// where most locales put it; a pattern that needs it elsewhere can say "h"
+// and "a" itself. "I" is no letter of patterns or skeletons and stays
+// refused.
+icu::UnicodeString withPreferredHour(const icu::UnicodeString& pattern, const icu::Locale& locale) {
+  bool quoted = false, hasJ = false, hasPeriod = false;
+  for (int32_t i = 0; i < pattern.length(); ++i) {
+    const char16_t c = pattern.charAt(i);
+    if (c == u'\'') quoted = !quoted;
+    else if (!quoted && c == u'j') hasJ = true;
+    else if (!quoted && (c == u'a' || c == u'b' || c == u'B')) hasPeriod = true;
+  }
+  if (!hasJ) return pattern;
+  UErrorCode status = U_ZERO_ERROR;
+  std::unique_ptr<icu::DateTimePatternGenerator> generator(icu::DateTimePatternGenerator::createInstance(locale, status));
+  UDateFormatHourCycle cycle = U_SUCCESS(status) ? generator->getDefaultHourCycle(status) : UDAT_HOUR_CYCLE_23;
+  if (U_FAILURE(status)) cycle = UDAT_HOUR_CYCLE_23;
+  const char16_t hour = cycle == UDAT_HOUR_CYCLE_12 ? u'h' : cycle == UDAT_HOUR_CYCLE_11 ? u'K'
+                        : cycle == UDAT_HOUR_CYCLE_24 ? u'k' : u'H';
+  icu::UnicodeString out;
+  quoted = false;
+  for (int32_t i = 0; i < pattern.length(); ++i) {
+    const char16_t c = pattern.charAt(i);
+    if (c == u'\'') quoted = !quoted;
+    out.append(!quoted && c == u'j' ? hour : c);
+  }
+  if (!hasPeriod && (hour == u'h' || hour == u'K')) out.append(u" a");
+  return out;
+}
+
 }  // namespace
 
 std::string CommandDateFormatter::string(TimePoint date, std::string_view format,
                                          std::string_view locale, std::string_view timeZone) {
-  const icu::UnicodeString pattern = unicodeString(format);
+  const icu::Locale where(std::string(locale).c_str());
+  const icu::UnicodeString pattern = withPreferredHour(unicodeString(format), where);
   if (pattern.isBogus() || !hasOnlyKnownLetters(pattern)) return {};
   // A typo in a zone name must not quietly print GMT times.
   auto zone = knownTimeZone(timeZone);
@@ -49,7 +84,7 @@ std::string CommandDateFormatter::string(TimePoint date, std::string_view format
   // threads, and this is called rarely enough that building one costs nothing
   // the user could notice.
   UErrorCode status = U_ZERO_ERROR;
-  icu::SimpleDateFormat formatter(pattern, icu::Locale(std::string(locale).c_str()), status);
+  icu::SimpleDateFormat formatter(pattern, where, status);
   if (U_FAILURE(status)) return {};
   formatter.adoptTimeZone(zone.release());
 

@@ -540,6 +540,13 @@ std::optional<std::string> plainTextFromRtf(std::string_view rtf) {
 std::optional<std::string> decodeText(const Bytes& bytes) {
   if (bytes.empty()) return std::nullopt;
   const std::string_view data = asView(bytes);
+  // A UTF-16 file names its byte order in its first two bytes; the mark
+  // itself is not part of the text.
+  if (data.size() >= 2 && (data.starts_with("\xFF\xFE") || data.starts_with("\xFE\xFF"))) {
+    const char* charset = data[0] == '\xFF' ? "UTF-16LE" : "UTF-16BE";
+    if (data.size() % 2 == 0)
+      if (auto text = decodeStrictly(charset, data.substr(2))) return nonEmpty(std::move(text));
+  }
   if (auto utf8 = decodeStrictly("UTF-8", data)) {
     if (utf8->starts_with("\uFEFF")) utf8->erase(0, 3);
     // Valid UTF-8 that is only a byte-order mark holds no text; reading it

@@ -173,7 +173,9 @@ std::optional<std::string> TextTransformPlugin::validate(const ActionData& data)
       return *t == Transform::regexExtract
                  ? "Enter a regular expression in the Regex pattern field. The first match is extracted."
                  : "Enter a regular expression in the Regex pattern field (the Replacement may stay empty).";
-    if (auto error = transforms::regexError(pattern)) return error;
+    if (auto error = transforms::regexError(pattern, *t == Transform::regexReplace ? stringValue(data, "replacement")
+                                                                                  : std::string()))
+      return error;
   }
   const Source from = source(data);
   if (from.kind == Source::Kind::input && trimWhitespaceAndNewlines(from.text).empty())

@@ -7,12 +7,8 @@
 #include <unicode/uchar.h>
 #include <unicode/utf8.h>
 
-#include <nlohmann/json.hpp>
-
 #include <algorithm>
 #include <array>
-#include <charconv>
-#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <vector>
@@ -213,137 +209,6 @@ int hexValue(unsigned char c) {
   return -1;
 }
 
-// ---- JSON ----
-
-// Writes JSON pretty-printed as the parser reads it, so keys stay in their
-// order and no tree is built. Two spaces per level, "key" : value.
-class PrettyWriter : public nlohmann::json_sax<nlohmann::json> {
- public:
-  // Deeper documents are refused, as the system's own parser refuses them.
-  static constexpr size_t kMaxDepth = 512;
-  // A few levels of nesting can multiply a text's size by its depth; past
-  // this the result would be no use on a clipboard.
-  static constexpr size_t kMaxOutput = size_t{1} << 30;
-
-  explicit PrettyWriter(size_t inputSize) { out_.reserve(inputSize + inputSize / 2 + 16); }
-
-  bool null() override { return scalar("null"); }
-  bool boolean(bool value) override { return scalar(value ? "true" : "false"); }
-  bool number_integer(number_integer_t value) override { return integer(value); }
-  bool number_unsigned(number_unsigned_t value) override { return integer(value); }
-  // The number as it was written: no digits gained or lost.
-  bool number_float(number_float_t, const string_t& text) override { return scalar(text); }
-  bool string(string_t& value) override {
-    if (!beforeValue()) return false;
-    appendQuoted(value);
-    return afterValue();
-  }
-  bool binary(binary_t&) override { return false; }
-  bool start_object(std::size_t) override { return open('{'); }
-  bool key(string_t& value) override {
-    if (!beforeValue()) return false;
-    appendQuoted(value);
-    out_ += " : ";
-    afterKey_ = true;
-    return true;
-  }
-  bool end_object() override { return close('}'); }
-  bool start_array(std::size_t) override { return open('['); }
-  bool end_array() override { return close(']'); }
-  bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception&) override {
-    return false;
-  }
-
-  std::string take() { return std::move(out_); }
-  bool tooLarge() const { return tooLarge_; }
-
- private:
-  bool scalar(std::string_view text) {
-    if (!beforeValue()) return false;
-    out_ += text;
-    return afterValue();
-  }
-  template <class T>
-  bool integer(T value) {
-    char digits[24];
-    auto [end, ec] = std::to_chars(digits, digits + sizeof digits, value);
-    return scalar(std::string_view(digits, static_cast<size_t>(end - digits)));
-  }
-  // Starts a value or key on its line: after "key : " it follows directly,
-  // otherwise a comma if needed, a new line and the indentation.
-  bool beforeValue() {
-    if (afterKey_) {
-      afterKey_ = false;
-      return true;
-    }
-    if (depth_ > 0) {
-      if (!first_.back()) out_ += ',';
-      first_.back() = false;
-      newline();
-    }
-    return true;
-  }
-  bool afterValue() {
-    if (out_.size() > kMaxOutput) {
-      tooLarge_ = true;
-      return false;
-    }
-    return true;
-  }
-  bool open(char bracket) {
-    if (!beforeValue()) return false;
-    if (depth_ == kMaxDepth) return false;
-    out_ += bracket;
-    ++depth_;
-    first_.push_back(true);
-    return afterValue();
-  }
-  bool close(char bracket) {
-    const bool empty = first_.back();
-    first_.pop_back();
-    --depth_;
-    if (!empty) newline();
-    out_ += bracket;
-    return afterValue();
-  }
-  void newline() {
-    out_ += '\n';
-    out_.append(depth_ * 2, ' ');
-  }
-  void appendQuoted(const std::string& value) {
-    out_ += '"';
-    size_t run = 0;
-    for (size_t i = 0; i < value.size(); ++i) {
-      const auto c = static_cast<unsigned char>(value[i]);
-      if (c >= 0x20 && c != '"' && c != '\\') continue;
-      out_.append(value, run, i - run);
-      run = i + 1;
-      switch (c) {
-        case '"': out_ += "\\\""; break;
-        case '\\': out_ += "\\\\"; break;
-        case '\n': out_ += "\\n"; break;
-        case '\r': out_ += "\\r"; break;
-        case '\t': out_ += "\\t"; break;
-        case '\b': out_ += "\\b"; break;
-        case '\f': out_ += "\\f"; break;
-        default: {
-          char escape[8];
-          std::snprintf(escape, sizeof escape, "\\u%04x", c);
-          out_ += escape;
-        }
-      }
-    }
-    out_.append(value, run, std::string::npos);
-    out_ += '"';
-  }
-
-  std::string out_;
-  size_t depth_ = 0;
-  std::vector<bool> first_;  // per open container: nothing written in it yet
-  bool afterKey_ = false;
-  bool tooLarge_ = false;
-};
-
 // ---- Regular expressions ----
 
 // ICU counts its matching work in steps of very roughly a millisecond; a
@@ -388,6 +253,46 @@ Checked<BoundedMatcher> boundedMatcher(std::string_view pattern, const icu::Unic
   if (U_SUCCESS(status)) made.matcher->setTimeLimit(kRegexTimeLimit, status);
   if (U_FAILURE(status)) return fail(matchFailure(status, pattern));
   return made;
+}
+
+// The replacement template, read once: "$" and a group number insert that
+// group (0 the whole match); a "$" with no digit after it, as in "US$", is an
+// ordinary character; a backslash makes the next character ordinary.
+// Digits after the first join the number only while it stays a group of the
+// pattern, so with two groups "$12" is group 1 and then "2".
+struct TemplatePiece {
+  icu::UnicodeString literal;
+  int32_t group = -1;  // -1: the literal
+};
+
+std::string templateMismatch(std::string_view replacement, std::string_view pattern) {
+  return "The replacement " + quoted(replacement) + " does not fit the regex pattern " + quoted(pattern) +
+         ": use $0 for the whole match, $1 for the first group, and \\$ for a dollar sign.";
+}
+
+Checked<std::vector<TemplatePiece>> parseTemplate(std::string_view replacement, std::string_view pattern,
+                                                  int32_t groupCount) {
+  const icu::UnicodeString text = unicodeString(replacement);
+  std::vector<TemplatePiece> pieces(1);
+  const auto digit = [&](int32_t at) { return at < text.length() && text[at] >= u'0' && text[at] <= u'9' ? text[at] - u'0' : -1; };
+  for (int32_t i = 0; i < text.length();) {
+    const char16_t c = text[i];
+    if (c == u'\\' && i + 1 < text.length()) {
+      pieces.back().literal.append(text[i + 1]);
+      i += 2;
+    } else if (c == u'$' && digit(i + 1) >= 0) {
+      int32_t group = digit(i + 1);
+      if (group > groupCount) return fail(templateMismatch(replacement, pattern));
+      i += 2;
+      while (digit(i) >= 0 && group * 10 + digit(i) <= groupCount) group = group * 10 + digit(i++);
+      pieces.push_back({{}, group});
+      pieces.emplace_back();
+    } else {
+      pieces.back().literal.append(c);
+      ++i;
+    }
+  }
+  return pieces;
 }
 
 }  // namespace
@@ -633,20 +538,14 @@ std::string removeDuplicates(std::string_view text) {
   return joinLines(kept);
 }
 
-Checked<std::string> prettifyJSON(std::string_view text) {
-  static const std::string kInvalid = "The text is not valid JSON, so it cannot be prettified.";
-  PrettyWriter writer(text.size());
-  const bool ok = nlohmann::json::sax_parse(text.begin(), text.end(), &writer, nlohmann::json::input_format_t::json,
-                                            /*strict=*/true, /*ignore_comments=*/false);
-  if (writer.tooLarge())
-    return fail("The prettified JSON would be larger than 1 GB, which is too large to use. Nothing was changed.");
-  if (!ok) return fail(kInvalid);
-  return writer.take();
-}
-
-std::optional<std::string> regexError(std::string_view pattern) {
-  if (compile(pattern)) return std::nullopt;
-  return invalidPattern(pattern);
+std::optional<std::string> regexError(std::string_view pattern, std::string_view replacement) {
+  const auto compiled = compile(pattern);
+  if (!compiled) return invalidPattern(pattern);
+  UErrorCode status = U_ZERO_ERROR;
+  const std::unique_ptr<icu::RegexMatcher> matcher(compiled->matcher(status));
+  if (U_FAILURE(status)) return invalidPattern(pattern);
+  if (auto pieces = parseTemplate(replacement, pattern, matcher->groupCount()); !pieces) return pieces.error();
+  return std::nullopt;
 }
 
 Checked<std::string> regexReplace(std::string_view text, std::string_view pattern, std::string_view replacement) {
@@ -654,19 +553,27 @@ Checked<std::string> regexReplace(std::string_view text, std::string_view patter
   auto made = boundedMatcher(pattern, input);
   if (!made) return fail(made.error());
   icu::RegexMatcher* matcher = made.value().matcher.get();
+  auto pieces = parseTemplate(replacement, pattern, matcher->groupCount());
+  if (!pieces) return fail(pieces.error());
   UErrorCode status = U_ZERO_ERROR;
-  // The loop of replaceAll, written out: replaceAll drops the error of the
-  // search that ran out of time and answers as if nothing matched.
-  const icu::UnicodeString replacementText = unicodeString(replacement);
   icu::UnicodeString result;
+  int32_t copiedTo = 0;
   while (matcher->find(status)) {
-    matcher->appendReplacement(result, replacementText, status);
-    if (U_FAILURE(status))
-      return fail("The replacement " + quoted(replacement) + " does not fit the regex pattern " + quoted(pattern) +
-                  ": use $0 for the whole match, $1 for the first group, and \\$ for a dollar sign.");
+    const int32_t start = matcher->start(status), end = matcher->end(status);
+    result.append(input, copiedTo, start - copiedTo);
+    for (const TemplatePiece& piece : *pieces) {
+      if (piece.group < 0) {
+        result.append(piece.literal);
+      } else if (matcher->start(piece.group, status) >= 0) {  // a group that took part in the match
+        const int32_t from = matcher->start(piece.group, status);
+        result.append(input, from, matcher->end(piece.group, status) - from);
+      }
+    }
+    copiedTo = end;
   }
+  // A search that ran out of time is an error, never "nothing matched".
   if (U_FAILURE(status)) return fail(matchFailure(status, pattern));
-  matcher->appendTail(result);
+  result.append(input, copiedTo, input.length() - copiedTo);
   return utf8String(result);
 }
 

@@ -52,7 +52,7 @@ Checked<std::string> prettifyJSON(std::string_view text);
 
 // Why `pattern` does not compile, in the words the user sees after the
 // pattern; none when it compiles.
-std::optional<std::string> regexError(std::string_view pattern);
+std::optional<std::string> regexError(std::string_view pattern, std::string_view replacement = {});
 // Every match replaced by the template `replacement` ($0 the match, $1 the
 // first group, \$ a dollar sign).
 Checked<std::string> regexReplace(std::string_view text, std::string_view pattern, std::string_view replacement);

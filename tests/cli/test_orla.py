@@ -1345,7 +1345,7 @@ class DocumentsAndFilesTest(OrlaTestCase):
         backup.mkdir()
         run = self.run_one("FileOperationAction", {"source": str(src), "destination": str(backup)})
         self.assertEqual(self.results(run), [result("FileOperationAction", "success",
-                                                    message=f"Copied {src} to {backup / 'report.txt'}.")])
+                                                    message=f"Copied {src} to {backup / 'report.txt'}")])
         self.assertEqual((backup / "report.txt").read_text(), "quarterly")
 
         run = self.run_one("FileOperationAction", {"subAction": "ZIP", "source": str(self.tmp / "work")})
@@ -1367,7 +1367,7 @@ class DocumentsAndFilesTest(OrlaTestCase):
                                                    "destination": str(target)})
         self.assertEqual(self.results(run), [result("FileOperationAction", "failure",
                                                     message="Decompression blocked: unsafe path in archive "
-                                                            "(../escaped.txt).")])
+                                                            "(../escaped.txt)")])
         self.assertFalse(target.exists())
         self.assertFalse((self.tmp / "escaped.txt").exists())
 
@@ -1389,7 +1389,7 @@ class DocumentsAndFilesTest(OrlaTestCase):
              ["https://example.com/a%20b"]),
             ({"url": "example.com:8080"}, "failure",
              'The address "example.com:8080" has no scheme. Type the full address, for example '
-             "https://example.com:8080.", []),
+             "https://example.com:8080", []),
             ({"subAction": "mail", "to": "a&b@example.com", "subject": "1 + 1 = 2?"}, "success",
              "Created an email to a&b@example.com in Mail.",
              ["mailto:a%26b@example.com?subject=1%20%2B%201%20%3D%202%3F"]),

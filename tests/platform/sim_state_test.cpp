@@ -153,7 +153,8 @@ TEST(SimState, NamesTheKeyThatIsWrong) {
       {R"({"installedApplications": [{"name": "Safari"}]})",
        "Simulated desktop state: “path” must be the application's path."},
       {R"({"installedApplications": [{"path": "/A.app", "launchDelayMs": -1}]})",
-       "Simulated desktop state: “launchDelayMs” must be a number of milliseconds, or null."},
+       "Simulated desktop state: “launchDelayMs” must be a number of milliseconds from 0 to 10¹², in whole microseconds, "
+       "or null."},
       {R"({"menuChoices": [1]})", "Simulated desktop state: “menuChoices” must be a list of item titles or nulls."},
       {R"({"alertAnswers": "OK"})", "Simulated desktop state: “alertAnswers” must be a list of button titles or numbers."},
       {R"({"userDefaults": []})", "Simulated desktop state: “userDefaults” must be an object."},

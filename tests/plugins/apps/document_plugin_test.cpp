@@ -127,7 +127,7 @@ TEST_F(DocumentPluginTest, OpeningWithTheDefaultApplicationOrAChosenOne) {
   refusing.opensDocuments = false;
   desktop->installApplication(refusing);
   EXPECT_EQ(plugin.execute({{"actionType", 2}, {"documentPath", odd}, {"AppPath", "Picky"}}),
-            PluginResult::failure("Picky could not open \"data.xyz\"."));
+            PluginResult::failure("Picky could not open \"data.xyz\""));
   auto silent = bundle("/Applications/Hang.app", "org.hang", "Hang");
   silent.launchDelay.reset();
   desktop->installApplication(silent);

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 
+#include "platform/finder_scripts.h"
 #include "tests/sim_fixture.h"
 #include "tests/support/temp_folder.h"
 
@@ -41,7 +42,10 @@ TEST_F(FinderWindowTest, TheCommandComesFromItsNumberItsNameOrTheFolder) {
       {{{"path", "/tmp"}}, Command::showFolder},
       {{{"actionType", 2}, {"path", "/tmp"}}, Command::showSelection},
       {{{"Action", 1}}, Command::showFolder},
-      {{{"actionType", 0}, {"subAction", "currentNavigation"}}, Command::showSelection},
+      {{{"actionType", 0}, {"subAction", "currentNavigation"}}, Command::showFolder},
+      {{{"actionType", 0}, {"Action", 2}}, Command::showFolder},
+      {{{"actionType", "two"}, {"Action", 2}}, Command::showSelection},
+      {{{"Action", 0}, {"subAction", "selection"}}, Command::showFolder},
       {{{"subAction", "show"}}, Command::showFolder},
       {{{"subAction", "selection"}, {"folderPath", "/tmp"}}, Command::showSelection},
       {{{"actionType", 3}}, std::nullopt},
@@ -144,10 +148,10 @@ TEST_F(FinderWindowTest, ARefusedScriptStillShowsTheFolderAndSaysWhatWasSkipped)
 
   desktop->finder().setAutomationAllowed(true);
   const std::string source = FinderWindowPlugin::script(tmp / "Photos", {});
-  desktop->setScriptAnswer(source, {true, std::nullopt, ScriptError{"Finder got an error: AppleEvent timed out.", std::nullopt, -1712}});
+  desktop->setScriptAnswer(source, {true, std::nullopt, ScriptError{"Finder got an error: AppleEvent timed out", std::nullopt, -1712}});
   EXPECT_EQ(plugin.execute({{"path", tmp / "Photos"}}),
             PluginResult::success("The view and window options were skipped because Finder reported: Finder got an "
-                                  "error: AppleEvent timed out."));
+                                  "error: AppleEvent timed out"));
   desktop->setScriptAnswer(source, {false, std::nullopt, std::nullopt});
   EXPECT_EQ(plugin.execute({{"path", tmp / "Photos"}}), PluginResult::failure("Could not build the Finder script."));
 }
@@ -182,6 +186,20 @@ TEST_F(FinderWindowTest, WithoutSelectedFoldersTheFrontWindowsFolderOrASentence)
   EXPECT_EQ(plugin.execute({{"actionType", 2}}),
             PluginResult::failure("Orla Pro is not allowed to control Finder. Allow it in System Settings → Privacy & "
                                   "Security → Automation → Orla Pro → Finder, then try again."));
+}
+
+TEST_F(FinderWindowTest, FailuresEndWithTheErrorTextOrTheFolderAsTheyAre) {
+  // The front window shows a folder that has gone: neither the script nor
+  // the reveal can show it.
+  desktop->finder().setSelection({});
+  desktop->finder().setWindows({{tmp / "Gone", "icon", {0, 0, 10, 10}}});
+  EXPECT_EQ(plugin.execute({{"actionType", 2}}),
+            PluginResult::failure("Finder could not show \"" + (tmp / "Gone") + "\""));
+
+  desktop->setScriptAnswer(std::string(kFinderSelectionScript),
+                           {true, std::nullopt, ScriptError{"Finder got an error: AppleEvent timed out", std::nullopt, -1712}});
+  EXPECT_EQ(plugin.execute({{"actionType", 2}}),
+            PluginResult::failure("Could not read the Finder selection: Finder got an error: AppleEvent timed out"));
 }
 
 }  // namespace

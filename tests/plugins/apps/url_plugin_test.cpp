@@ -42,7 +42,7 @@ TEST_F(URLPluginTest, TheCommandComesFromItsNameThenItsNumber) {
   };
   for (const auto& c : cases) EXPECT_EQ(URLPlugin::command(c.data), c.expected);
   EXPECT_EQ(plugin.validate({{"actionType", 3}}), "Unknown URL command 3. Choose Open URL or Create Mail from the menu.");
-  EXPECT_EQ(plugin.execute({{"actionType", 3}}), PluginResult::failure("Unknown URL action: 3."));
+  EXPECT_EQ(plugin.execute({{"actionType", 3}}), PluginResult::failure("Unknown URL action: 3"));
 }
 
 TEST_F(URLPluginTest, ATypedAddressGetsAURLOnlyWhenItHasAScheme) {
@@ -70,22 +70,22 @@ TEST_F(URLPluginTest, ValidationExplainsWhatIsWrongWithTheAddress) {
     ActionData data;
     std::optional<std::string> expected;
   } cases[] = {
-      {{}, "Enter the URL to open, for example https://www.example.com."},
+      {{}, "Enter the URL to open, for example https://www.example.com"},
       {{{"url", "www.example.com"}},
-       "The address \"www.example.com\" has no scheme. Type the full address, for example https://www.example.com."},
+       "The address \"www.example.com\" has no scheme. Type the full address, for example https://www.example.com"},
       {{{"URL", "example.com:8080"}},
-       "The address \"example.com:8080\" has no scheme. Type the full address, for example https://example.com:8080."},
+       "The address \"example.com:8080\" has no scheme. Type the full address, for example https://example.com:8080"},
       {{{"url", "www.example.com/my page"}},
        "The address \"www.example.com/my page\" has no scheme. Type the full address, for example "
-       "https://www.example.com/my page."},
+       "https://www.example.com/my page"},
       {{{"url", "ht tp://example.com"}}, "The address \"ht tp://example.com\" isn't correct."},
       {{{"url", "https://example.com"}, {"application", "Netscape"}},
        "The application \"Netscape\" can't be found. Choose it again with Browse…, or leave the Open with field empty "
-       "to use the default browser."},
+       "to use the default browser"},
       {{{"subAction", "mail"}}, "Enter the recipient's email address in the To field."},
       {{{"subAction", "mail"}, {"to", "ada@example.com"}, {"AppPath", "Pigeon"}},
        "The application \"Pigeon\" can't be found. Choose it again with Browse…, or leave the Open with field empty "
-       "to use the default mail app."},
+       "to use the default mail app"},
       {{{"url", "https://example.com"}, {"application", "Firefox"}}, std::nullopt},
       {{{"subAction", "mail"}, {"url", "mailto:ada@example.com"}}, std::nullopt},
   };
@@ -118,6 +118,12 @@ TEST_F(URLPluginTest, WithoutAnApplicationTheSchemesHandlerOpensIt) {
   EXPECT_EQ(plugin.execute({{"url", "gopher://example.com"}}),
             PluginResult::failure("No application on this Mac can open gopher: addresses. Check the URL, or choose the "
                                   "application to open it with."));
+  // The handler itself refuses.
+  sim::SimApplicationBundle safari{"/Applications/Safari.app", "com.apple.Safari", "Safari", "",
+                                   ActivationPolicy::regular, std::chrono::microseconds(0), sim::QuitBehaviour::quits};
+  safari.opensDocuments = false;
+  desktop->installApplication(safari);
+  EXPECT_EQ(plugin.execute({{"url", "https://example.com"}}), PluginResult::failure("Could not open https://example.com"));
 }
 
 TEST_F(URLPluginTest, AChosenApplicationIsFoundByPathNameOrIdentifierAndAnswersWithinEightSeconds) {
@@ -134,14 +140,14 @@ TEST_F(URLPluginTest, AChosenApplicationIsFoundByPathNameOrIdentifierAndAnswersW
   refusing.opensDocuments = false;
   desktop->installApplication(refusing);
   EXPECT_EQ(plugin.execute({{"url", "https://example.com"}, {"application", "Lynx"}}),
-            PluginResult::failure("Lynx could not open https://example.com."));
+            PluginResult::failure("Lynx could not open https://example.com"));
 
   sim::SimApplicationBundle silent{"/Applications/Hang.app", "org.hang", "Hang", "", ActivationPolicy::regular,
                                    std::nullopt, sim::QuitBehaviour::quits};
   desktop->installApplication(silent);
   const auto before = desktop->monotonicNow();
   EXPECT_EQ(plugin.execute({{"url", "https://example.com"}, {"application", "Hang"}}),
-            PluginResult::failure("Asked Hang to open https://example.com, but it did not answer within 8 seconds."));
+            PluginResult::failure("Asked Hang to open https://example.com, but it did not answer within 8 seconds"));
   EXPECT_GE(desktop->monotonicNow() - before, std::chrono::seconds(8));
   EXPECT_LT(desktop->monotonicNow() - before, std::chrono::milliseconds(8100));
 }

@@ -21,6 +21,9 @@ TEST(MenuPath, SplitsLevelsInTheOrderOfTheRules) {
       {" > >", {}},
       {"", {}},
       {"A >> B", {"A", "B"}},
+      // With a line feed, every newline character separates levels.
+      {"File\nOpen\u2028Recent\u2029Doc\u0085A\vB\fC\rD", {"File", "Open", "Recent", "Doc", "A", "B", "C", "D"}},
+      {"Café\u2028Menü\nÉ", {"Café", "Menü", "É"}},
   };
   for (const auto& [text, levels] : cases) EXPECT_EQ(splitPathText(text), levels) << text;
 }
@@ -365,6 +368,13 @@ TEST_F(MenuTest, SubmenuPopUpsAndTheRealMenuShownInPlace) {
   EXPECT_EQ(run({{"subAction", "submenu"}, {"menuPath", "File > New"}}),
             PluginResult::failure("Menu “File > New” in TextEdit is an item, not a menu, so it has nothing to show. "
                                   "Choose the click command to press it."));
+  // Found only by opening the menus: they close again before the failure.
+  desktop->clearTrace();
+  EXPECT_EQ(run({{"subAction", "submenu"}, {"menuPath", "File > Open Recent > notes.txt"}}),
+            PluginResult::failure("Menu “File > Open Recent > notes.txt” in TextEdit is an item, not a menu, so it has "
+                                  "nothing to show. Choose the click command to press it."));
+  EXPECT_EQ(actions(), (std::vector<std::string>{"AXPress “File” pid=201", "AXPress “File > Open Recent” pid=201",
+                                                 "AXCancel “File > Open Recent” pid=201", "AXCancel “File” pid=201"}));
   EXPECT_EQ(run({{"subAction", "submenu"}, {"menuPath", "File > Recent Servers"}}),
             PluginResult::failure("That menu in TextEdit has no items to show."));
 

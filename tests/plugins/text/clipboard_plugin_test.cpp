@@ -148,6 +148,18 @@ TEST_F(ClipboardTest, ReplaceInSelection) {
   select(u"no match", 0, 8);
   EXPECT_EQ(plugin.execute({{"actionType", 9}, {"rules", rules}}),
             PluginResult::success("Replaced nothing: the search text does not occur in the selection."));
+  // The search text occurs, even if replacing it changes nothing, and even
+  // if a later rule undoes what an earlier one did.
+  const AnyArray same = {AnyDictionary{{"search", "cat"}, {"replace", "cat"}}};
+  const AnyArray undone = {AnyDictionary{{"search", "cat"}, {"replace", "dog"}, {"caseSensitive", true}},
+                           AnyDictionary{{"search", "dog"}, {"replace", "cat"}, {"caseSensitive", true}}};
+  for (const AnyArray& r : {same, undone}) {
+    select(u"The cat sat", 0, 11);
+    EXPECT_EQ(plugin.execute({{"actionType", 9}, {"rules", r}}),
+              PluginResult::success(
+                  "Replaced in the selection; the result reads the same, so the selection was left as it was:\nThe cat sat"));
+    EXPECT_EQ(field(), "The cat sat");
+  }
 }
 
 TEST_F(ClipboardTest, FinderSelection) {

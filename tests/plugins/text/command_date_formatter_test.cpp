@@ -36,6 +36,12 @@ TEST(CommandDateFormatter, FormatsPatternsInLocaleAndZone) {
       {"''''", "en_US", "Europe/Paris", "''"},
       {"'", "en_US", "Europe/Paris", ""},
       {"'jjj' yyyy", "en_US", "Europe/Paris", "jjj 2024"},  // letters in quotes are text
+      // "j" is the locale's own hour, with a day period where it counts twelve hours.
+      {"jj:mm", "en_US", "Europe/Paris", "02:07 PM"},
+      {"jj:mm", "fr_FR", "Europe/Paris", "14:07"},
+      {"j:mm a", "en_US", "Europe/Paris", "2:07 PM"},
+      {"EEEE j 'jj'", "de_DE", "Europe/Paris", "Dienstag 14 jj"},
+      {"j", "ja_JP", "Europe/Paris", "14"},
   };
   const TimePoint instant = sampleInstant();
   for (const auto& c : cases)
@@ -49,7 +55,7 @@ TEST(CommandDateFormatter, IsEmptyForAnInvalidPatternOrZone) {
     const char* zone;
   };
   const Case cases[] = {
-      {"yyyy jjj", "Europe/Paris"},  // "j" is a skeleton letter, not a pattern letter
+      {"yyyy III", "Europe/Paris"},  // "I" is no letter of a date pattern
       {"III", "Europe/Paris"},
       {"", "Europe/Paris"},
       {"yyyy", "Mars/Olympus_Mons"},

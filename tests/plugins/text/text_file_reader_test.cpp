@@ -148,6 +148,11 @@ TEST(DecodeText, TakesTheFirstCharsetThatReadsTheBytes) {
       {"truncated utf-8 as mac roman", "ab\xE2\x82", "ab‚Ç"},
       {"encoded surrogate as mac roman", "\xED\xA0\x80", "Ì†Ä"},
       {"empty", "", std::nullopt},
+      {"utf-16 little-endian with its mark", std::string("\xFF\xFE" "C\0" "a\0" "f\0" "\xE9\0" "=\xD8\0\xDE", 14),
+       "Café😀"},
+      {"utf-16 big-endian with its mark", std::string("\xFE\xFF" "\0H" "\0i" "\x20\x26", 8), "Hi…"},
+      {"only a utf-16 mark", "\xFF\xFE", std::nullopt},
+      {"odd length after a utf-16 mark as mac roman", "\xFF\xFEx", "ˇ˛x"},
   };
   for (const auto& c : cases) EXPECT_EQ(decodeText(bytesOf(c.bytes)), c.expected) << c.name;
 }

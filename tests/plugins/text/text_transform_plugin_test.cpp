@@ -102,6 +102,11 @@ TEST(TextTransformResolution, Validation) {
        "Type the text to transform in the box, or turn on “Use clipboard as input”."},
       {{{"transform", "upper"}, {"useClipboard", false}, {"input", "x"}}, std::nullopt},
       {{{"transform", "regex"}, {"pattern", "a+"}}, std::nullopt},
+      {{{"transform", "regex"}, {"pattern", "\\d+"}, {"replacement", "US$"}}, std::nullopt},
+      {{{"transform", "regex"}, {"pattern", "(b)"}, {"replacement", "$2"}},
+       "The replacement “$2” does not fit the regex pattern “(b)”: use $0 for the whole match, $1 for the first "
+       "group, and \\$ for a dollar sign."},
+      {{{"transform", "extract"}, {"pattern", "(b)"}, {"replacement", "$2"}}, std::nullopt},
   };
   for (const Case& c : cases) EXPECT_EQ(TextTransformPlugin().validate(c.data), c.expected);
 }

@@ -190,6 +190,24 @@ TEST(TextTransforms, PrettifyJSON) {
     EXPECT_EQ(prettifyJSON(text).error(), invalid) << text;
 }
 
+TEST(TextTransforms, PrettifyJSONKeepsARepeatedKeyOnceWithItsLastValue) {
+  const struct {
+    const char* text;
+    const char* expected;
+  } cases[] = {
+      {"{\"a\":1,\"b\":2,\"a\":3}", "{\n  \"a\" : 3,\n  \"b\" : 2\n}"},
+      {"[{\"k\":{\"x\":1},\"k\":[1.50,\"s\",null,true,-4,18446744073709551615]}]",
+       "[\n  {\n    \"k\" : [\n      1.50,\n      \"s\",\n      null,\n      true,\n      -4,\n"
+       "      18446744073709551615\n    ]\n  }\n]"},
+      {"{\"o\":{\"a\":1,\"a\":{}},\"p\":{\"a\":2}}", "{\n  \"o\" : {\n    \"a\" : {}\n  },\n  \"p\" : {\n    \"a\" : 2\n  }\n}"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(prettifyJSON(c.text).value(), c.expected) << c.text;
+  // A repeated key does not excuse what is wrong further on.
+  EXPECT_EQ(prettifyJSON("{\"a\":1,\"a\":2,}").error(), "The text is not valid JSON, so it cannot be prettified.");
+  const std::string deep = "{\"a\":1,\"a\":" + std::string(600, '[') + std::string(600, ']') + "}";
+  EXPECT_EQ(prettifyJSON(deep).error(), "The text is not valid JSON, so it cannot be prettified.");
+}
+
 TEST(TextTransforms, PrettifyJSONRefusesDeepNestingWithoutOverflowingTheStack) {
   const std::string deep = std::string(1'000'000, '[') + std::string(1'000'000, ']');
   EXPECT_EQ(prettifyJSON(deep).error(), "The text is not valid JSON, so it cannot be prettified.");
@@ -211,6 +229,32 @@ TEST(TextTransforms, Regex) {
   EXPECT_EQ(regexReplace("abc", "(b)", "$2").error(),
             "The replacement “$2” does not fit the regex pattern “(b)”: use $0 for the whole match, $1 for the first "
             "group, and \\$ for a dollar sign.");
+  EXPECT_EQ(regexError("(b)", "$2"), regexReplace("abc", "(b)", "$2").error());
+}
+
+TEST(TextTransforms, ADollarSignWithoutAGroupNumberIsOrdinary) {
+  const struct {
+    const char* pattern;
+    const char* replacement;
+    const char* expected;
+  } cases[] = {
+      {"\\d+", "US$", "price US$ net"},
+      {"\\d+", "$", "price $ net"},
+      {"\\d+", "$$0", "price $12 net"},
+      {"\\d+", "${0}", "price ${0} net"},
+      {"\\d+", "\\\\$0", "price \\12 net"},
+      {"\\d+", "\\$0", "price $0 net"},
+      {"\\d+", "a\\", "price a\\ net"},
+      {"(\\d)(\\d)", "$21", "price 21 net"},     // group 2, then "1": there is no group 21
+      {"(\\d)(\\d)", "$03", "price 123 net"},    // group 0, then "3"
+      {"(\\d)|(x)", "[$2]", "price [][] net"},  // a group outside the match inserts nothing
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(regexError(c.pattern, c.replacement), std::nullopt) << c.replacement;
+    EXPECT_EQ(regexReplace("price 12 net", c.pattern, c.replacement).value(), c.expected) << c.replacement;
+  }
+  EXPECT_EQ(regexReplace("日本12", "\\d", "€").value(), "日本€€");
+  EXPECT_EQ(regexReplace("aaa", "x*", "-").value(), "-a-a-a-");
 }
 
 TEST(TextTransforms, CatastrophicBacktrackingIsStopped) {
