@@ -61,7 +61,8 @@ bool HostRunner::runShortcut(const Shortcut& shortcut, int depth) {
   bool skipNext = false;
   std::string previousMessage;
   for (const Action& action : shortcut.actions) {
-    if (quitting_) break;
+    // A failure in a nested shortcut stops the shortcuts around it too.
+    if (quitting_ || (failed_ && !keepGoing_)) break;
     if (skipNext) {
       output_.skipped(action.kind);
       skipNext = false;
@@ -70,8 +71,11 @@ bool HostRunner::runShortcut(const Shortcut& shortcut, int depth) {
     ActionData data = action.data;
     if (action.kind == ConditionalPlugin::pluginClass) data["_previousResult"] = previousMessage;
     PluginResult result = PluginResult::silentSuccess();
-    // A failure is reported and the shortcut goes on, as the host does.
-    ok = runAction(action.kind, data, result) && ok;
+    if (!runAction(action.kind, data, result)) {
+      ok = false;
+      failed_ = true;
+      if (!keepGoing_) break;
+    }
     ok = handleRequests(depth) && ok;
     if (result.kind() == PluginResult::Kind::stopSequence) break;
     skipNext = ConditionalPlugin::skipsFollowingAction(action.kind, result);

@@ -28,6 +28,10 @@ class HostRunner {
 
   // The shortcuts "run by name" can find.
   void setLibrary(std::vector<Shortcut> library) { library_ = std::move(library); }
+  // By default a shortcut stops at its first failed action, so that a step
+  // that depends on it (a deletion after a confirmation that could not be
+  // shown) never runs; with this set it goes on, reporting each failure.
+  void setKeepGoing(bool keepGoing) { keepGoing_ = keepGoing; }
   const Shortcut* findShortcut(std::string_view name) const;
 
   // Each answers whether everything went well (no failure, valid).
@@ -53,6 +57,8 @@ class HostRunner {
   std::vector<Request> requests_;
   NotificationCenter::Token observer_ = 0;
   bool quitting_ = false;
+  bool keepGoing_ = false;
+  bool failed_ = false;
 };
 
 }  // namespace orla::cli
