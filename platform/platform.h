@@ -56,8 +56,6 @@ enum class Capability {
   // Applications' menu bars through the accessibility interface; a desktop
   // may offer windows there but not menus (X11 through its window manager).
   menuBars,
-  // Running shortcuts of the Shortcuts app (its command-line tool or the app).
-  shortcutsApp,
 };
 
 class Platform {

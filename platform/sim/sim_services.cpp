@@ -307,8 +307,7 @@ std::shared_ptr<Platform> makeSimPlatform(std::shared_ptr<SimDesktop> desktop) {
                            Capability::alerts, Capability::applicationControl, Capability::http,
                            Capability::keychain, Capability::processes, Capability::sound,
                            Capability::mouseEvents, Capability::displays, Capability::trash,
-                           Capability::recentDocuments, Capability::printers, Capability::menuBars,
-                           Capability::shortcutsApp});
+                           Capability::recentDocuments, Capability::printers, Capability::menuBars});
 }
 
 }  // namespace orla::sim

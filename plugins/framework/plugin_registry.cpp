@@ -94,7 +94,8 @@ constexpr std::array<Need, 9> kNeeds{{
     {"MenuShortcut", {Capability::accessibility, Capability::menuBars}, 2},
     {"MessageShortcut", {Capability::alerts}, 1},
     {"MouseShortcut", {Capability::mouseEvents}, 1},
-    {"ShortcutsAppAction", {Capability::shortcutsApp}, 1},
+    // The Shortcuts app is macOS's, as AppleScript is.
+    {"ShortcutsAppAction", {Capability::appleScript}, 1},
     {"TextTransformAction", {Capability::pasteboard, Capability::keyboardEvents}, 2},
 }};
 

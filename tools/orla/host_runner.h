@@ -8,6 +8,7 @@
 #include <optional>
 #include <vector>
 
+#include "platform/desktop_words.h"
 #include "platform/platform.h"
 #include "plugins/framework/plugin_registry.h"
 #include "tools/orla/output.h"
@@ -48,6 +49,7 @@ class HostRunner {
   // Runs one action and what it asked of the host; false on failure.
   bool runAction(std::string_view kind, const ActionData& data, PluginResult& result);
   bool runShortcut(const Shortcut& shortcut, int depth);
+  PluginResult inDesktopWords(PluginResult result) const;
   bool handleRequests(int depth);
 
   std::shared_ptr<Platform> platform_;
@@ -56,6 +58,8 @@ class HostRunner {
   std::vector<Shortcut> library_;
   std::vector<Request> requests_;
   NotificationCenter::Token observer_ = 0;
+  // The sentences as this desktop words them.
+  DesktopWords words_;
   bool quitting_ = false;
   bool keepGoing_ = false;
   bool failed_ = false;
