@@ -329,7 +329,17 @@ class X11EventSource : public EventSource {
 
   Checked<void> keyLocked(const KeyboardEvent& original) {
     auto chord = clipboardChordLocked(original);
-    if (!chord) return fail(chord.error());
+    if (!chord) {
+      // The chord is abandoned: the modifiers pressed for it go back up,
+      // so that no Control stays held on the display after the refusal.
+      const unsigned abandoned = wanted(original.flags);
+      for (const ModifierKey& key : kModifierKeys) {
+        if (!(abandoned & bit(key.modifier))) continue;
+        const ::KeyCode code = XKeysymToKeycode(connection_->display(), key.left);
+        if (code) fake(code, false);
+      }
+      return fail(chord.error());
+    }
     const KeyboardEvent& event = *chord;
     auto keysym = keysymForKeyCode(event.keyCode, commandIsSuper_);
     if (!keysym) return fail("There is no key with code " + std::to_string(event.keyCode) + " on this desktop.");
