@@ -78,11 +78,13 @@ XWindow activeWindowLocked(X11Connection& connection) {
   const auto active = connection.cardinalsLocked(connection.root(), connection.atom("_NET_ACTIVE_WINDOW"), XA_WINDOW);
   if (active.empty() || active[0] == None) return None;
   // A window manager may leave the property naming a window that has closed
-  // (openbox does when the last one goes). Its id may since belong to
-  // another client, even this one, so only a window it still manages counts.
-  const auto managed =
-      connection.cardinalsLocked(connection.root(), connection.atom("_NET_CLIENT_LIST"), XA_WINDOW);
-  return std::find(managed.begin(), managed.end(), active[0]) != managed.end() ? active[0] : None;
+  // (openbox does when the last one goes), whose id the X server would
+  // still attribute to a client: only a window that exists counts. (Not the
+  // client list: a window just activated may be named before it is listed.)
+  XWindowAttributes attributes{};
+  const bool exists = XGetWindowAttributes(connection.display(), active[0], &attributes) != 0;
+  takeX11Error();
+  return exists ? active[0] : None;
 }
 
 WindowClass activeWindowClassLocked(X11Connection& connection) {
