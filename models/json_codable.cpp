@@ -1,6 +1,8 @@
 #include "models/json_codable.h"
 
+#include <algorithm>
 #include <limits>
+#include <string>
 #include <nlohmann/json.hpp>
 
 #include "models/base64.h"
@@ -76,9 +78,39 @@ nlohmann::json anyToJson(const AnyCodable& value) {
   return nullptr;
 }
 
+namespace {
+
+// The parser counts bytes from 1 up to the one it could not take; a person
+// counts lines and the characters on a line.
+std::string textPosition(std::string_view text, size_t byte) {
+  const size_t end = std::min(byte > 0 ? byte - 1 : 0, text.size());
+  size_t line = 1, column = 1;
+  for (size_t i = 0; i < end; ++i) {
+    const auto c = static_cast<unsigned char>(text[i]);
+    if (c == '\n') {
+      ++line;
+      column = 1;
+    } else if ((c & 0xC0) != 0x80) {  // not a UTF-8 continuation byte
+      ++column;
+    }
+  }
+  return "line " + std::to_string(line) + ", column " + std::to_string(column);
+}
+
+}  // namespace
+
+Checked<nlohmann::json> parseJsonText(std::string_view text) {
+  try {
+    return nlohmann::json::parse(text.begin(), text.end());
+  } catch (const nlohmann::json::parse_error& e) {
+    return fail(textPosition(text, e.byte));
+  }
+}
+
 Checked<ActionData> actionDataFromJsonText(std::string_view text) {
-  auto json = nlohmann::json::parse(text.begin(), text.end(), nullptr, /*allow_exceptions=*/false);
-  if (json.is_discarded()) return fail("PARAMS is not valid JSON.");
+  auto parsed = parseJsonText(text);
+  if (!parsed) return fail("PARAMS is not valid JSON at " + parsed.error() + ".");
+  const nlohmann::json& json = *parsed;
   if (!json.is_object()) return fail("PARAMS must be a JSON object.");
   auto value = anyFromJson(json);
   if (!value) return fail(value.error());

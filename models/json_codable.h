@@ -17,4 +17,8 @@ nlohmann::json anyToJson(const AnyCodable& value);
 // sentence says what was wrong ("PARAMS must be a JSON object.", ...).
 Checked<ActionData> actionDataFromJsonText(std::string_view text);
 
+// Parses a JSON text; the failure is where it stops being JSON, as
+// "line L, column C" (columns count characters, from 1).
+Checked<nlohmann::json> parseJsonText(std::string_view text);
+
 }  // namespace orla

@@ -69,6 +69,16 @@ class GioFileWorkspace : public FileWorkspace {
   std::optional<std::string> applicationForURL(std::string_view url) const override {
     auto parsed = parseURL(url);
     if (!parsed || parsed->scheme.empty()) return std::nullopt;
+    // No application is registered for the scheme "file": a file address
+    // opens with the application of the file's own type, as its document would.
+    if (parsed->scheme == "file") {
+      GObjectPtr<GFile> file(g_file_new_for_uri(std::string(url).c_str()));
+      GObjectPtr<GFileInfo> info(g_file_query_info(file.get(), G_FILE_ATTRIBUTE_STANDARD_CONTENT_TYPE,
+                                                   G_FILE_QUERY_INFO_NONE, nullptr, nullptr));
+      const char* type = info ? g_file_info_get_content_type(info.get()) : nullptr;
+      GObjectPtr<GAppInfo> app(type ? g_app_info_get_default_for_type(type, FALSE) : nullptr);
+      return entryPath(app.get());
+    }
     GObjectPtr<GAppInfo> info(g_app_info_get_default_for_uri_scheme(parsed->scheme.c_str()));
     return entryPath(info.get());
   }
@@ -229,11 +239,25 @@ Checked<void> openURIWithDefaultHandler(std::string_view uri) {
   return fail(sentence(error.message()));
 }
 
-std::optional<DesktopEntry> desktopEntryForWindowClass(std::string_view instance, std::string_view windowClass) {
+std::optional<DesktopEntry> desktopEntryForWindowClass(std::string_view instance, std::string_view windowClass,
+                                                       std::string_view executable) {
   auto names = [&](const char* name) {
     return name && *name && (equalsIgnoringCase(name, windowClass) || equalsIgnoringCase(name, instance));
   };
-  std::optional<DesktopEntry> byId;
+  // The program an entry runs, as a full path, to compare with the
+  // process's own: an entry whose id and StartupWMClass say nothing of the
+  // window's class (org.xfce.mousepad.desktop for the class "mousepad")
+  // still names the program that made the window.
+  auto runs = [&](GDesktopAppInfo* info) {
+    const char* program = g_app_info_get_executable(G_APP_INFO(info));
+    if (executable.empty() || !program || !*program) return false;
+    GString path(g_find_program_in_path(program));
+    if (!path) return false;
+    std::error_code ec;
+    const auto resolved = std::filesystem::canonical(path.get(), ec);
+    return !ec && resolved == std::filesystem::path(executable);
+  };
+  std::optional<DesktopEntry> byId, byProgram;
   GList* all = g_app_info_get_all();
   std::optional<DesktopEntry> found;
   for (GList* item = all; item && !found; item = item->next) {
@@ -247,9 +271,11 @@ std::optional<DesktopEntry> desktopEntryForWindowClass(std::string_view instance
     else if (!byId && std::string_view(id).ends_with(".desktop") &&
              names(std::string(id).substr(0, std::string_view(id).size() - 8).c_str()))
       byId = std::move(entry);
+    else if (!byProgram && !g_desktop_app_info_get_nodisplay(info) && runs(info))
+      byProgram = std::move(entry);
   }
   g_list_free_full(all, g_object_unref);
-  return found ? found : byId;
+  return found ? found : byId ? byId : byProgram;
 }
 
 std::optional<DesktopEntry> installedDesktopEntry(std::string_view idOrName) {

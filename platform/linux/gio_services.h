@@ -28,7 +28,10 @@ struct DesktopEntry {
   std::string name;
   std::string path;
 };
-std::optional<DesktopEntry> desktopEntryForWindowClass(std::string_view instance, std::string_view windowClass);
+// Else the first shown entry whose program is `executable` (a process's
+// resolved executable path).
+std::optional<DesktopEntry> desktopEntryForWindowClass(std::string_view instance, std::string_view windowClass,
+                                                       std::string_view executable = {});
 
 // The installed desktop entry with this desktop-file id (".desktop" may be
 // left out), else the first whose name is this, ignoring case.

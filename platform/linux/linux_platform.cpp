@@ -95,7 +95,7 @@ class ProcWorkspace : public Workspace {
     if (!any) return;
     app.activationPolicy = ActivationPolicy::regular;
     app.hidden = allMinimized;
-    if (auto entry = desktopEntryForWindowClass(first->instance, first->windowClass)) {
+    if (auto entry = desktopEntryForWindowClass(first->instance, first->windowClass, app.executablePath)) {
       app.bundleIdentifier = entry->id;
       app.bundlePath = entry->path;
       if (!entry->name.empty()) app.localizedName = entry->name;

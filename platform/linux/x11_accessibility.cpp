@@ -28,7 +28,7 @@ constexpr auto kSettlePoll = std::chrono::milliseconds(5);
 // EWMH numbers.
 constexpr long kSourcePager = 2;  // requests from a tool: the window manager obeys at once
 constexpr long kStaticGravity = 10;
-constexpr long kStateToggle = 2;
+constexpr long kStateRemove = 0, kStateToggle = 2;
 
 // An application, one of its windows, or one of a window's title-bar
 // buttons (which the window manager draws: a press is a request to it).
@@ -94,8 +94,14 @@ class X11Accessibility : public Accessibility {
     // window had when it was made, the screen's edges): a move or resize
     // that lands off the mark is corrected once by the difference.
     if (attribute == "AXPosition") {
-      const Point* p = value.asPoint();
-      if (!p) return AXError::illegalArgument;
+      const Point* asked = value.asPoint();
+      if (!asked) return AXError::illegalArgument;
+      // The window manager places windows on whole pixels: a centred window
+      // whose free space is odd lands on the rounded position, which is
+      // where it was asked to go.
+      const Point rounded{std::round(asked->x), std::round(asked->y)};
+      const Point* p = &rounded;
+      leaveMaximized(lock, w);
       const auto extents = extentsOf(w);
       Point aim = *p;
       for (int attempt = 0; attempt < 2; ++attempt) {
@@ -113,8 +119,11 @@ class X11Accessibility : public Accessibility {
       return settle(lock, [&] { return frameOf(w).origin() == *p; }) ? AXError::success : AXError::cannotComplete;
     }
     if (attribute == "AXSize") {
-      const Size* s = value.asSize();
-      if (!s || !(s->width > 0) || !(s->height > 0)) return AXError::illegalArgument;
+      const Size* askedSize = value.asSize();
+      if (!askedSize || !(askedSize->width > 0) || !(askedSize->height > 0)) return AXError::illegalArgument;
+      const Size roundedSize{std::round(askedSize->width), std::round(askedSize->height)};
+      const Size* s = &roundedSize;
+      leaveMaximized(lock, w);
       const auto extents = extentsOf(w);
       Size aim{s->width - extents[0] - extents[1], s->height - extents[2] - extents[3]};
       for (int attempt = 0; attempt < 2; ++attempt) {
@@ -266,6 +275,21 @@ class X11Accessibility : public Accessibility {
     return std::find(states.begin(), states.end(), connection_->atom(state)) != states.end();
   }
   bool minimized(Window w) { return hasState(w, "_NET_WM_STATE_HIDDEN"); }
+  // A maximized window keeps its place whatever a pager asks (openbox
+  // ignores the move), so a move or resize takes it out of the maximized
+  // state first, as dragging it would.
+  void leaveMaximized(std::unique_lock<std::mutex>& lock, Window w) {
+    if (!hasState(w, "_NET_WM_STATE_MAXIMIZED_VERT") && !hasState(w, "_NET_WM_STATE_MAXIMIZED_HORZ")) return;
+    const Rect before = frameOf(w);
+    clientMessage(w, "_NET_WM_STATE",
+                  {kStateRemove, static_cast<long>(connection_->atom("_NET_WM_STATE_MAXIMIZED_VERT")),
+                   static_cast<long>(connection_->atom("_NET_WM_STATE_MAXIMIZED_HORZ")), kSourcePager});
+    settle(lock, [&] {
+      return !hasState(w, "_NET_WM_STATE_MAXIMIZED_VERT") && !hasState(w, "_NET_WM_STATE_MAXIMIZED_HORZ");
+    });
+    settle(lock, [&] { return !(frameOf(w) == before); });
+  }
+
   bool zoomed(Window w) {
     return hasState(w, "_NET_WM_STATE_MAXIMIZED_VERT") && hasState(w, "_NET_WM_STATE_MAXIMIZED_HORZ");
   }

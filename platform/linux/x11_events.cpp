@@ -18,6 +18,8 @@
 #include <vector>
 
 #include "models/text.h"
+#include "platform/linux/terminal_chords.h"
+#include "platform/linux/x11_windows.h"
 
 namespace orla::linux_desktop {
 namespace {
@@ -62,6 +64,7 @@ constexpr KeysymTable makeKeysyms() {
 constexpr KeysymTable kKeysyms = makeKeysyms();
 
 constexpr KeyCode kCommandKey = 55, kRightCommandKey = 54, kFunctionKey = 63;
+constexpr KeyCode kCutKey = 7, kCopyKey = 8;
 
 // Modifier keys by what they do, so that ⌘ and ⌃ (both Control by default)
 // press the key once and a flag that a held key already gives is not
@@ -87,6 +90,11 @@ std::optional<Modifier> modifierOfKeysym(KeySym keysym) {
     case XK_Super_L: case XK_Super_R: return Modifier::super;
     default: return std::nullopt;
   }
+}
+
+std::string terminalClassesFromEnvironment() {
+  const char* value = std::getenv("ORLA_TERMINAL_CLASSES");
+  return value ? value : "";
 }
 
 bool commandIsSuperFromEnvironment() {
@@ -252,7 +260,10 @@ class SpareKeycodes {
 class X11EventSource : public EventSource {
  public:
   X11EventSource(std::shared_ptr<X11Connection> connection, std::shared_ptr<SpareKeycodes> spares)
-      : connection_(std::move(connection)), spares_(std::move(spares)), commandIsSuper_(commandIsSuperFromEnvironment()) {}
+      : connection_(std::move(connection)),
+        spares_(std::move(spares)),
+        commandIsSuper_(commandIsSuperFromEnvironment()),
+        terminalClasses_(terminalClassesFromEnvironment()) {}
 
   Checked<void> post(const KeyboardEvent& event) override {
     auto lock = connection_->lock();
@@ -295,7 +306,41 @@ class X11EventSource : public EventSource {
 
   void fake(::KeyCode code, bool down) { XTestFakeKeyEvent(connection_->display(), code, down, CurrentTime); }
 
-  Checked<void> keyLocked(const KeyboardEvent& event) {
+  // ⌘C, ⌘X and ⌘V are the clipboard chords of the window they go to: a
+  // terminal copies and pastes with Ctrl+Shift, and its Ctrl+C would
+  // interrupt the program running in it.
+  Checked<KeyboardEvent> clipboardChordLocked(KeyboardEvent event) {
+    if (commandIsSuper_ || !(event.flags & event_flags::command) || !isClipboardChordKey(event.keyCode))
+      return event;
+    const WindowClass active = activeWindowClassLocked(*connection_);
+    switch (clipboardChordsForClass(active.instance, active.windowClass, terminalClasses_)) {
+      case ClipboardChords::control:
+        return event;
+      case ClipboardChords::controlShift:
+        event.flags |= event_flags::shift;
+        if (event.keyCode == kCutKey) event.keyCode = kCopyKey;
+        return event;
+      case ClipboardChords::none:
+        break;
+    }
+    return fail("This terminal has no key for the clipboard, and Ctrl+C would interrupt it; give it "
+                "Ctrl+Shift+C and Ctrl+Shift+V and add its window class to ORLA_TERMINAL_CLASSES.");
+  }
+
+  Checked<void> keyLocked(const KeyboardEvent& original) {
+    auto chord = clipboardChordLocked(original);
+    if (!chord) {
+      // The chord is abandoned: the modifiers pressed for it go back up,
+      // so that no Control stays held on the display after the refusal.
+      const unsigned abandoned = wanted(original.flags);
+      for (const ModifierKey& key : kModifierKeys) {
+        if (!(abandoned & bit(key.modifier))) continue;
+        const ::KeyCode code = XKeysymToKeycode(connection_->display(), key.left);
+        if (code) fake(code, false);
+      }
+      return fail(chord.error());
+    }
+    const KeyboardEvent& event = *chord;
     auto keysym = keysymForKeyCode(event.keyCode, commandIsSuper_);
     if (!keysym) return fail("There is no key with code " + std::to_string(event.keyCode) + " on this desktop.");
     auto code = keycodeLocked(*keysym);
@@ -412,6 +457,7 @@ class X11EventSource : public EventSource {
   std::shared_ptr<X11Connection> connection_;
   std::shared_ptr<SpareKeycodes> spares_;
   const bool commandIsSuper_;
+  const std::string terminalClasses_;
 };
 
 class X11KeyboardEvents : public KeyboardEvents {

@@ -74,6 +74,34 @@ void requestActivation(X11Connection& connection, XWindow window) {
 
 }  // namespace
 
+XWindow activeWindowLocked(X11Connection& connection) {
+  const auto active = connection.cardinalsLocked(connection.root(), connection.atom("_NET_ACTIVE_WINDOW"), XA_WINDOW);
+  if (active.empty() || active[0] == None) return None;
+  // A window manager may leave the property naming a window that has closed
+  // (openbox does when the last one goes), whose id the X server would
+  // still attribute to a client: only a window that exists counts. (Not the
+  // client list: a window just activated may be named before it is listed.)
+  XWindowAttributes attributes{};
+  const bool exists = XGetWindowAttributes(connection.display(), active[0], &attributes) != 0;
+  takeX11Error();
+  return exists ? active[0] : None;
+}
+
+WindowClass activeWindowClassLocked(X11Connection& connection) {
+  const XWindow active = activeWindowLocked(connection);
+  WindowClass out;
+  if (active == None) return out;
+  XClassHint hint{};
+  if (XGetClassHint(connection.display(), active, &hint)) {
+    if (hint.res_name) out.instance = hint.res_name;
+    if (hint.res_class) out.windowClass = hint.res_class;
+    XFree(hint.res_name);
+    XFree(hint.res_class);
+  }
+  takeX11Error();  // the window may have closed since it was active
+  return out;
+}
+
 std::optional<ProcessId> windowProcessLocked(X11Connection& connection, XWindow window) {
   const auto pid = connection.cardinalsLocked(window, connection.atom("_NET_WM_PID"), XA_CARDINAL);
   std::optional<ProcessId> process;
@@ -111,9 +139,9 @@ std::vector<ManagedWindow> managedWindows(X11Connection& connection) {
 
 std::optional<ProcessId> activeWindowProcess(X11Connection& connection) {
   auto lock = connection.lock();
-  const auto active = connection.cardinalsLocked(connection.root(), connection.atom("_NET_ACTIVE_WINDOW"), XA_WINDOW);
-  if (active.empty() || active[0] == None) return std::nullopt;
-  return windowProcessLocked(connection, active[0]);
+  const XWindow active = activeWindowLocked(connection);
+  if (active == None) return std::nullopt;
+  return windowProcessLocked(connection, active);
 }
 
 bool activateProcessWindows(X11Connection& connection, ProcessId pid, bool allWindows) {

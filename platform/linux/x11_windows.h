@@ -28,6 +28,16 @@ struct ManagedWindow {
 // Every managed window, front to back.
 std::vector<ManagedWindow> managedWindows(X11Connection& connection);
 
+// The active window (`_NET_ACTIVE_WINDOW`) when the window manager still
+// manages it; None when no window is active. Under the connection's lock.
+XWindow activeWindowLocked(X11Connection& connection);
+// The WM_CLASS instance and class of the active window; empty when no
+// window is active. Under the connection's lock.
+struct WindowClass {
+  std::string instance, windowClass;
+};
+WindowClass activeWindowClassLocked(X11Connection& connection);
+
 // The process of one window, found the same way. Under the connection's lock.
 std::optional<ProcessId> windowProcessLocked(X11Connection& connection, XWindow window);
 

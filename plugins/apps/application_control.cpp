@@ -1,5 +1,7 @@
 #include "plugins/apps/application_control.h"
 
+#include "plugins/apps/application_names.h"
+
 #include <filesystem>
 
 #include "models/text.h"
@@ -72,9 +74,11 @@ std::optional<RunningApplication> ApplicationControl::findByBundleID(
 }
 
 std::optional<RunningApplication> ApplicationControl::findByName(std::string_view name) const {
-  for (RunningApplication& app : running())
-    if (!app.localizedName.empty() && equalsIgnoringCase(app.localizedName, name))
-      return std::move(app);
+  auto apps = running();
+  for (RunningApplication& app : apps)
+    if (isShownName(app, name)) return std::move(app);
+  for (RunningApplication& app : apps)
+    if (isOtherName(app, name)) return std::move(app);
   return std::nullopt;
 }
 

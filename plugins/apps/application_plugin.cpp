@@ -202,6 +202,9 @@ Checked<ApplicationPlugin::Target> ApplicationPlugin::resolveTarget(const Action
       candidate += ".app";
       if (workspace.itemExists(candidate)) return Target{std::nullopt, std::move(candidate), name};
     }
+    // An installed application the system knows by this name or identifier
+    // (a desktop entry's Name= or desktop-file id on Linux) is launched.
+    if (auto installed = workspace.applicationPath(name)) return Target{std::nullopt, *installed, name};
   }
   return fail("Application '" + name + "' not found");
 }
@@ -214,7 +217,11 @@ PluginResult ApplicationPlugin::switched(const RunningApplication& app, bool hid
 }
 
 PluginResult ApplicationPlugin::launch(const ActionData& data) {
-  const std::string path = platform_->environment().expandTilde(applicationPath(data));
+  std::string path = platform_->environment().expandTilde(applicationPath(data));
+  // An identifier rather than a path ("org.xfce.mousepad" on Linux) names
+  // the installed application, whose path is what its process is found by.
+  if (Workspace& workspace = platform_->workspace(); !path.empty() && !workspace.itemExists(path))
+    if (auto installed = workspace.applicationPath(path)) path = *installed;
   const bool wasRunning = control_->findByBundlePath(path).has_value();
   const auto app = control_->launch(path);
   if (!app) return PluginResult::failure("Could not launch " + fileName(path));
@@ -237,8 +244,10 @@ PluginResult ApplicationPlugin::switchNext(bool forward, const ActionData& data)
   const auto frontApp = control_->front();
   std::size_t index = 0;
   if (frontApp) {
+    // By process: applications without an identifier of their own (a
+    // program with no desktop entry) would all look like the first one.
     auto it = std::find_if(apps.begin(), apps.end(), [&](const RunningApplication& app) {
-      return app.bundleIdentifier == frontApp->bundleIdentifier;
+      return app.processIdentifier == frontApp->processIdentifier;
     });
     if (it != apps.end()) index = static_cast<std::size_t>(it - apps.begin());
   }

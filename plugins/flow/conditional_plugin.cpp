@@ -1,5 +1,7 @@
 #include "plugins/flow/conditional_plugin.h"
 
+#include "plugins/apps/application_names.h"
+
 #include <unicode/regex.h>
 
 #include "models/icu_support.h"
@@ -166,10 +168,8 @@ bool ConditionalPlugin::evaluate(std::int64_t type, const ActionData& data) cons
 }
 
 bool ConditionalPlugin::isAppRunning(std::string_view name) const {
-  for (const RunningApplication& app : platform_->workspace().runningApplications()) {
-    if (!app.localizedName.empty() && equalsIgnoringCase(app.localizedName, name)) return true;
-    if (!app.bundleIdentifier.empty() && equalsIgnoringCase(app.bundleIdentifier, name)) return true;
-  }
+  for (const RunningApplication& app : platform_->workspace().runningApplications())
+    if (isShownName(app, name) || isOtherName(app, name)) return true;
   return false;
 }
 

@@ -80,6 +80,26 @@ constexpr std::array<Row, 31> kTable{{
     {{"WindowShortcut", "WindowPlugin", true}, &make<WindowPlugin>},
 }};
 
+// What a kind needs of the desktop for any of its commands to work. Kinds
+// not named here have commands that work with what every backend offers.
+struct Need {
+  std::string_view pluginClass;
+  std::array<Capability, 2> capabilities;
+  size_t count;
+};
+constexpr std::array<Need, 9> kNeeds{{
+    {"AppleScriptShortcut", {Capability::appleScript}, 1},
+    {"ClipboardShortcut", {Capability::pasteboard}, 1},
+    {"KeyShortcut", {Capability::keyboardEvents}, 1},
+    {"KeyboardShortcut", {Capability::keyboardEvents}, 1},
+    {"MenuShortcut", {Capability::accessibility, Capability::menuBars}, 2},
+    {"MessageShortcut", {Capability::alerts}, 1},
+    {"MouseShortcut", {Capability::mouseEvents}, 1},
+    // The Shortcuts app is macOS's, as AppleScript is.
+    {"ShortcutsAppAction", {Capability::appleScript}, 1},
+    {"TextTransformAction", {Capability::pasteboard, Capability::keyboardEvents}, 2},
+}};
+
 constexpr bool isSorted() {
   for (size_t i = 1; i < kTable.size(); ++i)
     if (!(kTable[i - 1].info.pluginClass < kTable[i].info.pluginClass)) return false;
@@ -134,6 +154,17 @@ ActionPlugin* PluginRegistry::find(std::string_view pluginClass) const {
 }
 
 std::span<const PluginInfo> PluginRegistry::table() { return kInfos; }
+
+bool PluginRegistry::worksOn(const Platform& platform, std::string_view pluginClass) {
+  const auto row = std::find_if(kInfos.begin(), kInfos.end(),
+                                [&](const PluginInfo& info) { return info.pluginClass == pluginClass; });
+  if (row == kInfos.end() || !row->available) return false;
+  for (const Need& need : kNeeds)
+    if (need.pluginClass == pluginClass)
+      for (size_t i = 0; i < need.count; ++i)
+        if (!platform.supports(need.capabilities[i])) return false;
+  return true;
+}
 
 PluginResult executeAction(ActionPlugin& plugin, const ActionData& data) {
   try {

@@ -31,6 +31,11 @@ class PluginRegistry {
   // Every kind, sorted by pluginClass.
   static std::span<const PluginInfo> table();
 
+  // Whether the kind can do its work on this platform: in this build, and
+  // the desktop offers what every one of its commands needs (a kind that
+  // only talks to AppleScript cannot work where there is none).
+  static bool worksOn(const Platform& platform, std::string_view pluginClass);
+
  private:
   std::vector<std::unique_ptr<ActionPlugin>> plugins_;  // in table order
 };

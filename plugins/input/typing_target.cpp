@@ -15,8 +15,10 @@ bool ensureTypingTarget(Platform& platform) {
   Workspace& workspace = platform.workspace();
   const std::string hostId = platform.host().bundleIdentifier();
   const auto front = workspace.frontmostApplication();
-  const std::string frontId = front ? front->bundleIdentifier : std::string();
-  if (hostId.empty() || frontId != hostId) return true;
+  // With no application in front (no active window on X11) typed text and
+  // keys would go nowhere: bring back the one the user last worked in, or
+  // fail rather than report a success nothing received.
+  if (front && (hostId.empty() || front->bundleIdentifier != hostId)) return true;
 
   const auto target = TypingTargetContext::lastUserAppBundleID();
   if (!target) return false;

@@ -8,7 +8,8 @@
 
 namespace orla {
 
-// True when an application other than the host is in front, or could be
+// True when an application other than the host is in front, or (the host
+// or nothing being in front) the one used before could be
 // brought there within about a second.
 bool ensureTypingTarget(Platform& platform);
 

@@ -94,7 +94,12 @@ PluginResult SystemPlugin::startScreenSaver() const {
   for (std::string_view engine : {screenSaverEngine, frameworkScreenSaverEngine})
     if (workspace.itemExists(engine) && workspace.openApplication(engine, OpenConfiguration{}))
       return PluginResult::success(started);
-  if (platform_->processes().start({"/usr/bin/open", {"-a", "ScreenSaverEngine"}, {}}))
+  // The open tool ends as soon as it has launched the engine, so its exit
+  // status is waited for: where /usr/bin/open is some other program (Linux
+  // has one that refuses "-a"), a refusal must not count as started.
+  CapturedOutput out, err;
+  const auto opened = platform_->processes().run({"/usr/bin/open", {"-a", "ScreenSaverEngine"}, {}}, out, err);
+  if (opened && opened->reason == ProcessExit::Reason::exited && opened->status == 0)
     return PluginResult::success(started);
   // When every way failed, the script's reason is the one worth reading.
   return PluginResult::failure("Could not start the screen saver: " + byScript.message());

@@ -196,7 +196,7 @@ def ran_by_name(name, **extra):
 
 class ListTest(OrlaTestCase):
     def test_lists_the_whole_plugin_table(self):
-        run = self.orla("list", "--json")
+        run = self.orla("--sim", "list", "--json")
         self.assertExit(run, 0)
         lines = run.lines
         self.assertEqual(len(run.stdout.splitlines()), 31)
@@ -214,6 +214,30 @@ class ListTest(OrlaTestCase):
         # The two class strings that do not follow their class names.
         self.assertEqual(classes["KeyboardShortcut"]["className"], "TypeTextPlugin")
         self.assertEqual(classes["CommandShortcut"]["className"], "ShellCommandPlugin")
+
+    def test_marks_what_works_on_the_desktop_it_runs_on(self):
+        def available(*args):
+            run = self.orla(*args, "list", "--json")
+            self.assertExit(run, 0)
+            return {line["pluginClass"]: line["available"] for line in run.lines}
+
+        simulated = available("--sim")
+        for kind in ("AppleScriptShortcut", "ShortcutsAppAction", "MenuShortcut", "MessageShortcut"):
+            self.assertTrue(simulated[kind], kind)
+        self.assertFalse(simulated["SpeechAction"], "not in this build")
+        if sys.platform.startswith("linux"):
+            native = available()
+            # No AppleScript and no Shortcuts app on Linux, whatever the display.
+            self.assertFalse(native["AppleScriptShortcut"])
+            self.assertFalse(native["ShortcutsAppAction"])
+            self.assertTrue(native["CommandShortcut"])
+            self.assertEqual(native["KeyShortcut"], bool(os.environ.get("DISPLAY")))
+        run = self.orla("--sim", "list")
+        self.assertIn("available", run.stdout)
+        self.assertRegex(run.stdout, r"SpeechAction +SpeechPlugin +not in this build")
+        if sys.platform.startswith("linux"):
+            self.assertRegex(self.orla("list").stdout,
+                             r"AppleScriptShortcut +AppleScriptPlugin +not on this desktop")
 
 
 class ValidateTest(OrlaTestCase):
@@ -341,7 +365,10 @@ class UsageErrorTest(OrlaTestCase):
             ("unknown kind for run", ["run", "NoSuchShortcut", "{}"], None, "“NoSuchShortcut”"),
             ("unknown kind for validate", ["validate", "orlashortcut", "{}"], None,
              "“orlashortcut”"),
-            ("malformed JSON", ["run", "OrlaShortcut", '{"actionType": 2'], None, None),
+            ("malformed JSON", ["run", "OrlaShortcut", '{"actionType": 2'], None,
+             "at line 1, column 17."),
+            ("columns count characters", ["run", "OrlaShortcut", '{"ä": é'], None,
+             "at line 1, column 7."),
             ("PARAMS a list", ["run", "OrlaShortcut", "[1, 2]"], None, None),
             ("PARAMS a text", ["run", "OrlaShortcut", '"openEditor"'], None, None),
             ("PARAMS a number", ["validate", "OrlaShortcut", "3"], None, None),
@@ -491,11 +518,11 @@ class SequenceTest(OrlaTestCase):
          [cond_line(False), skipped("ConditionalAction"), *EDITOR_LINES]),
         ("a false condition at the end",
          [OPEN_EDITOR, FALSE], 0, [*EDITOR_LINES, cond_line(False)]),
-        ("a failed condition does not skip",
-         [INVALID, OPEN_EDITOR], 1, [*INVALID_LINES, *EDITOR_LINES]),
-        ("a failure in the middle does not stop the shortcut",
+        ("a failed condition stops the shortcut",
+         [INVALID, OPEN_EDITOR], 1, INVALID_LINES),
+        ("a failure in the middle stops the shortcut",
          [OPEN_EDITOR, UNKNOWN_COMMAND, OPEN_PREFERENCES], 1,
-         [*EDITOR_LINES, *UNKNOWN_LINES, *PREFERENCES_LINES]),
+         [*EDITOR_LINES, *UNKNOWN_LINES]),
         ("quitting ends the shortcut",
          [QUIT, OPEN_EDITOR], 0, QUIT_LINES),
         ("a false condition skips a quit",
@@ -509,6 +536,21 @@ class SequenceTest(OrlaTestCase):
                 path = self.write_shortcut(name, actions)
                 run = self.sim("sequence", path, state=STATE)
                 self.assertExit(run, code)
+                self.assertEqual(run.lines, lines)
+
+    def test_keep_going_runs_past_failures(self):
+        cases = [
+            ("a failed condition does not skip",
+             [INVALID, OPEN_EDITOR], [*INVALID_LINES, *EDITOR_LINES]),
+            ("a failure in the middle",
+             [OPEN_EDITOR, UNKNOWN_COMMAND, OPEN_PREFERENCES],
+             [*EDITOR_LINES, *UNKNOWN_LINES, *PREFERENCES_LINES]),
+        ]
+        for name, actions, lines in cases:
+            with self.subTest(name):
+                path = self.write_shortcut(name, actions)
+                run = self.sim("sequence", "--keep-going", path, state=STATE)
+                self.assertExit(run, 1)
                 self.assertEqual(run.lines, lines)
 
     def test_previous_result(self):
@@ -530,13 +572,16 @@ class SequenceTest(OrlaTestCase):
         ]
         for name, actions, value in cases:
             with self.subTest(name):
-                run = self.sim("sequence", self.write_shortcut(name, actions))
+                # Past a failure only with --keep-going.
+                run = self.sim("sequence", "--keep-going", self.write_shortcut(name, actions))
                 self.assertEqual(run.lines[-1], cond_line(value), repr(run))
 
     def test_shortcut_file_errors(self):
         cases = [
             # (name, file content, fragment of the message)
-            ("not JSON", '{"actions": [', "not valid JSON"),
+            ("not JSON", '{"actions": [', "not valid JSON at line 1, column 14"),
+            ("where it stops being JSON",
+             '{\n  "actions": [\n    {"kind": "OrlaShortcut",}\n]}', "at line 3, column 29"),
             ("no actions", {"name": "x"}, '"actions"'),
             ("action without kind", {"actions": [{"data": {}}]}, "action 1"),
             ("unknown kind", {"actions": [OPEN_EDITOR, action("Nope")]}, "“Nope”"),
@@ -587,7 +632,7 @@ class LibraryTest(OrlaTestCase):
             ("Missing", 0, [*ran_by_name("Nobody", error="no shortcut has this name"),
                             *EDITOR_LINES]),
             ("named-by-file", 0, REPORT_LINES),
-            ("Call a failure", 1, [*ran_by_name("Failing"), *UNKNOWN_LINES, *EDITOR_LINES]),
+            ("Call a failure", 1, [*ran_by_name("Failing"), *UNKNOWN_LINES]),
         ]
         for name, code, lines in cases:
             with self.subTest(name):

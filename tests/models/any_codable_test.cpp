@@ -100,8 +100,9 @@ TEST(JsonCodable, RejectsWhatIsNotAParameterObject) {
     const char* message;
   };
   const Case cases[] = {
-      {"{bad", "PARAMS is not valid JSON."},
-      {"", "PARAMS is not valid JSON."},
+      {"{bad", "PARAMS is not valid JSON at line 1, column 2."},
+      {"", "PARAMS is not valid JSON at line 1, column 1."},
+      {"{\"a\":\n  [1,,2]}", "PARAMS is not valid JSON at line 2, column 6."},
       {"[1,2]", "PARAMS must be a JSON object."},
       {"\"text\"", "PARAMS must be a JSON object."},
       {R"({"$data":"AQI="})", "PARAMS must be a JSON object of parameters."},

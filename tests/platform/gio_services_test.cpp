@@ -109,5 +109,19 @@ TEST_F(GioServicesTest, AttributesNamesAndApplicationsOfTheFileSystem) {
   EXPECT_TRUE(*answer);
 }
 
+TEST_F(GioServicesTest, AFileAddressOpensWithTheApplicationOfTheFilesType) {
+  // No application claims the scheme "file"; the file's type decides.
+  dataHome().folder.write("applications/orla-file-viewer.desktop",
+                          "[Desktop Entry]\nType=Application\nName=Orla File Viewer\nExec=/bin/true %u\n"
+                          "MimeType=text/plain;\n");
+  dataHome().folder.write("applications/mimeapps.list", "[Default Applications]\ntext/plain=orla-file-viewer.desktop\n");
+  const std::string file = tmp.write("notes.txt", "some words\n");
+  FileWorkspace& workspace = platform->fileWorkspace();
+  const auto app = workspace.applicationForURL("file://" + file);
+  ASSERT_TRUE(app);
+  EXPECT_TRUE(app->ends_with("/orla-file-viewer.desktop")) << *app;
+  EXPECT_EQ(workspace.applicationForURL("file://" + tmp.path().string() + "/absent.txt"), std::nullopt);
+}
+
 }  // namespace
 }  // namespace orla

@@ -6,7 +6,10 @@
 namespace orla::cli {
 
 HostRunner::HostRunner(std::shared_ptr<Platform> platform, Output& output)
-    : platform_(std::move(platform)), output_(output), registry_(platform_) {
+    : platform_(std::move(platform)),
+      output_(output),
+      registry_(platform_),
+      words_(DesktopWords::of(platform_->name())) {
   observer_ = platform_->notifications().addObserver(
       std::string(OrlaPlugin::notificationName), [this](const Notification& n) {
         auto field = [&](const char* key) {
@@ -30,10 +33,23 @@ const Shortcut* HostRunner::findShortcut(std::string_view name) const {
   return nullptr;
 }
 
+// The sentence as the user reads it on this desktop.
+PluginResult HostRunner::inDesktopWords(PluginResult result) const {
+  switch (result.kind()) {
+    case PluginResult::Kind::success:
+      return PluginResult::success(words_.adapt(result.message()));
+    case PluginResult::Kind::failure:
+      return PluginResult::failure(words_.adapt(result.message()));
+    default:
+      return result;
+  }
+}
+
 bool HostRunner::validate(std::string_view kind, const ActionData& data) {
   ActionPlugin* plugin = registry_.find(kind);
   if (!plugin) return false;
   auto problem = validateAction(*plugin, data);
+  if (problem) problem = words_.adapt(*problem);
   output_.validation(kind, problem);
   return !problem;
 }
@@ -48,7 +64,7 @@ bool HostRunner::runShortcut(const Shortcut& shortcut) { return runShortcut(shor
 bool HostRunner::runAction(std::string_view kind, const ActionData& data, PluginResult& result) {
   ActionPlugin* plugin = registry_.find(kind);
   if (!plugin) return false;
-  result = executeAction(*plugin, data);
+  result = inDesktopWords(executeAction(*plugin, data));
   output_.result(kind, result);
   // Work the plugin queued for the main thread (a notification posted from
   // another thread) runs before the next action, as the host's run loop would.
@@ -61,7 +77,8 @@ bool HostRunner::runShortcut(const Shortcut& shortcut, int depth) {
   bool skipNext = false;
   std::string previousMessage;
   for (const Action& action : shortcut.actions) {
-    if (quitting_) break;
+    // A failure in a nested shortcut stops the shortcuts around it too.
+    if (quitting_ || (failed_ && !keepGoing_)) break;
     if (skipNext) {
       output_.skipped(action.kind);
       skipNext = false;
@@ -70,8 +87,11 @@ bool HostRunner::runShortcut(const Shortcut& shortcut, int depth) {
     ActionData data = action.data;
     if (action.kind == ConditionalPlugin::pluginClass) data["_previousResult"] = previousMessage;
     PluginResult result = PluginResult::silentSuccess();
-    // A failure is reported and the shortcut goes on, as the host does.
-    ok = runAction(action.kind, data, result) && ok;
+    if (!runAction(action.kind, data, result)) {
+      ok = false;
+      failed_ = true;
+      if (!keepGoing_) break;
+    }
     ok = handleRequests(depth) && ok;
     if (result.kind() == PluginResult::Kind::stopSequence) break;
     skipNext = ConditionalPlugin::skipsFollowingAction(action.kind, result);

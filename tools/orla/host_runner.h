@@ -8,6 +8,7 @@
 #include <optional>
 #include <vector>
 
+#include "platform/desktop_words.h"
 #include "platform/platform.h"
 #include "plugins/framework/plugin_registry.h"
 #include "tools/orla/output.h"
@@ -28,6 +29,10 @@ class HostRunner {
 
   // The shortcuts "run by name" can find.
   void setLibrary(std::vector<Shortcut> library) { library_ = std::move(library); }
+  // By default a shortcut stops at its first failed action, so that a step
+  // that depends on it (a deletion after a confirmation that could not be
+  // shown) never runs; with this set it goes on, reporting each failure.
+  void setKeepGoing(bool keepGoing) { keepGoing_ = keepGoing; }
   const Shortcut* findShortcut(std::string_view name) const;
 
   // Each answers whether everything went well (no failure, valid).
@@ -44,6 +49,7 @@ class HostRunner {
   // Runs one action and what it asked of the host; false on failure.
   bool runAction(std::string_view kind, const ActionData& data, PluginResult& result);
   bool runShortcut(const Shortcut& shortcut, int depth);
+  PluginResult inDesktopWords(PluginResult result) const;
   bool handleRequests(int depth);
 
   std::shared_ptr<Platform> platform_;
@@ -52,7 +58,11 @@ class HostRunner {
   std::vector<Shortcut> library_;
   std::vector<Request> requests_;
   NotificationCenter::Token observer_ = 0;
+  // The sentences as this desktop words them.
+  DesktopWords words_;
   bool quitting_ = false;
+  bool keepGoing_ = false;
+  bool failed_ = false;
 };
 
 }  // namespace orla::cli

@@ -93,9 +93,9 @@ std::shared_ptr<sim::SimDesktop> makeSimDesktop(const Options& options) {
   if (options.simState.empty()) return desktop;
   auto text = readTextFile(options.simState);
   if (!text) throw UsageError{text.error()};
-  auto json = nlohmann::json::parse(*text, nullptr, false);
-  if (json.is_discarded()) throw UsageError{options.simState + " is not valid JSON"};
-  if (auto loaded = sim::loadState(*desktop, json); !loaded) throw UsageError{loaded.error()};
+  auto json = parseJsonText(*text);
+  if (!json) throw UsageError{options.simState + " is not valid JSON at " + json.error()};
+  if (auto loaded = sim::loadState(*desktop, *json); !loaded) throw UsageError{loaded.error()};
   return desktop;
 }
 
@@ -122,6 +122,9 @@ int realMain(int argc, char** argv) {
   auto* sequence = app.add_subcommand("sequence", "Run a shortcut file, or one shortcut of a folder");
   sequence->add_option("PATH", path, "Shortcut file, or a folder of shortcut files")->required();
   sequence->add_option("NAME", shortcutName, "With a folder: the shortcut to run");
+  bool keepGoing = false;
+  sequence->add_flag("--keep-going", keepGoing,
+                     "Run the remaining actions after one fails (by default the shortcut stops there)");
 
   try {
     auto args = splitSimArgument(argc, argv);
@@ -140,11 +143,6 @@ int realMain(int argc, char** argv) {
       throw UsageError{"--trace, --state-out and a state file need --sim"};
 
     Output output(std::cout, options.json);
-    if (list->parsed()) {
-      for (const PluginInfo& info : PluginRegistry::table()) output.plugin(info);
-      return kOk;
-    }
-
     std::shared_ptr<sim::SimDesktop> desktop;
     std::shared_ptr<Platform> platform;
     if (options.sim) {
@@ -154,9 +152,15 @@ int realMain(int argc, char** argv) {
     } else {
       platform = Platform::current();
     }
+    if (list->parsed()) {
+      for (const PluginInfo& info : PluginRegistry::table())
+        output.plugin(info, PluginRegistry::worksOn(*platform, info.pluginClass));
+      return kOk;
+    }
 
     // Every input is read and checked before anything acts or is written.
     HostRunner host(platform, output);
+    host.setKeepGoing(keepGoing);
     ActionData data;
     std::optional<Shortcut> single;
     const Shortcut* start = nullptr;

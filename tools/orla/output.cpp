@@ -67,18 +67,18 @@ void Output::trace(const sim::TraceEntry& entry) {
   else out_ << "trace: " << entry.category << " " << entry.text << std::endl;
 }
 
-void Output::plugin(const PluginInfo& info) {
+void Output::plugin(const PluginInfo& info, bool worksHere) {
   if (json_) {
     emit(out_, {{"pluginClass", info.pluginClass},
                 {"className", info.className},
-                {"available", info.available}});
+                {"available", info.available && worksHere}});
     return;
   }
   std::string line(info.pluginClass);
   line.resize(std::max<size_t>(line.size() + 2, 24), ' ');
   line += info.className;
   line.resize(std::max<size_t>(line.size() + 2, 48), ' ');
-  line += info.available ? "available" : "not in this build";
+  line += !info.available ? "not in this build" : worksHere ? "available" : "not on this desktop";
   out_ << line << std::endl;
 }
 

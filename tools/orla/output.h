@@ -32,7 +32,9 @@ class Output {
   void host(std::string_view action, std::string_view shortcutName = {},
             std::string_view error = {});
   void trace(const sim::TraceEntry& entry);
-  void plugin(const PluginInfo& info);
+  // One row of `orla list`: whether the kind is in this build and can do
+  // its work on the desktop it would run on.
+  void plugin(const PluginInfo& info, bool worksHere);
 
  private:
   std::ostream& out_;

@@ -31,8 +31,9 @@ Checked<std::string> readTextFile(const std::filesystem::path& path) {
 }
 
 Checked<Shortcut> parseShortcut(std::string_view text, std::string fallbackName) {
-  auto json = nlohmann::json::parse(text.begin(), text.end(), nullptr, false);
-  if (json.is_discarded()) return fail("not valid JSON");
+  auto parsed = parseJsonText(text);
+  if (!parsed) return fail("not valid JSON at " + parsed.error());
+  const nlohmann::json& json = *parsed;
   if (!json.is_object() || !json.contains("actions") || !json["actions"].is_array())
     return fail(R"(a shortcut must be an object with an "actions" list)");
   Shortcut shortcut;

@@ -135,21 +135,35 @@ TEST_F(SystemTest, TheScreenSaverStartsTheFirstWayThatWorks) {
 TEST_F(SystemTest, TheScreenSaverFallsBackToTheOpenToolThenFails) {
   const ScriptError refused{"Not authorized to send Apple events to System Events.", std::nullopt, -1743};
   desktop->setScriptAnswer(kScreenSaver, {true, std::nullopt, refused});
-  // 4. Neither engine is installed: the open tool, not waited for.
+  // 4. Neither engine is where it is looked for: the open tool, which finds
+  // it by name and ends with status 0.
+  desktop->installApplication({"/Applications/Utilities/ScreenSaverEngine.app", "com.apple.ScreenSaver.Engine",
+                               "ScreenSaverEngine", "", ActivationPolicy::regular, std::chrono::microseconds(0),
+                               sim::QuitBehaviour::quits});
   EXPECT_EQ(plugin.execute({{"subAction", "screensaver"}}), PluginResult::success("Started the screen saver."));
-  EXPECT_EQ(traceTexts("process"), std::vector<std::string>{"start /usr/bin/open -a ScreenSaverEngine"});
-  // Every way failed: the script's reason.
+  EXPECT_EQ(traceTexts("process"), std::vector<std::string>{"run /usr/bin/open -a ScreenSaverEngine"});
+  EXPECT_EQ(traceTexts("open"), std::vector<std::string>{"/Applications/Utilities/ScreenSaverEngine.app"});
+}
+
+TEST_F(SystemTest, AnOpenToolThatRefusesHasNotStartedTheScreenSaver) {
+  const ScriptError refused{"Not authorized to send Apple events to System Events.", std::nullopt, -1743};
+  const PluginResult failed = PluginResult::failure(
+      "Could not start the screen saver: Not authorized to send Apple events to System Events.");
+  desktop->setScriptAnswer(kScreenSaver, {true, std::nullopt, refused});
+  // The open tool runs but knows no such application: nothing started.
+  EXPECT_EQ(plugin.execute({{"subAction", "screensaver"}}), failed);
+  EXPECT_TRUE(traceTexts("open").empty());
+  // No open tool at all.
   desktop->programs().setMissing("/usr/bin/open");
-  EXPECT_EQ(plugin.execute({{"subAction", "screensaver"}}),
-            PluginResult::failure(
-                "Could not start the screen saver: Not authorized to send Apple events to System Events."));
+  EXPECT_EQ(plugin.execute({{"subAction", "screensaver"}}), failed);
 }
 
 TEST(SystemNative, ADesktopWithoutAppleScriptSaysSo) {
   SystemPlugin plugin(makeNativePlatform());
   EXPECT_EQ(plugin.execute({{"subAction", "restart"}}),
             PluginResult::failure("AppleScript is not available on this desktop; it needs macOS."));
-  if (std::filesystem::exists("/usr/bin/open")) GTEST_SKIP() << "this system has a program at /usr/bin/open";
+  // Whether /usr/bin/open is missing or is Linux's own program of that name
+  // (which refuses "-a"), nothing starts.
   EXPECT_EQ(plugin.execute({{"subAction", "screensaver"}}),
             PluginResult::failure(
                 "Could not start the screen saver: AppleScript is not available on this desktop; it needs macOS."));

@@ -1,0 +1,36 @@
+#include "platform/linux/linux_words.h"
+
+#include <array>
+
+namespace orla::linux_desktop {
+namespace {
+
+// Posting keys and reading windows needs no permission on X11, only a
+// display to reach: where macOS sends the user to the Accessibility
+// settings, the sentence says what is missing here. The longer phrases
+// come first.
+constexpr std::array<PhraseReplacement, 14> kLinuxWords{{
+    {"Accessibility permission is required", "An X11 display is required"},
+    {"Enable Orla Pro in System Settings \u2192 Privacy & Security \u2192 Accessibility",
+     "Run Orla Pro in an X11 desktop session (with DISPLAY set)"},
+    {"Enable Orla in System Settings \u2192 Privacy & Security \u2192 Accessibility",
+     "Run Orla in an X11 desktop session (with DISPLAY set)"},
+    {"Allow Orla Pro in System Settings \u2192 Privacy & Security \u2192 Accessibility",
+     "Run Orla Pro in an X11 desktop session (with DISPLAY set)"},
+    {"System Settings \u2192 Privacy & Security \u2192 Accessibility", "an X11 desktop session (with DISPLAY set)"},
+    {"System Settings \u2192 Printers & Scanners", "the printer settings of this computer"},
+    {"on this Mac", "on this computer"},
+    {"this Mac", "this computer"},
+    {"Finder could not show", "The file manager could not show"},
+    {"Finder did not answer", "The file manager did not answer"},
+    {"the Finder selection", "the file manager's selection"},
+    {"in the Finder", "in the file manager"},
+    {"in Finder", "in the file manager"},
+    {"Finder path(s)", "file manager path(s)"},
+}};
+
+}  // namespace
+
+DesktopWords linuxWords() { return DesktopWords(kLinuxWords); }
+
+}  // namespace orla::linux_desktop
