@@ -1,0 +1,149 @@
+// The file operations against inputs made to hurt: archives that lie about
+// their entries or aim through links already on disk, extractions that fail
+// half-way, and replacements that would remove what the operation needs.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "plugins/apps/file_operation_plugin.h"
+#include "plugins/apps/zip_archive.h"
+#include "tests/sim_fixture.h"
+#include "tests/support/temp_folder.h"
+#include "tests/support/zip_writer.h"
+
+namespace orla {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::TempFolder;
+using testing::ZipEntry;
+using Kind = ZipEntry::Kind;
+
+class HostileFileOperationTest : public testing::SimTest {
+ protected:
+  HostileFileOperationTest() {
+    desktop->setEnvironment({{"HOME", tmp / "home"}, {"PATH", "/usr/bin:/bin"}});
+    fs::create_directories(tmp / "home");
+    fs::create_directories(tmp / "elsewhere");
+  }
+
+  PluginResult unzip(const std::string& archive, const std::string& target) {
+    return plugin.execute({{"subAction", "unzip"}, {"source", archive}, {"destination", target}});
+  }
+
+  TempFolder tmp{"orla-hostile"};
+  FileOperationPlugin plugin{platform};
+};
+
+TEST_F(HostileFileOperationTest, ArchivesWhoseListingCouldLieAreRefusedWhole) {
+  const struct {
+    std::string name;
+    std::vector<ZipEntry> entries;
+    std::string blocked;
+  } cases[] = {
+      // Two links of one name: read by name, the target would be both contents.
+      {"twin links", {{"up", "sub", Kind::symlink}, {"up", "/../../../tmp", Kind::symlink}}, "up"},
+      {"twin files", {{"a.txt", "one"}, {"a.txt", "two"}}, "a.txt"},
+      {"a folder and a file of one name", {{"a/", "", Kind::folder}, {"a", "x"}}, "a"},
+      {"one place spelled twice", {{"d/x.txt", "one"}, {"d//./x.txt", "two"}}, "d//./x.txt"},
+  };
+  for (const auto& c : cases) {
+    const std::string archive = tmp / (c.name + ".zip");
+    testing::writeZip(archive, c.entries);
+    EXPECT_EQ(unzip(archive, tmp / ("t " + c.name)),
+              PluginResult::failure("Decompression blocked: unsafe path in archive (" + c.blocked + ")."))
+        << c.name;
+    EXPECT_FALSE(tmp.has("t " + c.name)) << c.name;
+  }
+  EXPECT_TRUE(fs::is_empty(tmp / "elsewhere"));
+}
+
+TEST_F(HostileFileOperationTest, AnArchivePathWithALineBreakIsStillReadEntryByEntry) {
+  const std::string archive = tmp / "two\nlines.zip";
+  testing::writeZip(archive, {{"ok.txt", "fine"}, {"door", "../elsewhere", Kind::symlink}});
+  EXPECT_EQ(unzip(archive, tmp / "t"),
+            PluginResult::failure("Decompression blocked: unsafe path in archive (door)."));
+  testing::writeZip(archive, {{"ok.txt", "fine"}});
+  EXPECT_EQ(unzip(archive, tmp / "t").kind(), PluginResult::Kind::success);
+  EXPECT_EQ(tmp.read("t/ok.txt"), "fine");
+}
+
+TEST_F(HostileFileOperationTest, ALinkAlreadyAtAFilesPlaceIsReplacedNotFollowed) {
+  const std::string victim = tmp.write("elsewhere/victim.txt", "keep me");
+  fs::create_directories(tmp / "t");
+  fs::create_symlink(victim, tmp / "t/out.txt");
+  testing::writeZip(tmp / "a.zip", {{"out.txt", "from the archive"}});
+  EXPECT_EQ(unzip(tmp / "a.zip", tmp / "t").kind(), PluginResult::Kind::success);
+  EXPECT_EQ(tmp.read("elsewhere/victim.txt"), "keep me");
+  EXPECT_FALSE(fs::is_symlink(tmp / "t/out.txt"));
+  EXPECT_EQ(tmp.read("t/out.txt"), "from the archive");
+}
+
+TEST_F(HostileFileOperationTest, ALinkInsideThatAFolderWouldBeWrittenThroughIsNotFollowed) {
+  // The link stays inside, yet writing through it is writing somewhere the
+  // archive did not name.
+  fs::create_directories(tmp / "t/real");
+  fs::create_directory_symlink("real", tmp / "t/alias");
+  testing::writeZip(tmp / "a.zip", {{"alias/", "", Kind::folder}, {"alias/x.txt", "x"}});
+  EXPECT_EQ(unzip(tmp / "a.zip", tmp / "t"),
+            PluginResult::failure("Decompression blocked: unsafe path in archive (alias)."));
+  EXPECT_TRUE(fs::is_empty(tmp / "t/real"));
+}
+
+TEST_F(HostileFileOperationTest, AFailedExtractionLeavesEveryFileTheTargetHad) {
+  // A damaged entry (its bytes no longer match its checksum) makes unzip
+  // fail after it has written the file: the old one must stay whole.
+  const std::string archive = tmp / "damaged.zip";
+  testing::writeZip(archive, {{"new.txt", "fresh"}, {"notes.txt", "AAAAAAAAAAAAAAAA"}});
+  {
+    std::fstream file(archive, std::ios::in | std::ios::out | std::ios::binary);
+    std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    const auto at = bytes.find("AAAAAAAAAAAAAAAA");
+    ASSERT_NE(at, std::string::npos);
+    file.seekp(static_cast<std::streamoff>(at));
+    file << "BBBBBBBBBBBBBBBB";
+  }
+  tmp.write("t/notes.txt", "the user's notes");
+  const auto result = unzip(archive, tmp / "t");
+  ASSERT_TRUE(result.isFailure());
+  EXPECT_TRUE(result.message().starts_with("Decompression failed: ")) << result.message();
+  EXPECT_EQ(result.message().find("(y/n"), std::string::npos) << result.message();
+  EXPECT_EQ(result.message().find(".orla-unzip"), std::string::npos) << result.message();
+  EXPECT_EQ(tmp.read("t/notes.txt"), "the user's notes");
+  EXPECT_FALSE(tmp.has("t/new.txt"));
+  EXPECT_EQ(std::distance(fs::directory_iterator(tmp / "t"), fs::directory_iterator()), 1);
+}
+
+TEST_F(HostileFileOperationTest, ExtractionMergesIntoFoldersAndReplacesFilesWhole) {
+  tmp.write("t/docs/old.txt", "kept");
+  tmp.write("t/docs/a.txt", "old a");
+  testing::writeZip(tmp / "a.zip", {{"docs/", "", Kind::folder}, {"docs/a.txt", "new a"}, {"docs/b/c.txt", "c"}});
+  EXPECT_EQ(unzip(tmp / "a.zip", tmp / "t").kind(), PluginResult::Kind::success);
+  EXPECT_EQ(tmp.read("t/docs/old.txt"), "kept");
+  EXPECT_EQ(tmp.read("t/docs/a.txt"), "new a");
+  EXPECT_EQ(tmp.read("t/docs/b/c.txt"), "c");
+  // A file where the archive has a folder: nothing is placed at all.
+  tmp.write("u/docs", "a file");
+  tmp.write("u/a.txt", "old");
+  testing::writeZip(tmp / "b.zip", {{"a.txt", "new"}, {"docs/x.txt", "x"}});
+  EXPECT_TRUE(unzip(tmp / "b.zip", tmp / "u").isFailure());
+  EXPECT_EQ(tmp.read("u/a.txt"), "old");
+  EXPECT_EQ(std::distance(fs::directory_iterator(tmp / "u"), fs::directory_iterator()), 2);
+}
+
+TEST(ZipCentralDirectoryTest, ManyLinksAreReadInOnePass) {
+  TempFolder tmp{"orla-zip-links"};
+  std::vector<ZipEntry> entries;
+  for (int i = 0; i < 3000; ++i) entries.push_back({"l" + std::to_string(i), "t" + std::to_string(i), Kind::symlink});
+  testing::writeZip(tmp / "links.zip", entries);
+  auto read = readArchiveEntries(tmp / "links.zip");
+  ASSERT_TRUE(read);
+  ASSERT_EQ(read->size(), 3000u);
+  EXPECT_EQ(read->at(2999).linkTarget, "t2999");
+  EXPECT_EQ(firstDuplicateEntry(*read), std::nullopt);
+  EXPECT_EQ(firstUnsafeEntry(*read, tmp.path(), {}), std::nullopt);
+}
+
+}  // namespace
+}  // namespace orla
