@@ -261,11 +261,13 @@ Checked<void> compress(Processes& processes, const std::string& source, const st
     if (message.empty()) message = "zip ended with status " + std::to_string(run->status) + ".";
     return fail(message);
   }
+  // One rename over an archive (or any file or link) already there.
   fs::rename(partial, archive, ec);
-  if (ec) {
-    // The place is held by something a file cannot replace (a folder).
-    fs::remove_all(archive, ec);
-    fs::rename(partial, archive, ec);
+  if (ec == std::errc::is_a_directory) {
+    // An empty folder of that name is given up; a folder that holds
+    // anything is the user's, never removed for an archive.
+    std::error_code removal;
+    if (fs::remove(archive, removal)) fs::rename(partial, archive, ec);
   }
   if (ec) {
     std::error_code ignored;

@@ -5,6 +5,9 @@
 
 #include <filesystem>
 #include <fstream>
+#include <set>
+#include <thread>
+#include <unistd.h>
 
 #include "plugins/apps/file_operation_plugin.h"
 #include "plugins/apps/zip_archive.h"
@@ -130,6 +133,113 @@ TEST_F(HostileFileOperationTest, ExtractionMergesIntoFoldersAndReplacesFilesWhol
   EXPECT_TRUE(unzip(tmp / "b.zip", tmp / "u").isFailure());
   EXPECT_EQ(tmp.read("u/a.txt"), "old");
   EXPECT_EQ(std::distance(fs::directory_iterator(tmp / "u"), fs::directory_iterator()), 2);
+}
+
+TEST_F(HostileFileOperationTest, NothingTheOperationNeedsIsRemovedToMakeRoom) {
+  tmp.write("project/src/main.c", "int main;");
+  tmp.write("data/a.txt", "a");
+  tmp.write("archive.zip/inside.txt", "a folder named like the archive");
+  const struct {
+    std::string name;
+    ActionData data;
+    std::string kept;
+  } cases[] = {
+      {"a link in place of the folder holding the original",
+       {{"subAction", "symlink"}, {"source", tmp / "project/src/main.c"}, {"destination", tmp / "project"}},
+       "project/src/main.c"},
+      {"a relative link in place of its own folder",
+       {{"subAction", "symlink"}, {"source", "project/src/main.c"}, {"destination", tmp / "project"}},
+       "project/src/main.c"},
+      {"an archive in place of a folder that holds files",
+       {{"subAction", "compress"}, {"source", tmp / "data"}, {"destination", tmp / "archive"}},
+       "archive.zip/inside.txt"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_TRUE(plugin.execute(c.data).isFailure()) << c.name;
+    EXPECT_TRUE(fs::is_regular_file(tmp / c.kept)) << c.name;
+  }
+  EXPECT_EQ(tmp.read("project/src/main.c"), "int main;");
+}
+
+TEST_F(HostileFileOperationTest, ReplacingIsOneRenameWhereTheFileSystemAllows) {
+  const struct {
+    std::string name;
+    std::string operation;
+  } cases[] = {{"copy over a file", "copy"}, {"move over a file", "move"}};
+  for (const auto& c : cases) {
+    const std::string source = tmp.write(c.name + "/new.txt", "new");
+    tmp.write(c.name + "/old", "old");
+    ASSERT_EQ(plugin.execute({{"subAction", c.operation}, {"source", source}, {"destination", tmp / (c.name + "/old")}})
+                  .kind(),
+              PluginResult::Kind::success)
+        << c.name;
+    EXPECT_EQ(tmp.read(c.name + "/old"), "new") << c.name;
+    // Nothing set aside is left behind.
+    EXPECT_EQ(std::distance(fs::directory_iterator(tmp / c.name), fs::directory_iterator()),
+              c.operation == "copy" ? 2 : 1)
+        << c.name;
+  }
+  // Two names of one file: moving one over the other keeps the file.
+  const std::string a = tmp.write("links/a", "shared");
+  fs::create_hard_link(a, tmp / "links/b");
+  EXPECT_EQ(plugin.execute({{"subAction", "move"}, {"source", a}, {"destination", tmp / "links/b"}}).kind(),
+            PluginResult::Kind::success);
+  EXPECT_FALSE(tmp.has("links/a"));
+  EXPECT_EQ(tmp.read("links/b"), "shared");
+}
+
+TEST_F(HostileFileOperationTest, AMoveBetweenVolumesThatCannotLetGoOfTheSourceLeavesTheTarget) {
+  if (::geteuid() == 0) GTEST_SKIP() << "permissions do not bind the superuser";
+  TempFolder other{"orla-hostile-volume"};
+  if (fs::path("/dev/shm").empty() || !fs::is_directory("/dev/shm")) GTEST_SKIP() << "no second volume";
+  const fs::path shm = fs::path("/dev/shm") / ("orla-hostile-" + std::to_string(::getpid()));
+  fs::create_directories(shm / "locked");
+  std::ofstream(shm / "locked/item.txt") << "source";
+  fs::permissions(shm / "locked", fs::perms::owner_read | fs::perms::owner_exec);
+  const std::string target = tmp.write("target.txt", "the user's target");
+  const auto result =
+      plugin.execute({{"subAction", "move"}, {"source", (shm / "locked/item.txt").string()}, {"destination", target}});
+  fs::permissions(shm / "locked", fs::perms::owner_all);
+  EXPECT_TRUE(result.isFailure());
+  EXPECT_EQ(tmp.read("target.txt"), "the user's target");
+  std::error_code ec;
+  fs::remove_all(shm, ec);
+}
+
+TEST_F(HostileFileOperationTest, AMoveBetweenVolumesMovesWhole) {
+  if (!fs::is_directory("/dev/shm")) GTEST_SKIP() << "no second volume";
+  const fs::path shm = fs::path("/dev/shm") / ("orla-hostile-move-" + std::to_string(::getpid()));
+  fs::create_directories(shm / "tree/sub");
+  std::ofstream(shm / "tree/sub/f.txt") << "moved";
+  tmp.write("tree", "a file the folder replaces");
+  EXPECT_EQ(plugin.execute({{"subAction", "move"}, {"source", (shm / "tree").string()}, {"destination", tmp / "tree"}})
+                .kind(),
+            PluginResult::Kind::success);
+  EXPECT_EQ(tmp.read("tree/sub/f.txt"), "moved");
+  EXPECT_FALSE(fs::exists(shm / "tree"));
+  std::error_code ec;
+  fs::remove_all(shm, ec);
+}
+
+TEST_F(HostileFileOperationTest, ConcurrentDeletesOfOneNameEachKeepTheirOwnPlaceInTheTrash) {
+  desktop->documents().setTrashFolder(tmp / "Trash");
+  constexpr int kThreads = 4, kEach = 60;
+  for (int t = 0; t < kThreads; ++t)
+    for (int i = 0; i < kEach; ++i)
+      tmp.write("src" + std::to_string(t) + "-" + std::to_string(i) + "/Notes.txt", std::to_string(t * kEach + i));
+  std::vector<std::thread> threads;
+  std::atomic<int> failures{0};
+  for (int t = 0; t < kThreads; ++t)
+    threads.emplace_back([&, t] {
+      for (int i = 0; i < kEach; ++i)
+        if (!platform->fileManager().moveToTrash(tmp / ("src" + std::to_string(t) + "-" + std::to_string(i) + "/Notes.txt")))
+          ++failures;
+    });
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(failures, 0);
+  std::set<std::string> contents;
+  for (const auto& item : fs::directory_iterator(tmp / "Trash")) contents.insert(tmp.read(fs::relative(item.path(), tmp.path()).string()));
+  EXPECT_EQ(contents.size(), std::size_t{kThreads * kEach});
 }
 
 TEST(ZipCentralDirectoryTest, ManyLinksAreReadInOnePass) {
