@@ -4,10 +4,15 @@
 #include <nlohmann/json.hpp>
 
 #include "models/base64.h"
+#include "models/input_limits.h"
 
 namespace orla {
 
-Checked<AnyCodable> anyFromJson(const nlohmann::json& json) {
+namespace {
+
+Checked<AnyCodable> anyFromJsonAt(const nlohmann::json& json, std::size_t depth) {
+  if (depth > kJsonDepthLimit)
+    return fail("The JSON nests deeper than " + std::to_string(kJsonDepthLimit) + " levels.");
   using Type = nlohmann::json::value_t;
   switch (json.type()) {
     case Type::string: return AnyCodable(json.get<std::string>());
@@ -25,7 +30,7 @@ Checked<AnyCodable> anyFromJson(const nlohmann::json& json) {
       AnyArray items;
       items.reserve(json.size());
       for (const auto& element : json) {
-        auto item = anyFromJson(element);
+        auto item = anyFromJsonAt(element, depth + 1);
         if (!item) return item;
         items.push_back(std::move(item).value());
       }
@@ -41,7 +46,7 @@ Checked<AnyCodable> anyFromJson(const nlohmann::json& json) {
       }
       AnyDictionary entries;
       for (const auto& [key, element] : json.items()) {
-        auto item = anyFromJson(element);
+        auto item = anyFromJsonAt(element, depth + 1);
         if (!item) return item;
         entries.emplace(key, std::move(item).value());
       }
@@ -52,6 +57,10 @@ Checked<AnyCodable> anyFromJson(const nlohmann::json& json) {
   }
   return fail("That JSON value cannot be used as a parameter.");
 }
+
+}  // namespace
+
+Checked<AnyCodable> anyFromJson(const nlohmann::json& json) { return anyFromJsonAt(json, 0); }
 
 nlohmann::json anyToJson(const AnyCodable& value) {
   using Kind = AnyCodable::Kind;
@@ -77,6 +86,7 @@ nlohmann::json anyToJson(const AnyCodable& value) {
 }
 
 Checked<ActionData> actionDataFromJsonText(std::string_view text) {
+  if (auto deep = jsonNestingProblem(text, "PARAMS")) return fail(std::move(*deep));
   auto json = nlohmann::json::parse(text.begin(), text.end(), nullptr, /*allow_exceptions=*/false);
   if (json.is_discarded()) return fail("PARAMS is not valid JSON.");
   if (!json.is_object()) return fail("PARAMS must be a JSON object.");
