@@ -26,7 +26,8 @@ struct ReplaceRule {
   // left out, since there is nothing to find.
   static std::vector<ReplaceRule> rules(const ActionData& data);
   // `text` with each rule applied in turn to the result of the one before.
-  static std::string apply(const std::vector<ReplaceRule>& rules, std::string_view text);
+  // Fails when the text would grow past the size limit.
+  static Checked<std::string> apply(const std::vector<ReplaceRule>& rules, std::string_view text);
 };
 
 class ClipboardPlugin : public PluginBase<ClipboardPlugin> {

@@ -17,6 +17,7 @@
 #include <memory>
 #include <vector>
 
+#include "models/input_limits.h"
 #include "models/base64.h"
 #include "models/graphemes.h"
 #include "models/icu_support.h"
@@ -220,10 +221,10 @@ int hexValue(unsigned char c) {
 class PrettyWriter : public nlohmann::json_sax<nlohmann::json> {
  public:
   // Deeper documents are refused, as the system's own parser refuses them.
-  static constexpr size_t kMaxDepth = 512;
+  static constexpr size_t kMaxDepth = kJsonDepthLimit;
   // A few levels of nesting can multiply a text's size by its depth; past
   // this the result would be no use on a clipboard.
-  static constexpr size_t kMaxOutput = size_t{1} << 30;
+  static constexpr size_t kMaxOutput = kTextSizeLimit;
 
   explicit PrettyWriter(size_t inputSize) { out_.reserve(inputSize + inputSize / 2 + 16); }
 
@@ -660,6 +661,10 @@ Checked<std::string> regexReplace(std::string_view text, std::string_view patter
   const icu::UnicodeString replacementText = unicodeString(replacement);
   icu::UnicodeString result;
   while (matcher->find(status)) {
+    // UTF-16 units, at most three bytes of UTF-8 each.
+    if (static_cast<std::size_t>(result.length()) > kTextSizeLimit / 3)
+      return fail("The replaced text would be larger than " + std::string(kTextSizeLimitWords) +
+                  ", which is too large to use. Nothing was changed.");
     matcher->appendReplacement(result, replacementText, status);
     if (U_FAILURE(status))
       return fail("The replacement " + quoted(replacement) + " does not fit the regex pattern " + quoted(pattern) +

@@ -48,6 +48,13 @@ bool HostRunner::runShortcut(const Shortcut& shortcut) { return runShortcut(shor
 bool HostRunner::runAction(std::string_view kind, const ActionData& data, PluginResult& result) {
   ActionPlugin* plugin = registry_.find(kind);
   if (!plugin) return false;
+  if (++actionsStarted_ > kMaxActions) {
+    exhausted_ = true;
+    result = PluginResult::failure("This run has started " + std::to_string(kMaxActions) +
+                                   " actions, the most one run may; the rest do not run.");
+    output_.result(kind, result);
+    return false;
+  }
   result = executeAction(*plugin, data);
   output_.result(kind, result);
   // Work the plugin queued for the main thread (a notification posted from
@@ -61,7 +68,7 @@ bool HostRunner::runShortcut(const Shortcut& shortcut, int depth) {
   bool skipNext = false;
   std::string previousMessage;
   for (const Action& action : shortcut.actions) {
-    if (quitting_) break;
+    if (quitting_ || exhausted_) break;
     if (skipNext) {
       output_.skipped(action.kind);
       skipNext = false;
@@ -82,7 +89,7 @@ bool HostRunner::runShortcut(const Shortcut& shortcut, int depth) {
 
 bool HostRunner::handleRequests(int depth) {
   bool ok = true;
-  while (!requests_.empty()) {
+  while (!requests_.empty() && !exhausted_) {
     Request request = std::move(requests_.front());
     requests_.erase(requests_.begin());
     if (request.action != "runByName") {

@@ -170,6 +170,7 @@ int realMain(int argc, char** argv) {
     std::shared_ptr<Platform> platform;
     if (options.sim) {
       desktop = makeSimDesktop(options);
+      desktop->setRecording(options.trace);
       platform = sim::makeSimPlatform(desktop);
       Platform::setCurrent(platform);
     } else {
