@@ -1,6 +1,7 @@
 // The archive guard's reading of a zip's central directory and its checks:
 // any bytes, read by the zip library, never crash the guard, and an entry
-// it passes stays below the folder by plain path arithmetic too.
+// it passes, in an archive without links, stays below the folder by plain
+// path arithmetic too.
 #include <unistd.h>
 
 #include <cstdint>
@@ -28,6 +29,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   (void)firstDuplicateEntry(*entries);
   const std::filesystem::path root = "/target/folder";
   if (firstUnsafeEntry(*entries, root, {})) return 0;
+  // With links, ".." steps are taken after the link, as the system takes
+  // them, so plain path arithmetic is no judge; without, it is.
+  for (const ArchiveEntry& entry : *entries)
+    if (entry.linkTarget) return 0;
   for (const ArchiveEntry& entry : *entries) {
     std::string name = entry.name;
     for (char& c : name)

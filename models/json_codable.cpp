@@ -10,12 +10,22 @@ namespace orla {
 
 namespace {
 
-Checked<AnyCodable> anyFromJsonAt(const nlohmann::json& json, std::size_t depth) {
+// `key` names the parameter the value belongs to, for the sentences.
+Checked<AnyCodable> anyFromJsonAt(const nlohmann::json& json, std::size_t depth, const std::string& key) {
   if (depth > kJsonDepthLimit)
     return fail("The JSON nests deeper than " + std::to_string(kJsonDepthLimit) + " levels.");
   using Type = nlohmann::json::value_t;
   switch (json.type()) {
-    case Type::string: return AnyCodable(json.get<std::string>());
+    case Type::string: {
+      // The system cuts a text at its NUL, so a command, a path or a
+      // condition would be acted on as a shorter one than was written
+      // ("echo a\0; rm …" would run "echo a").
+      const auto& text = json.get_ref<const std::string&>();
+      if (text.find('\0') != std::string::npos)
+        return fail((key.empty() ? std::string("A text") : "The parameter “" + key + "”") +
+                    " holds a NUL character, which cannot be passed on.");
+      return AnyCodable(text);
+    }
     case Type::boolean: return AnyCodable(json.get<bool>());
     case Type::number_integer: return AnyCodable(json.get<std::int64_t>());
     case Type::number_unsigned: {
@@ -30,7 +40,7 @@ Checked<AnyCodable> anyFromJsonAt(const nlohmann::json& json, std::size_t depth)
       AnyArray items;
       items.reserve(json.size());
       for (const auto& element : json) {
-        auto item = anyFromJsonAt(element, depth + 1);
+        auto item = anyFromJsonAt(element, depth + 1, key);
         if (!item) return item;
         items.push_back(std::move(item).value());
       }
@@ -45,10 +55,12 @@ Checked<AnyCodable> anyFromJsonAt(const nlohmann::json& json, std::size_t depth)
         return AnyCodable(std::move(*bytes));
       }
       AnyDictionary entries;
-      for (const auto& [key, element] : json.items()) {
-        auto item = anyFromJsonAt(element, depth + 1);
+      for (const auto& [name, element] : json.items()) {
+        if (name.find('\0') != std::string::npos)
+          return fail("A parameter name holds a NUL character, which cannot be passed on.");
+        auto item = anyFromJsonAt(element, depth + 1, name);
         if (!item) return item;
-        entries.emplace(key, std::move(item).value());
+        entries.emplace(name, std::move(item).value());
       }
       return AnyCodable(std::move(entries));
     }
@@ -60,7 +72,7 @@ Checked<AnyCodable> anyFromJsonAt(const nlohmann::json& json, std::size_t depth)
 
 }  // namespace
 
-Checked<AnyCodable> anyFromJson(const nlohmann::json& json) { return anyFromJsonAt(json, 0); }
+Checked<AnyCodable> anyFromJson(const nlohmann::json& json) { return anyFromJsonAt(json, 0, {}); }
 
 nlohmann::json anyToJson(const AnyCodable& value) {
   using Kind = AnyCodable::Kind;

@@ -4,8 +4,6 @@
 #include <array>
 #include <new>
 
-#include "models/input_limits.h"
-#include "models/text.h"
 #include "plugins/apps/application_plugin.h"
 #include "plugins/apps/document_plugin.h"
 #include "plugins/apps/file_operation_plugin.h"
@@ -136,42 +134,8 @@ ActionPlugin* PluginRegistry::find(std::string_view pluginClass) const {
 
 std::span<const PluginInfo> PluginRegistry::table() { return kInfos; }
 
-namespace {
-
-std::optional<std::string> nulIn(const AnyCodable& value, const std::string& key, int depth);
-
-// The first parameter whose text (or key) holds a NUL. The system cuts a
-// text at its NUL, so a command, a path or a condition would be acted on
-// as a shorter one than the user wrote ("echo a\0; rm …" runs "echo a").
-std::optional<std::string> nulIn(const ActionData& data, int depth) {
-  for (const auto& [key, value] : data) {
-    if (key.find('\0') != std::string::npos) return "A parameter name holds a NUL character, which cannot be passed on.";
-    if (auto problem = nulIn(value, key, depth + 1)) return problem;
-  }
-  return std::nullopt;
-}
-
-std::optional<std::string> nulIn(const AnyCodable& value, const std::string& key, int depth) {
-  // Parameters are bounded in depth where they are read; this bound only
-  // keeps the walk itself safe.
-  if (depth > static_cast<int>(kJsonDepthLimit)) return std::nullopt;
-  if (const std::string* text = value.asString())
-    return text->find('\0') == std::string::npos
-               ? std::nullopt
-               : std::optional<std::string>("The parameter " + quoted(key) +
-                                            " holds a NUL character, which cannot be passed on.");
-  if (const auto* list = value.asArray())
-    for (const AnyCodable& item : *list)
-      if (auto problem = nulIn(item, key, depth + 1)) return problem;
-  if (const auto* fields = value.asDictionary()) return nulIn(*fields, depth + 1);
-  return std::nullopt;
-}
-
-}  // namespace
-
 PluginResult executeAction(ActionPlugin& plugin, const ActionData& data) {
   try {
-    if (auto nul = nulIn(data, 0)) return PluginResult::failure(std::move(*nul));
     return plugin.execute(data);
   } catch (const std::bad_alloc&) {
     return PluginResult::failure("Orla ran out of memory while running this action.");
@@ -182,7 +146,6 @@ PluginResult executeAction(ActionPlugin& plugin, const ActionData& data) {
 
 std::optional<std::string> validateAction(const ActionPlugin& plugin, const ActionData& data) {
   try {
-    if (auto nul = nulIn(data, 0)) return nul;
     return plugin.validate(data);
   } catch (const std::bad_alloc&) {
     return "Orla ran out of memory while checking this action.";

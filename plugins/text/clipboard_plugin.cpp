@@ -119,12 +119,19 @@ std::optional<std::string> replaceAll(std::string_view text, const ReplaceRule& 
   const icu::UnicodeString replacement = unicodeString(rule.replace);
   icu::UnicodeString out;
   int32_t at = 0;
-  // UTF-16 units: at most three bytes of UTF-8 each.
+  // Counted first, so that a rule past the limit costs no memory; UTF-16
+  // units are at most three bytes of UTF-8 each.
   constexpr std::size_t kUnitLimit = kTextSizeLimit / 3;
+  std::size_t matches = 0;
+  for (int32_t found = findIgnoringCase(haystack, needle, 0); found >= 0;
+       found = findIgnoringCase(haystack, needle, found + needle.length()))
+    ++matches;
+  const auto units = [](int32_t length) { return static_cast<std::size_t>(length); };
+  if (units(replacement.length()) > units(needle.length()) &&
+      matches > (kUnitLimit - std::min(units(haystack.length()), kUnitLimit)) /
+                    (units(replacement.length()) - units(needle.length())))
+    return std::nullopt;
   for (int32_t found; (found = findIgnoringCase(haystack, needle, at)) >= 0; at = found + needle.length()) {
-    if (static_cast<std::size_t>(out.length()) + static_cast<std::size_t>(found - at + replacement.length()) >
-        kUnitLimit)
-      return std::nullopt;
     out.append(haystack, at, found - at);
     out.append(replacement);
   }

@@ -110,9 +110,7 @@ class TextAtTheBoundaryTest(OrlaTestCase):
         ]
         for name, kind, params in cases:
             with self.subTest(name):
-                run = self.sim("run", kind, json.dumps(params))
-                self.assertExit(run, 1)
-                self.assertIn("holds a NUL character", run.stdout, repr(run))
+                self.assertUsageError(self.sim("run", kind, json.dumps(params)), "holds a NUL character")
         self.assertEqual(target.read_text(), "kept")
 
     def test_a_file_name_that_is_not_utf8_still_gives_json_lines(self):

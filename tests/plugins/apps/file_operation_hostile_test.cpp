@@ -242,6 +242,27 @@ TEST_F(HostileFileOperationTest, ConcurrentDeletesOfOneNameEachKeepTheirOwnPlace
   EXPECT_EQ(contents.size(), std::size_t{kThreads * kEach});
 }
 
+TEST_F(HostileFileOperationTest, APathWithANulNeverReachesTheSystemCutShort) {
+  const std::string victim = tmp.write("victim.txt", "keep me");
+  const std::string source = tmp.write("source.txt", "new");
+  const std::string withNul = victim + std::string(1, '\0') + "/x";
+  const ActionData cases[] = {
+      {{"subAction", "copy"}, {"source", source}, {"destination", withNul}},
+      {{"subAction", "move"}, {"source", source}, {"destination", withNul}},
+      {{"subAction", "symlink"}, {"source", source}, {"destination", withNul}},
+      {{"subAction", "delete"}, {"source", withNul}},
+      {{"subAction", "compress"}, {"source", source}, {"destination", withNul}},
+  };
+  for (const ActionData& data : cases) EXPECT_TRUE(plugin.execute(data).isFailure());
+  EXPECT_EQ(tmp.read("victim.txt"), "keep me");
+  EXPECT_EQ(tmp.read("source.txt"), "new");
+  // Nor does a command: the system would run the part before the NUL.
+  CapturedOutput out, err;
+  auto ran = platform->processes().run({"/bin/echo", {std::string("a\0b", 3)}, {}}, out, err);
+  ASSERT_FALSE(ran);
+  EXPECT_EQ(ran.error(), "The command holds a NUL character, which cannot be passed on.");
+}
+
 TEST(ZipCentralDirectoryTest, ManyLinksAreReadInOnePass) {
   TempFolder tmp{"orla-zip-links"};
   std::vector<ZipEntry> entries;
