@@ -412,12 +412,16 @@ std::string toolProblem(const ToolRun& run, const std::string& staging, const st
   for (std::size_t at = 0, end = 0; at < message.size(); at = end + 1) {
     end = std::min(message.find('\n', at), message.size());
     std::string_view line = std::string_view(message).substr(at, end - at);
-    if (line.find("[y]es") != std::string_view::npos) continue;
+    // Its prompts, and its warning that the file it wrote is cut short:
+    // that file was in the private folder and is gone.
+    if (line.find("[y]es") != std::string_view::npos || line.find("probably truncated") != std::string_view::npos)
+      continue;
     if (auto prompt = line.find("Continue? (y/n"); prompt != std::string_view::npos) line = line.substr(0, prompt);
     line = trimWhitespaceAndNewlines(line);
     if (line.empty()) continue;
     if (!text.empty()) text += ' ';
-    text += line;
+    for (char c : line)
+      if (c != ' ' || text.empty() || text.back() != ' ') text += c;
   }
   for (std::size_t at = text.find(staging); !staging.empty() && at != std::string::npos; at = text.find(staging, at + target.size()))
     text.replace(at, staging.size(), target);

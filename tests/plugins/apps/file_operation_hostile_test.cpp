@@ -3,6 +3,7 @@
 // half-way, and replacements that would remove what the operation needs.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <set>
@@ -116,6 +117,27 @@ TEST_F(HostileFileOperationTest, AFailedExtractionLeavesEveryFileTheTargetHad) {
   EXPECT_EQ(tmp.read("t/notes.txt"), "the user's notes");
   EXPECT_FALSE(tmp.has("t/new.txt"));
   EXPECT_EQ(std::distance(fs::directory_iterator(tmp / "t"), fs::directory_iterator()), 1);
+}
+
+TEST_F(HostileFileOperationTest, ExtractingOntoAFullDiskKeepsTheOldFile) {
+  // A small file system of its own; without the right to mount one, skip.
+  const std::string small = tmp / "small";
+  fs::create_directories(small);
+  if (std::system(("mount -t tmpfs -o size=64k tmpfs '" + small + "' 2>/dev/null").c_str()) != 0)
+    GTEST_SKIP() << "cannot mount a small file system here";
+  struct Unmount {
+    std::string path;
+    ~Unmount() { (void)std::system(("umount '" + path + "'").c_str()); }
+  } unmount{small};
+  std::string noise(200000, '\0');
+  std::uint32_t state = 12345;
+  for (char& c : noise) c = static_cast<char>((state = state * 1103515245 + 12345) >> 24);
+  testing::writeZip(tmp / "big.zip", {{"notes.txt", noise}});
+  tmp.write("small/t/notes.txt", "the user's notes");
+  const auto result = unzip(tmp / "big.zip", small + "/t");
+  EXPECT_EQ(result, PluginResult::failure("Decompression failed: " + small + "/t/notes.txt: write error (disk full?)."));
+  EXPECT_EQ(tmp.read("small/t/notes.txt"), "the user's notes");
+  EXPECT_EQ(std::distance(fs::directory_iterator(small + "/t"), fs::directory_iterator()), 1);
 }
 
 TEST_F(HostileFileOperationTest, ExtractionMergesIntoFoldersAndReplacesFilesWhole) {
