@@ -6,13 +6,28 @@
 #include <nlohmann/json.hpp>
 
 #include "models/base64.h"
+#include "models/input_limits.h"
 
 namespace orla {
 
-Checked<AnyCodable> anyFromJson(const nlohmann::json& json) {
+namespace {
+
+// `key` names the parameter the value belongs to, for the sentences.
+Checked<AnyCodable> anyFromJsonAt(const nlohmann::json& json, std::size_t depth, const std::string& key) {
+  if (depth > kJsonDepthLimit)
+    return fail("The JSON nests deeper than " + std::to_string(kJsonDepthLimit) + " levels.");
   using Type = nlohmann::json::value_t;
   switch (json.type()) {
-    case Type::string: return AnyCodable(json.get<std::string>());
+    case Type::string: {
+      // The system cuts a text at its NUL, so a command, a path or a
+      // condition would be acted on as a shorter one than was written
+      // ("echo a\0; rm …" would run "echo a").
+      const auto& text = json.get_ref<const std::string&>();
+      if (text.find('\0') != std::string::npos)
+        return fail((key.empty() ? std::string("A text") : "The parameter “" + key + "”") +
+                    " holds a NUL character, which cannot be passed on.");
+      return AnyCodable(text);
+    }
     case Type::boolean: return AnyCodable(json.get<bool>());
     case Type::number_integer: return AnyCodable(json.get<std::int64_t>());
     case Type::number_unsigned: {
@@ -27,7 +42,7 @@ Checked<AnyCodable> anyFromJson(const nlohmann::json& json) {
       AnyArray items;
       items.reserve(json.size());
       for (const auto& element : json) {
-        auto item = anyFromJson(element);
+        auto item = anyFromJsonAt(element, depth + 1, key);
         if (!item) return item;
         items.push_back(std::move(item).value());
       }
@@ -42,10 +57,12 @@ Checked<AnyCodable> anyFromJson(const nlohmann::json& json) {
         return AnyCodable(std::move(*bytes));
       }
       AnyDictionary entries;
-      for (const auto& [key, element] : json.items()) {
-        auto item = anyFromJson(element);
+      for (const auto& [name, element] : json.items()) {
+        if (name.find('\0') != std::string::npos)
+          return fail("A parameter name holds a NUL character, which cannot be passed on.");
+        auto item = anyFromJsonAt(element, depth + 1, name);
         if (!item) return item;
-        entries.emplace(key, std::move(item).value());
+        entries.emplace(name, std::move(item).value());
       }
       return AnyCodable(std::move(entries));
     }
@@ -54,6 +71,10 @@ Checked<AnyCodable> anyFromJson(const nlohmann::json& json) {
   }
   return fail("That JSON value cannot be used as a parameter.");
 }
+
+}  // namespace
+
+Checked<AnyCodable> anyFromJson(const nlohmann::json& json) { return anyFromJsonAt(json, 0, {}); }
 
 nlohmann::json anyToJson(const AnyCodable& value) {
   using Kind = AnyCodable::Kind;
@@ -108,6 +129,7 @@ Checked<nlohmann::json> parseJsonText(std::string_view text) {
 }
 
 Checked<ActionData> actionDataFromJsonText(std::string_view text) {
+  if (auto deep = jsonNestingProblem(text, "PARAMS")) return fail(std::move(*deep));
   auto parsed = parseJsonText(text);
   if (!parsed) return fail("PARAMS is not valid JSON at " + parsed.error() + ".");
   const nlohmann::json& json = *parsed;

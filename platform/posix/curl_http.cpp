@@ -6,8 +6,13 @@
 #include <atomic>
 #include <condition_variable>
 #include <map>
+#include <memory>
+#include <optional>
+#include <string_view>
 #include <mutex>
 #include <thread>
+
+#include "models/text.h"
 
 namespace orla {
 
@@ -140,6 +145,9 @@ class Transfer : public HttpTask {
   SteadyClock::duration idleLimit;
   SteadyClock::time_point lastActivity = SteadyClock::now();
   curl_slist* headerList = nullptr;
+  CURL* easy = nullptr;
+  std::string location;  // of the answer whose head is being read
+  std::optional<std::string> refusedRedirect;  // the other origin, when one was refused
   std::string body;
   bool cut = false;
   curl_off_t seenSent = 0;
@@ -169,8 +177,54 @@ size_t onBody(char* data, size_t size, size_t count, void* user) {
   return 0;
 }
 
-size_t onHeader(char*, size_t size, size_t count, void* user) {
-  static_cast<Transfer*>(user)->lastActivity = SteadyClock::now();
+// "https://host:443" of a URL (relative ones resolved against `base`), or
+// nothing when it cannot be read.
+std::optional<std::string> originOf(const std::string& url, const std::string& base = {}) {
+  std::unique_ptr<CURLU, void (*)(CURLU*)> handle(curl_url(), curl_url_cleanup);
+  if (!handle) return std::nullopt;
+  if (!base.empty() && curl_url_set(handle.get(), CURLUPART_URL, base.c_str(), 0) != CURLUE_OK) return std::nullopt;
+  if (curl_url_set(handle.get(), CURLUPART_URL, url.c_str(), 0) != CURLUE_OK) return std::nullopt;
+  std::string origin;
+  for (CURLUPart part : {CURLUPART_SCHEME, CURLUPART_HOST, CURLUPART_PORT}) {
+    char* text = nullptr;
+    if (curl_url_get(handle.get(), part, &text, part == CURLUPART_PORT ? CURLU_DEFAULT_PORT : 0) != CURLUE_OK)
+      return std::nullopt;
+    origin += toLowercase(text);
+    origin += part == CURLUPART_SCHEME ? "://" : part == CURLUPART_HOST ? ":" : "";
+    curl_free(text);
+  }
+  return origin;
+}
+
+bool isRedirect(long status) { return status == 301 || status == 302 || status == 303 || status == 307 || status == 308; }
+
+// Watches each answer's head while libcurl follows redirects: one that
+// leads to another scheme, host or port is not followed when the request
+// carries headers or a body, since libcurl would send them along (it keeps
+// back only Authorization and Cookie) to a server they were not written for.
+size_t onHeader(char* data, size_t size, size_t count, void* user) {
+  auto* t = static_cast<Transfer*>(user);
+  t->lastActivity = SteadyClock::now();
+  const std::string_view line(data, size * count);
+  if (line.starts_with("HTTP/")) {
+    t->location.clear();
+  } else if (line.size() > 9 && toLowercase(line.substr(0, 9)) == "location:") {
+    t->location = std::string(trimWhitespaceAndNewlines(line.substr(9)));
+  } else if (trimWhitespaceAndNewlines(line).empty() && !t->location.empty() && t->request.followRedirects &&
+             (!t->request.headers.empty() || t->request.body)) {
+    long status = 0;
+    char* current = nullptr;
+    curl_easy_getinfo(t->easy, CURLINFO_RESPONSE_CODE, &status);
+    curl_easy_getinfo(t->easy, CURLINFO_EFFECTIVE_URL, &current);
+    if (isRedirect(status)) {
+      const auto from = originOf(t->request.url);
+      const auto to = originOf(t->location, current ? current : t->request.url);
+      if (!from || !to || *from != *to) {
+        t->refusedRedirect = to.value_or("an address that could not be read");
+        return 0;
+      }
+    }
+  }
   return size * count;
 }
 
@@ -293,6 +347,7 @@ class Session {
     }
     CURL* easy = curl_easy_init();
     if (!easy) return t->finish(0, "The request could not be created.");
+    t->easy = easy;
     curl_easy_setopt(easy, CURLOPT_URL, r.url.c_str());
     curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
     curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
@@ -343,7 +398,12 @@ class Session {
       long status = 0;
       curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
       const bool cutShort = code == CURLE_WRITE_ERROR && it->second->cut;
-      if (code == CURLE_OK || cutShort) detach(easy, static_cast<int>(status), std::nullopt);
+      if (auto other = it->second->refusedRedirect)
+        detach(easy, static_cast<int>(status),
+               "The server redirected the request to " + *other +
+                   "; it was not followed, so that the request's headers and body reach only the server they were "
+                   "written for.");
+      else if (code == CURLE_OK || cutShort) detach(easy, static_cast<int>(status), std::nullopt);
       else if (code == CURLE_ABORTED_BY_CALLBACK) detach(easy, 0, "The request was cancelled.");
       else detach(easy, static_cast<int>(status), describe(code));
     }

@@ -1,5 +1,6 @@
 #include "platform/posix/posix_processes.h"
 
+#include <algorithm>
 #include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
@@ -100,6 +101,11 @@ class SpawnAttributes {
 // output goes to the null device.
 Checked<void> prepare(const ProcessLaunch& launch, SpawnActions& actions, SpawnAttributes& attributes,
                       short extraFlags, const Pipe* out, const Pipe* err) {
+  // The system would cut each text at a NUL and run a different command.
+  auto hasNul = [](std::string_view text) { return text.find('\0') != std::string_view::npos; };
+  if (hasNul(launch.executable) || hasNul(launch.workingDirectory) ||
+      std::any_of(launch.arguments.begin(), launch.arguments.end(), hasNul))
+    return fail("The command holds a NUL character, which cannot be passed on.");
   auto* a = actions.get();
   ::posix_spawn_file_actions_addopen(a, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
   if (out && err) {

@@ -61,7 +61,8 @@ std::optional<std::string> PosixEnvironment::homeDirectory(std::string_view user
 }
 
 bool PosixFiles::itemExists(std::string_view path) const {
-  if (path.empty()) return false;
+  // A path with a NUL names nothing: the system would look at a shorter one.
+  if (path.empty() || path.find('\0') != std::string_view::npos) return false;
   struct stat info {};
   return ::stat(std::string(path).c_str(), &info) == 0;
 }

@@ -102,7 +102,7 @@ void SimDesktop::sleep(std::chrono::microseconds duration) {
       now_ += duration;
       monotonic_ += duration;
     }
-    trace_.push_back({"sleep", formatDuration(duration)});
+    if (recording_) trace_.push_back({"sleep", formatDuration(duration)});
     // Applications being launched appear when their time has come.
     launchDueLocked();
     while (!timeline_.empty() && timeline_.begin()->first <= monotonic_) {
@@ -370,8 +370,10 @@ Checked<void> SimDesktop::postKeyEvent(const KeyboardEvent& event) {
     if (*keyEventsBeforeFailure_ == 0) return fail("The event could not be created.");
     --*keyEventsBeforeFailure_;
   }
-  keyEvents_.push_back(event);
-  trace_.push_back({"key", describe(event)});
+  if (recording_) {
+    keyEvents_.push_back(event);
+    trace_.push_back({"key", describe(event)});
+  }
   if (event.keyDown) typeLocked(event);
   return {};
 }
@@ -483,7 +485,12 @@ std::size_t SimDesktop::runScheduled() {
 
 void SimDesktop::record(std::string category, std::string text) {
   std::lock_guard lock(mutex_);
-  trace_.push_back({std::move(category), std::move(text)});
+  if (recording_) trace_.push_back({std::move(category), std::move(text)});
+}
+
+void SimDesktop::setRecording(bool on) {
+  std::lock_guard lock(mutex_);
+  recording_ = on;
 }
 
 std::vector<TraceEntry> SimDesktop::trace() const {

@@ -264,6 +264,10 @@ class SimDesktop {
 
   // Recorder.
   void record(std::string category, std::string text);
+  // Whether the trace and the list of key events are kept (they are unless
+  // turned off). `orla` without --trace turns them off, so that typing a
+  // long text costs the text, not a record of every key.
+  void setRecording(bool on);
   std::vector<TraceEntry> trace() const;
   std::vector<TraceEntry> trace(std::string_view category) const;
   void clearTrace();
@@ -308,6 +312,7 @@ class SimDesktop {
   std::vector<App> applications_;  // without the host
   std::optional<SimTextField> hostTextField_;
   std::vector<KeyboardEvent> keyEvents_;
+  bool recording_ = true;
   bool eventSourcesAvailable_ = true;
   std::optional<std::size_t> keyEventsBeforeFailure_;
   std::multimap<Clock::Monotonic, std::function<void()>> scheduled_;

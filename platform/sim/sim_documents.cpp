@@ -1,6 +1,10 @@
 #include "platform/sim/sim_documents.h"
 
 #include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
@@ -275,14 +279,42 @@ class SimFileWorkspace : public FileWorkspace {
 
 // "Notes.txt", "Notes 2.txt", "Notes 3.txt": the Finder's names for items
 // that meet one of the same name in the Trash.
-std::string freeNameIn(const fs::path& folder, const fs::path& name) {
-  std::error_code ec;
-  if (!fs::exists(fs::symlink_status(folder / name, ec))) return name.string();
-  const std::string stem = name.stem().string(), ext = name.extension().string();
-  for (int n = 2;; ++n) {
-    fs::path candidate = stem + " " + std::to_string(n) + ext;
-    if (!fs::exists(fs::symlink_status(folder / candidate, ec))) return candidate.string();
+fs::path trashName(const fs::path& name, int n) {
+  if (n == 1) return name;
+  return name.stem().string() + " " + std::to_string(n) + name.extension().string();
+}
+
+// Moves the item into the Trash folder under the first free name, in one
+// step that never replaces: a name another process takes at the same moment
+// is passed over, so two deletes never land on one name. Answers errno.
+int renameToFreeName(const std::string& from, const fs::path& folder, const fs::path& name) {
+  constexpr int kNameLimit = 100000;
+  for (int n = 1; n <= kNameLimit; ++n) {
+    const fs::path candidate = folder / trashName(name, n);
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, candidate.c_str(), RENAME_NOREPLACE) == 0) return 0;
+    if (errno == EEXIST) continue;
+    if (errno != EINVAL && errno != ENOSYS) return errno;
+    // A file system without that kind of rename: a hard link claims the
+    // name of a file, an empty folder made first the name of a folder.
+    struct stat info {};
+    if (::lstat(from.c_str(), &info) != 0) return errno;
+    if (!S_ISDIR(info.st_mode)) {
+      if (::link(from.c_str(), candidate.c_str()) != 0) {
+        if (errno == EEXIST) continue;
+        return errno;
+      }
+      return ::unlink(from.c_str()) == 0 ? 0 : errno;
+    }
+    if (::mkdir(candidate.c_str(), S_IRWXU) != 0) {
+      if (errno == EEXIST) continue;
+      return errno;
+    }
+    if (std::rename(from.c_str(), candidate.c_str()) == 0) return 0;
+    const int error = errno;
+    ::rmdir(candidate.c_str());
+    if (error != ENOTEMPTY && error != EEXIST) return error;
   }
+  return EEXIST;
 }
 
 class SimFileManager : public FileManager {
@@ -308,9 +340,7 @@ class SimFileManager : public FileManager {
     }
     fs::create_directories(folder, ec);
     if (ec) return fail("“" + name + "” couldn’t be moved to the Trash: " + ec.message() + ".");
-    const fs::path target = fs::path(folder) / freeNameIn(folder, fs::path(standard).filename());
-    if (std::rename(standard.c_str(), target.c_str()) != 0) {
-      const int error = errno;
+    if (const int error = renameToFreeName(standard, folder, fs::path(standard).filename()); error != 0) {
       if (error == EXDEV) return fail("“" + name + "” couldn’t be moved to the Trash because it is on another volume.");
       return fail("“" + name + "” couldn’t be moved to the Trash: " + std::strerror(error) + ".");
     }

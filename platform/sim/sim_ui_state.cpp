@@ -67,7 +67,13 @@ Checked<void> readStrings(const json& object, std::string_view key, std::vector<
   return {};
 }
 
-Checked<SimMenuItem> readMenuItem(const json& value) {
+// Submenus nest at most this deep: real menus stop at a handful of levels,
+// and each level of a menu is walked again for every path into it.
+constexpr int kMenuDepthLimit = 32;
+
+Checked<SimMenuItem> readMenuItem(const json& value, int depth = 0) {
+  if (depth > kMenuDepthLimit)
+    return fail("\"menuBar\" nests submenus deeper than " + std::to_string(kMenuDepthLimit) + " levels.");
   SimMenuItem item;
   if (value.is_string()) {
     item.title = value.get<std::string>();
@@ -85,7 +91,7 @@ Checked<SimMenuItem> readMenuItem(const json& value) {
   if (auto items = value.find("items"); items != value.end()) {
     if (!items->is_array()) return wrongType("items", "a list of menu items");
     for (const json& sub : *items) {
-      auto read = readMenuItem(sub);
+      auto read = readMenuItem(sub, depth + 1);
       if (!read) return fail(read.error());
       item.items.push_back(std::move(read).value());
     }

@@ -192,6 +192,12 @@ std::optional<std::string> FileOperationPlugin::validate(const ActionData& data)
 PluginResult FileOperationPlugin::execute(const ActionData& data) {
   if (auto problem = validate(data)) return PluginResult::failure(std::move(*problem));
   const Operation op = operation(data);
+  // The system would read a path only up to a NUL, and so act on another
+  // item than the one named (the source is checked by its existence above).
+  for (const std::string& text : {destination(data), newName(data), folderPath(data)})
+    if (text.find('\0') != std::string::npos)
+      return PluginResult::failure(std::string(operationWord(op)) +
+                                   " failed: a path holds a NUL character, which cannot be passed on.");
   const std::string src = expandPath(source(data));
   switch (op) {
     case Operation::copy:

@@ -39,16 +39,32 @@ fs::path place(std::string_view path) {
   return resolved(item.parent_path().string()) / item.filename();
 }
 
-// Puts the item at `fresh` in the place of `target`: what is there is set
-// aside first and removed only once `fresh` has taken its place.
-Checked<void> placeReplacing(const std::string& fresh, const std::string& target) {
+// Whether replacing `target` would remove `needed`: a folder (not a link
+// to one) that holds it.
+bool holds(const std::string& target, const std::string& needed) {
   std::error_code ec;
-  if (!itemAt(target)) {
-    fs::rename(fresh, target, ec);
-    if (!ec) return {};
-    std::error_code ignored;
-    fs::remove_all(fresh, ignored);
-    return fail(fileErrorText(ec, target));
+  const auto status = fs::symlink_status(target, ec);
+  return !ec && fs::is_directory(status) && isInside(needed, target);
+}
+
+std::string holdsText(const std::string& target) { return "“" + target + "” holds the original, so it cannot be replaced."; }
+
+// Puts the item at `fresh` in the place of `target`. Where the file system
+// can, in one rename over what is there (a file or link over a file or
+// link, a folder over an empty folder); else what is there is set aside
+// first and removed only once `fresh` has taken its place. A folder that
+// holds `needed` is never replaced.
+Checked<void> placeReplacing(const std::string& fresh, const std::string& target, const std::string& needed) {
+  std::error_code ec;
+  if (holds(target, needed)) {
+    fs::remove_all(fresh, ec);
+    return fail(holdsText(target));
+  }
+  if (::rename(fresh.c_str(), target.c_str()) == 0) return {};
+  const int renameError = errno;
+  if (renameError != EISDIR && renameError != ENOTDIR && renameError != ENOTEMPTY && renameError != EEXIST) {
+    fs::remove_all(fresh, ec);
+    return fail(fileErrorText({renameError, std::generic_category()}, target));
   }
   const std::string aside = uniqueSiblingPath(target);
   fs::rename(target, aside, ec);
@@ -66,6 +82,23 @@ Checked<void> placeReplacing(const std::string& fresh, const std::string& target
   }
   fs::remove_all(aside, ec);
   return {};
+}
+
+// Whether the item at `path` can be removed once copied: its folder lets
+// go of it, and every folder inside it of what it holds. Checked before a
+// move between volumes starts, so that it never ends with both copies
+// half there.
+std::optional<std::string> unremovablePart(const fs::path& path) {
+  const fs::path folder = path.parent_path().empty() ? fs::path(".") : path.parent_path();
+  if (::access(folder.c_str(), W_OK | X_OK) != 0) return folder.string();
+  std::error_code ec;
+  if (!fs::is_directory(fs::symlink_status(path, ec))) return std::nullopt;
+  if (::access(path.c_str(), W_OK | X_OK) != 0) return path.string();
+  for (fs::recursive_directory_iterator it(path, ec), end; !ec && it != end; it.increment(ec))
+    if (it->is_directory(ec) && !it->is_symlink(ec) && ::access(it->path().c_str(), W_OK | X_OK) != 0)
+      return it->path().string();
+  if (ec) return path.string();
+  return std::nullopt;
 }
 
 // The folder that is to hold `target` must be there: said up front, so the
@@ -247,45 +280,85 @@ std::string fileErrorText(const std::error_code& error, std::string_view path) {
 
 Checked<void> copyReplacing(const std::string& source, const std::string& target) {
   if (auto missing = missingFolderOf(target)) return *missing;
+  if (holds(target, source)) return fail(holdsText(target));
   const std::string fresh = uniqueSiblingPath(target);
   if (auto copied = copyTo(source, fresh, target); !copied) return copied;
-  return placeReplacing(fresh, target);
+  return placeReplacing(fresh, target, source);
 }
+
+namespace {
+
+// Another volume: the copy is made whole beside the target, the source set
+// aside in its own folder, the copy put in place, and only then the source
+// let go of. A failure at any step puts back what was moved.
+Checked<void> moveBetweenVolumes(const std::string& source, const std::string& target) {
+  if (auto part = unremovablePart(fs::path(source)))
+    return fail(fileErrorText(std::make_error_code(std::errc::permission_denied), *part));
+  const std::string fresh = uniqueSiblingPath(target);
+  if (auto copied = copyTo(source, fresh, target); !copied) return copied;
+  std::error_code ec;
+  const std::string aside = uniqueSiblingPath(source);
+  fs::rename(source, aside, ec);
+  if (ec) {
+    std::error_code ignored;
+    fs::remove_all(fresh, ignored);
+    return fail(fileErrorText(ec, source));
+  }
+  if (auto placed = placeReplacing(fresh, target, aside); !placed) {
+    fs::rename(aside, source, ec);
+    return placed;
+  }
+  fs::remove_all(aside, ec);
+  return {};
+}
+
+}  // namespace
 
 Checked<void> moveReplacing(const std::string& source, const std::string& target) {
   if (auto missing = missingFolderOf(target)) return *missing;
+  if (holds(target, source)) return fail(holdsText(target));
   std::error_code ec;
-  if (!itemAt(target)) {
-    fs::rename(source, target, ec);
-    if (!ec) return {};
-    if (ec != std::errc::cross_device_link) return fail(fileErrorText(ec, source));
-  } else {
-    const std::string aside = uniqueSiblingPath(target);
-    fs::rename(target, aside, ec);
-    if (ec) return fail(fileErrorText(ec, target));
-    fs::rename(source, target, ec);
-    std::error_code ignored;
-    if (!ec) {
-      fs::remove_all(aside, ignored);
-      return {};
-    }
-    fs::rename(aside, target, ignored);
-    if (ec != std::errc::cross_device_link) return fail(fileErrorText(ec, source));
+  // A file or link over a file or link, a folder over an empty folder: one
+  // rename, nothing in between.
+  struct stat from {}, to {};
+  if (::lstat(source.c_str(), &from) == 0 && ::lstat(target.c_str(), &to) == 0 && from.st_dev == to.st_dev &&
+      from.st_ino == to.st_ino && !S_ISDIR(from.st_mode)) {
+    // Two names of one file, where a rename does nothing: the source's name goes.
+    if (::unlink(source.c_str()) == 0) return {};
+    return fail(fileErrorText(lastError(), source));
   }
-  // Another volume: copy whole, then let go of the source.
-  if (auto copied = copyReplacing(source, target); !copied) return copied;
-  fs::remove_all(source, ec);
-  if (ec) return fail(fileErrorText(ec, source));
-  return {};
+  if (::rename(source.c_str(), target.c_str()) == 0) return {};
+  const int renameError = errno;
+  if (renameError == EXDEV) return moveBetweenVolumes(source, target);
+  if (renameError != EISDIR && renameError != ENOTDIR && renameError != ENOTEMPTY && renameError != EEXIST)
+    return fail(fileErrorText({renameError, std::generic_category()}, source));
+  const std::string aside = uniqueSiblingPath(target);
+  fs::rename(target, aside, ec);
+  if (ec) return fail(fileErrorText(ec, target));
+  fs::rename(source, target, ec);
+  std::error_code ignored;
+  if (!ec) {
+    fs::remove_all(aside, ignored);
+    return {};
+  }
+  fs::rename(aside, target, ignored);
+  if (ec != std::errc::cross_device_link) return fail(fileErrorText(ec, source));
+  return moveBetweenVolumes(source, target);
 }
 
 Checked<void> symlinkReplacing(const std::string& original, const std::string& link) {
   if (auto missing = missingFolderOf(link)) return *missing;
+  // Checked before the link is made: a folder holding the original is
+  // never removed to make room for a link to it.
+  const fs::path originalPath(original);
+  const std::string needed =
+      originalPath.is_absolute() ? original : (fs::path(link).parent_path() / originalPath).string();
+  if (holds(link, needed)) return fail(holdsText(link));
   const std::string fresh = uniqueSiblingPath(link);
   std::error_code ec;
   fs::create_symlink(original, fresh, ec);
   if (ec) return fail(fileErrorText(ec, link));
-  return placeReplacing(fresh, link);
+  return placeReplacing(fresh, link, needed);
 }
 
 }  // namespace orla

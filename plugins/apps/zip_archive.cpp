@@ -1,7 +1,17 @@
 #include "plugins/apps/zip_archive.h"
 
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <zip.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
 #include <deque>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "models/text.h"
 #include "plugins/apps/file_transfer.h"
@@ -12,11 +22,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr int kLinkDepthLimit = 40;
-// An archive's list is read whole before anything is extracted; one longer
-// than this is refused rather than checked in part.
-constexpr std::size_t kListLimit = std::size_t{64} << 20;
+std::error_code lastErrno() { return {errno, std::generic_category()}; }
 
+constexpr int kLinkDepthLimit = 40;
 std::vector<std::string> components(std::string_view path) {
   std::vector<std::string> parts;
   std::string part;
@@ -72,7 +80,10 @@ class Resolver {
         continue;
       }
       stack.push_back(std::move(part));
-      auto target = linkAt(join(stack));
+      // An item's own place is replaced, not followed, when a link is
+      // already there on disk; only the folders on its way are walked through.
+      const bool ownPlace = remaining.empty() && depth == 0;
+      auto target = linkAt(join(stack), !ownPlace);
       if (!target) continue;
       if (++depth > kLinkDepthLimit) return false;
       stack.pop_back();
@@ -92,9 +103,9 @@ class Resolver {
   }
 
  private:
-  std::optional<std::string> linkAt(const std::string& relative) const {
+  std::optional<std::string> linkAt(const std::string& relative, bool onDiskToo) const {
     if (auto it = links_.find(relative); it != links_.end()) return it->second;
-    return diskLink_ ? diskLink_(relative) : std::nullopt;
+    return diskLink_ && onDiskToo ? diskLink_(relative) : std::nullopt;
   }
 
   fs::path root_;
@@ -103,74 +114,105 @@ class Resolver {
   std::unordered_map<std::string, std::string> links_;
 };
 
-std::vector<std::string> lines(const std::string& text) {
-  std::vector<std::string> out;
-  std::size_t at = 0;
-  while (at < text.size()) {
-    std::size_t end = text.find('\n', at);
-    if (end == std::string::npos) end = text.size();
-    out.push_back(text.substr(at, end - at));
-    at = end + 1;
-  }
-  return out;
-}
-
-// A name as unzip matches it literally: its wildcard characters (and a
-// leading "-", which it would read as an option) inside brackets.
-std::string literalPattern(std::string_view name) {
-  std::string pattern;
-  for (std::size_t i = 0; i < name.size(); ++i) {
-    const char c = name[i];
-    if (c == '[' || c == '*' || c == '?' || c == '\\' || (i == 0 && c == '-')) {
-      pattern += '[';
-      pattern += c;
-      pattern += ']';
-    } else {
-      pattern += c;
-    }
-  }
-  return pattern;
-}
-
 // A path the tools cannot take for an option.
 std::string argumentPath(std::string path) {
   if (!path.empty() && path.front() == '-') path.insert(0, "./");
   return path;
 }
 
-// The list of entries with their kinds: names from "-Z1", one per line, and
-// from the short listing the mode of each, in the same order; a link's
-// target is its content.
-Checked<std::vector<ArchiveEntry>> listEntries(Processes& processes, const std::string& archive, std::string& output) {
-  auto names = runTool(processes, kUnzipTool, {"-Z1", argumentPath(archive)}, {}, kListLimit);
-  if (!names) return fail(names.error());
-  if (names->status != 0 || names->signalled) {
-    output = names->message();
-    return fail(output);
+// The name as a place below the folder: separators unified, empty and "."
+// steps dropped, ".." steps applied; two entries with one key would write
+// the same item.
+std::string placeKey(std::string_view name) {
+  std::vector<std::string> kept;
+  for (std::string& part : components(name)) {
+    if (part.empty() || part == ".") continue;
+    if (part == "..") {
+      if (!kept.empty()) kept.pop_back();
+      continue;
+    }
+    kept.push_back(std::move(part));
   }
-  std::vector<ArchiveEntry> entries;
-  for (std::string& name : lines(names->output)) entries.push_back({std::move(name), std::nullopt});
+  return join(kept);
+}
 
-  auto listing = runTool(processes, kUnzipTool, {"-Z", "-s", argumentPath(archive)}, {}, kListLimit);
-  if (!listing) return fail(listing.error());
-  if (listing->status != 0 || listing->signalled) {
-    output = listing->message();
-    return fail(output);
+constexpr std::size_t kLinkTargetLimit = 4096;
+
+class Archive {
+ public:
+  explicit Archive(zip_t* archive) : archive_(archive) {}
+  ~Archive() {
+    if (archive_) zip_discard(archive_);
   }
-  // Two lines of heading, one line per entry, one line of totals.
-  const auto rows = lines(listing->output);
-  if (rows.size() < entries.size() + 2) {
-    output = "The archive's entries could not be told apart.";
-    return fail(output);
+  Archive(const Archive&) = delete;
+  Archive& operator=(const Archive&) = delete;
+  zip_t* get() const { return archive_; }
+  void reset(zip_t* archive) {
+    if (archive_) zip_discard(archive_);
+    archive_ = archive;
   }
-  for (std::size_t i = 0; i < entries.size(); ++i) {
-    if (rows[i + 2].empty() || rows[i + 2].front() != 'l') continue;
-    auto target = runTool(processes, kUnzipTool, {"-p", argumentPath(archive), literalPattern(entries[i].name)});
-    if (!target) return fail(target.error());
-    entries[i].linkTarget = target->status == 0 ? target->output : std::string("/");
+
+ private:
+  zip_t* archive_;
+};
+
+bool isLinkEntry(zip_t* archive, zip_uint64_t index) {
+  zip_uint8_t system = 0;
+  zip_uint32_t attributes = 0;
+  if (zip_file_get_external_attributes(archive, index, 0, &system, &attributes) != 0) return false;
+  // The Unix mode sits in the high half whatever system made the entry;
+  // unzip honours it for several systems, so every one counts here.
+  return ((attributes >> 16) & S_IFMT) == S_IFLNK;
+}
+
+// A link's target is its content; one that cannot be read (encrypted, an
+// unknown method, too long) counts as pointing to the root, which is outside.
+std::string linkTargetOf(zip_t* archive, zip_uint64_t index) {
+  zip_file_t* file = zip_fopen_index(archive, index, 0);
+  if (!file) return "/";
+  std::string target(kLinkTargetLimit + 1, '\0');
+  std::size_t length = 0;
+  for (;;) {
+    const zip_int64_t n = zip_fread(file, target.data() + length, target.size() - length);
+    if (n < 0) length = target.size();
+    if (n <= 0 || (length += static_cast<std::size_t>(n)) >= target.size()) break;
+  }
+  zip_fclose(file);
+  if (length > kLinkTargetLimit || length == 0) return "/";
+  target.resize(length);
+  return target;
+}
+
+}  // namespace
+
+Checked<std::vector<ArchiveEntry>> readArchiveEntries(const std::string& archivePath) {
+  int code = 0;
+  Archive archive(zip_open(archivePath.c_str(), ZIP_RDONLY | ZIP_CHECKCONS, &code));
+  // A strict reading refuses two entries of one name without saying which;
+  // read leniently then, so that the refusal can name it.
+  if (!archive.get() && code == ZIP_ER_EXISTS) archive.reset(zip_open(archivePath.c_str(), ZIP_RDONLY, &code));
+  if (!archive.get()) {
+    zip_error_t error;
+    zip_error_init_with_code(&error, code);
+    std::string text = zip_error_strerror(&error);
+    zip_error_fini(&error);
+    if (!text.empty()) text[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
+    return fail(text + ".");
+  }
+  const zip_int64_t count = zip_get_num_entries(archive.get(), 0);
+  std::vector<ArchiveEntry> entries;
+  entries.reserve(static_cast<std::size_t>(std::max<zip_int64_t>(count, 0)));
+  for (zip_uint64_t i = 0; i < static_cast<zip_uint64_t>(std::max<zip_int64_t>(count, 0)); ++i) {
+    const char* name = zip_get_name(archive.get(), i, ZIP_FL_ENC_RAW);
+    if (!name) return fail("An entry of the archive has no readable name.");
+    ArchiveEntry entry{name, std::nullopt};
+    if (isLinkEntry(archive.get(), i)) entry.linkTarget = linkTargetOf(archive.get(), i);
+    entries.push_back(std::move(entry));
   }
   return entries;
 }
+
+namespace {
 
 std::string replacingAll(std::string text, std::string_view from, std::string_view to) {
   if (from.empty()) return text;
@@ -180,6 +222,13 @@ std::string replacingAll(std::string text, std::string_view from, std::string_vi
 }
 
 }  // namespace
+
+std::optional<std::string> firstDuplicateEntry(const std::vector<ArchiveEntry>& entries) {
+  std::unordered_set<std::string> seen;
+  for (const ArchiveEntry& entry : entries)
+    if (!seen.insert(placeKey(entry.name)).second) return entry.name;
+  return std::nullopt;
+}
 
 std::optional<std::string> firstUnsafeEntry(const std::vector<ArchiveEntry>& entries, const fs::path& root,
                                             const DiskLinkLookup& diskLink) {
@@ -224,11 +273,13 @@ Checked<void> compress(Processes& processes, const std::string& source, const st
     // zip names the hidden file it was writing; the user asked for the archive.
     return fail(replacingAll(message, argumentPath(partial), archive));
   }
+  // One rename over an archive (or any file or link) already there.
   fs::rename(partial, archive, ec);
-  if (ec) {
-    // The place is held by something a file cannot replace (a folder).
-    fs::remove_all(archive, ec);
-    fs::rename(partial, archive, ec);
+  if (ec == std::errc::is_a_directory) {
+    // An empty folder of that name is given up; a folder that holds
+    // anything is the user's, never removed for an archive.
+    std::error_code removal;
+    if (fs::remove(archive, removal)) fs::rename(partial, archive, ec);
   }
   if (ec) {
     std::error_code ignored;
@@ -238,12 +289,185 @@ Checked<void> compress(Processes& processes, const std::string& source, const st
   return {};
 }
 
+namespace {
+
+// Folders nested deeper than this are refused: each level holds a
+// descriptor open while it is walked.
+constexpr int kFolderDepthLimit = 256;
+
+class Descriptor {
+ public:
+  explicit Descriptor(int fd) : fd_(fd) {}
+  ~Descriptor() {
+    if (fd_ >= 0) ::close(fd_);
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  int get() const { return fd_; }
+
+ private:
+  int fd_;
+};
+
+int openFolderAt(int folder, const std::string& name) {
+  return ::openat(folder, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+}
+
+std::optional<std::vector<std::string>> namesIn(int folder) {
+  const int copy = ::dup(folder);
+  if (copy < 0) return std::nullopt;
+  DIR* dir = ::fdopendir(copy);
+  if (!dir) {
+    ::close(copy);
+    return std::nullopt;
+  }
+  // The copy shares the position of `folder`, which an earlier walk left at the end.
+  ::rewinddir(dir);
+  std::vector<std::string> names;
+  while (const dirent* item = ::readdir(dir)) {
+    const std::string_view name = item->d_name;
+    if (name != "." && name != "..") names.emplace_back(name);
+  }
+  ::closedir(dir);
+  return names;
+}
+
+std::string below(const std::string& prefix, const std::string& name) {
+  return prefix.empty() ? name : prefix + "/" + name;
+}
+
+// Every item unzip made in the private folder, seen without following a
+// link: files and folders by name, links with their targets. `odd` names
+// the first item that is none of these, or a folder too deep to walk.
+struct Staged {
+  std::vector<ArchiveEntry> items;
+  std::optional<std::string> odd;
+};
+
+void walkStaged(int folder, const std::string& prefix, int depth, Staged& staged) {
+  auto names = namesIn(folder);
+  if (!names || depth > kFolderDepthLimit) {
+    staged.odd = prefix;
+    return;
+  }
+  for (const std::string& name : *names) {
+    const std::string path = below(prefix, name);
+    struct stat info {};
+    if (::fstatat(folder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) {
+      staged.odd = path;
+      return;
+    }
+    if (S_ISLNK(info.st_mode)) {
+      std::string target(kLinkTargetLimit + 1, '\0');
+      const ssize_t n = ::readlinkat(folder, name.c_str(), target.data(), target.size());
+      target.resize(n > 0 && static_cast<std::size_t>(n) <= kLinkTargetLimit ? static_cast<std::size_t>(n) : 0);
+      staged.items.push_back({path, target.empty() ? std::string("/") : target});
+    } else if (S_ISDIR(info.st_mode)) {
+      staged.items.push_back({path, std::nullopt});
+      Descriptor inner(openFolderAt(folder, name));
+      if (inner.get() < 0) {
+        staged.odd = path;
+        return;
+      }
+      walkStaged(inner.get(), path, depth + 1, staged);
+    } else if (S_ISREG(info.st_mode)) {
+      staged.items.push_back({path, std::nullopt});
+    } else {
+      staged.odd = path;
+    }
+    if (staged.odd) return;
+  }
+}
+
+using Kind = DecompressionProblem::Kind;
+
+// Moves the staged items of one folder level into the target's, never
+// through a link: a folder the target lacks arrives whole, an existing
+// folder takes the staged folder's items, and a file or link replaces what
+// is at its place in one rename. With `dryRun` only checks that every step
+// can be taken, so that nothing is placed when one of them cannot.
+std::optional<DecompressionProblem> placeLevel(int from, int to, const std::string& prefix, const std::string& target,
+                                               bool dryRun) {
+  auto names = namesIn(from);
+  if (!names) return DecompressionProblem{Kind::extraction, fileErrorText(lastErrno(), target)};
+  for (const std::string& name : *names) {
+    const std::string path = below(prefix, name);
+    const std::string shown = (fs::path(target) / path).string();
+    struct stat staged {}, there {};
+    if (::fstatat(from, name.c_str(), &staged, AT_SYMLINK_NOFOLLOW) != 0)
+      return DecompressionProblem{Kind::extraction, fileErrorText(lastErrno(), shown)};
+    const bool exists = ::fstatat(to, name.c_str(), &there, AT_SYMLINK_NOFOLLOW) == 0;
+    if (S_ISDIR(staged.st_mode) && exists) {
+      // Writing into a link already there would follow it.
+      if (S_ISLNK(there.st_mode)) return DecompressionProblem{Kind::blocked, path};
+      if (!S_ISDIR(there.st_mode))
+        return DecompressionProblem{Kind::extraction, fileErrorText(std::make_error_code(std::errc::not_a_directory), shown)};
+      Descriptor inner(openFolderAt(from, name)), outer(openFolderAt(to, name));
+      if (inner.get() < 0 || outer.get() < 0) return DecompressionProblem{Kind::extraction, fileErrorText(lastErrno(), shown)};
+      if (auto problem = placeLevel(inner.get(), outer.get(), path, target, dryRun)) return problem;
+      continue;
+    }
+    if (exists && S_ISDIR(there.st_mode) && !S_ISDIR(staged.st_mode))
+      return DecompressionProblem{Kind::extraction, fileErrorText(std::make_error_code(std::errc::is_a_directory), shown)};
+    if (!dryRun && ::renameat(from, name.c_str(), to, name.c_str()) != 0)
+      return DecompressionProblem{Kind::extraction, fileErrorText(lastErrno(), shown)};
+  }
+  return std::nullopt;
+}
+
+// unzip's own words without its questions (on a write error it asks
+// whether to go on and, reading the null device, gives up) and with the
+// private folder's name put back to the target's.
+std::string toolProblem(const ToolRun& run, const std::string& staging, const std::string& target) {
+  std::string text;
+  const std::string message = run.message();
+  for (std::size_t at = 0, end = 0; at < message.size(); at = end + 1) {
+    end = std::min(message.find('\n', at), message.size());
+    std::string_view line = std::string_view(message).substr(at, end - at);
+    // Its prompts, and its warning that the file it wrote is cut short:
+    // that file was in the private folder and is gone.
+    if (line.find("[y]es") != std::string_view::npos || line.find("probably truncated") != std::string_view::npos)
+      continue;
+    if (auto prompt = line.find("Continue? (y/n"); prompt != std::string_view::npos) line = line.substr(0, prompt);
+    line = trimWhitespaceAndNewlines(line);
+    if (line.empty()) continue;
+    if (!text.empty()) text += ' ';
+    for (char c : line)
+      if (c != ' ' || text.empty() || text.back() != ' ') text += c;
+  }
+  for (std::size_t at = text.find(staging); !staging.empty() && at != std::string::npos; at = text.find(staging, at + target.size()))
+    text.replace(at, staging.size(), target);
+  if (text.empty()) text = "unzip ended with status " + std::to_string(run.status) + ".";
+  return text;
+}
+
+// A fresh folder only this user can enter, inside the target so that its
+// items can be renamed into place; removed with whatever is left in it.
+class Staging {
+ public:
+  explicit Staging(const fs::path& folder) {
+    std::string pattern = (folder / ".orla-unzip-XXXXXX").string();
+    if (::mkdtemp(pattern.data())) path_ = pattern;
+  }
+  ~Staging() {
+    std::error_code ignored;
+    if (!path_.empty()) fs::remove_all(path_, ignored);
+  }
+  Staging(const Staging&) = delete;
+  Staging& operator=(const Staging&) = delete;
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+}  // namespace
+
 std::optional<DecompressionProblem> decompress(Processes& processes, const std::string& archive,
                                                const std::string& target) {
-  using Kind = DecompressionProblem::Kind;
-  std::string output;
-  auto entries = listEntries(processes, archive, output);
-  if (!entries) return DecompressionProblem{Kind::unreadable, output.empty() ? entries.error() : output};
+  auto entries = readArchiveEntries(archive);
+  if (!entries) return DecompressionProblem{Kind::unreadable, entries.error()};
+  if (auto duplicate = firstDuplicateEntry(*entries)) return DecompressionProblem{Kind::blocked, *duplicate};
 
   std::error_code ec;
   const fs::path root = fs::weakly_canonical(fs::absolute(target, ec), ec);
@@ -256,15 +480,26 @@ std::optional<DecompressionProblem> decompress(Processes& processes, const std::
   if (auto unsafe = firstUnsafeEntry(*entries, root, diskLink)) return DecompressionProblem{Kind::blocked, *unsafe};
 
   fs::create_directories(target, ec);
-  if (ec) return DecompressionProblem{Kind::folder, ec.message() + ": “" + target + "”."};
-  auto run = runTool(processes, kUnzipTool, {"-o", argumentPath(archive), "-d", argumentPath(target)});
+  if (ec) return DecompressionProblem{Kind::folder, fileErrorText(ec, target)};
+  if (entries->empty()) return std::nullopt;
+  Staging staging(root);
+  if (staging.path().empty()) return DecompressionProblem{Kind::folder, fileErrorText(lastErrno(), target)};
+  auto run = runTool(processes, kUnzipTool, {"-q", "-o", argumentPath(archive), "-d", staging.path()});
   if (!run) return DecompressionProblem{Kind::extraction, run.error()};
-  if (run->status != 0 || run->signalled) {
-    std::string message = run->message();
-    if (message.empty()) message = "unzip ended with status " + std::to_string(run->status) + ".";
-    return DecompressionProblem{Kind::extraction, message};
-  }
-  return std::nullopt;
+  if (run->status != 0 || run->signalled)
+    return DecompressionProblem{Kind::extraction, toolProblem(*run, staging.path(), root.string())};
+
+  // What was made is checked again as it lies on disk: the list above is
+  // the archive's word, this is unzip's deed.
+  Descriptor from(::open(staging.path().c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  Descriptor to(::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (from.get() < 0 || to.get() < 0) return DecompressionProblem{Kind::folder, fileErrorText(lastErrno(), target)};
+  Staged staged;
+  walkStaged(from.get(), {}, 0, staged);
+  if (staged.odd) return DecompressionProblem{Kind::blocked, *staged.odd};
+  if (auto unsafe = firstUnsafeEntry(staged.items, root, diskLink)) return DecompressionProblem{Kind::blocked, *unsafe};
+  if (auto problem = placeLevel(from.get(), to.get(), {}, root.string(), true)) return problem;
+  return placeLevel(from.get(), to.get(), {}, root.string(), false);
 }
 
 }  // namespace orla

@@ -35,10 +35,20 @@ using DiskLinkLookup = std::function<std::optional<std::string>(const std::strin
 // standardized and with its own links resolved): an absolute name, a name
 // whose ".." steps climb out, a link whose target points out, or a path that
 // runs through a link (of the archive or already on disk) to outside. An
-// entry that lands on the folder itself counts as outside too. Links are
+// entry that lands on the folder itself counts as outside too. A link on
+// disk at an entry's own place is not walked through: extraction replaces it. Links are
 // followed to a depth of 40, as the system does; deeper counts as outside.
 std::optional<std::string> firstUnsafeEntry(const std::vector<ArchiveEntry>& entries, const std::filesystem::path& root,
                                             const DiskLinkLookup& diskLink);
+
+// The archive's entries as its central directory lists them (read with a
+// zip library, never from a tool's text), each link with its target.
+Checked<std::vector<ArchiveEntry>> readArchiveEntries(const std::string& archivePath);
+
+// The first entry whose name, read as a place below the folder, repeats an
+// earlier one: unzip would write both there, so a listing could not tell
+// what lands (a link's target read by name would be both contents).
+std::optional<std::string> firstDuplicateEntry(const std::vector<ArchiveEntry>& entries);
 
 // The archive a compression writes: into a destination folder (one that
 // ends with "/" or exists) as the source's name plus ".zip"; to another
@@ -58,9 +68,13 @@ struct DecompressionProblem {
   std::string detail;  // the tool's output, the unsafe entry, or the error text
 };
 
-// Lists `archive`, checks every entry, creates `target` (with the folders
-// above it) and extracts over what is there. Nothing is created or
-// extracted when the list cannot be read or an entry is unsafe.
+// Reads `archive`'s list, checks every entry, creates `target` (with the
+// folders above it) and extracts: into a fresh private folder first, whose
+// items are checked again as they lie on disk (never following a link) and
+// then renamed into place, replacing what is there item by item. Nothing
+// is created when the list cannot be read or an entry is unsafe, and
+// nothing the target held is touched when the extraction fails (a full
+// disk, a damaged entry).
 std::optional<DecompressionProblem> decompress(Processes& processes, const std::string& archive,
                                                const std::string& target);
 

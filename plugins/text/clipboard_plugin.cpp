@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "models/icu_support.h"
+#include "models/input_limits.h"
 #include "models/parameter_readers.h"
 #include "models/text.h"
 #include "models/utf8.h"
@@ -89,13 +90,25 @@ int32_t findIgnoringCase(const icu::UnicodeString& text, const icu::UnicodeStrin
   return -1;
 }
 
-// `text` with every occurrence of the rule's search text replaced; `found`
-// is set when there was one.
-std::string replaceAll(std::string_view text, const ReplaceRule& rule, bool& found_) {
+// The text with every match replaced, and `found_` set when there was one;
+// nothing when the result would pass the size limit (rules that each double
+// the text reach it in thirty steps).
+std::optional<std::string> replaceAll(std::string_view text, const ReplaceRule& rule, bool& found_) {
   if (rule.caseSensitive) {
+    // The result's size is known before it is made: a rule that would pass
+    // the limit costs no memory.
+    std::size_t matches = 0;
+    for (size_t found = text.find(rule.search); found != std::string_view::npos;
+         found = text.find(rule.search, found + rule.search.size()))
+      ++matches;
+    if (rule.replace.size() > rule.search.size() &&
+        matches > (kTextSizeLimit - std::min(text.size(), kTextSizeLimit)) / (rule.replace.size() - rule.search.size()))
+      return std::nullopt;
     std::string out;
+    out.reserve(text.size() + matches * rule.replace.size() - std::min(text.size(), matches * rule.search.size()));
     size_t at = 0;
     for (size_t found; (found = text.find(rule.search, at)) != std::string_view::npos; at = found + rule.search.size()) {
+      if (out.size() + (found - at) + rule.replace.size() > kTextSizeLimit) return std::nullopt;
       out.append(text, at, found - at);
       out += rule.replace;
       found_ = true;
@@ -108,6 +121,18 @@ std::string replaceAll(std::string_view text, const ReplaceRule& rule, bool& fou
   const icu::UnicodeString replacement = unicodeString(rule.replace);
   icu::UnicodeString out;
   int32_t at = 0;
+  // Counted first, so that a rule past the limit costs no memory; UTF-16
+  // units are at most three bytes of UTF-8 each.
+  constexpr std::size_t kUnitLimit = kTextSizeLimit / 3;
+  std::size_t matches = 0;
+  for (int32_t found = findIgnoringCase(haystack, needle, 0); found >= 0;
+       found = findIgnoringCase(haystack, needle, found + needle.length()))
+    ++matches;
+  const auto units = [](int32_t length) { return static_cast<std::size_t>(length); };
+  if (units(replacement.length()) > units(needle.length()) &&
+      matches > (kUnitLimit - std::min(units(haystack.length()), kUnitLimit)) /
+                    (units(replacement.length()) - units(needle.length())))
+    return std::nullopt;
   for (int32_t found; (found = findIgnoringCase(haystack, needle, at)) >= 0; at = found + needle.length()) {
     out.append(haystack, at, found - at);
     out.append(replacement);
@@ -155,11 +180,17 @@ std::vector<ReplaceRule> ReplaceRule::rules(const ActionData& data) {
   return out;
 }
 
-std::string ReplaceRule::apply(const std::vector<ReplaceRule>& rules, std::string_view text, bool* found) {
+Checked<std::string> ReplaceRule::apply(const std::vector<ReplaceRule>& rules, std::string_view text, bool* found) {
   std::string out(text);
   bool any = false;
-  for (const ReplaceRule& rule : rules)
-    if (!rule.search.empty()) out = replaceAll(out, rule, any);
+  for (const ReplaceRule& rule : rules) {
+    if (rule.search.empty()) continue;
+    auto replaced = replaceAll(out, rule, any);
+    if (!replaced)
+      return fail("The replacements would make the text larger than " + std::string(kTextSizeLimitWords) +
+                  ", which is too large to use. Nothing was changed.");
+    out = std::move(*replaced);
+  }
   if (found) *found = any;
   return out;
 }
@@ -314,7 +345,12 @@ PluginResult ClipboardPlugin::changeSelection(Command command, const ActionData&
     case Command::uppercase: changed = transforms::uppercase(copied.text); break;
     case Command::lowercase: changed = transforms::lowercase(copied.text); break;
     case Command::capitalize: changed = transforms::titleCase(copied.text); break;
-    default: changed = ReplaceRule::apply(ReplaceRule::rules(data), copied.text, &found); break;
+    default: {
+      auto replaced = ReplaceRule::apply(ReplaceRule::rules(data), copied.text, &found);
+      if (!replaced) return PluginResult::failure(replaced.error());
+      changed = std::move(replaced).value();
+      break;
+    }
   }
   // A selection already as asked is left alone: pasting it back would only
   // add an undo step and move the caret.

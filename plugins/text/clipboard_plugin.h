@@ -26,8 +26,10 @@ struct ReplaceRule {
   // left out, since there is nothing to find.
   static std::vector<ReplaceRule> rules(const ActionData& data);
   // `text` with each rule applied in turn to the result of the one before;
-  // `found`, when given, tells whether any search text occurred.
-  static std::string apply(const std::vector<ReplaceRule>& rules, std::string_view text, bool* found = nullptr);
+  // `found`, when given, tells whether any search text occurred. Fails when
+  // the text would grow past the size limit.
+  static Checked<std::string> apply(const std::vector<ReplaceRule>& rules, std::string_view text,
+                                    bool* found = nullptr);
 };
 
 class ClipboardPlugin : public PluginBase<ClipboardPlugin> {

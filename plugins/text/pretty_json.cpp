@@ -9,6 +9,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "models/input_limits.h"
 #include "plugins/text/text_transforms.h"
 
 namespace orla::transforms {
@@ -20,10 +21,10 @@ namespace {
 class PrettyWriter : public nlohmann::json_sax<nlohmann::json> {
  public:
   // Deeper documents are refused, as the system's own parser refuses them.
-  static constexpr size_t kMaxDepth = 512;
+  static constexpr size_t kMaxDepth = kJsonDepthLimit;
   // A few levels of nesting can multiply a text's size by its depth; past
   // this the result would be no use on a clipboard.
-  static constexpr size_t kMaxOutput = size_t{1} << 30;
+  static constexpr size_t kMaxOutput = kTextSizeLimit;
 
   explicit PrettyWriter(size_t inputSize) { out_.reserve(inputSize + inputSize / 2 + 16); }
 

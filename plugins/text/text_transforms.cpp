@@ -13,6 +13,7 @@
 #include <memory>
 #include <vector>
 
+#include "models/input_limits.h"
 #include "models/base64.h"
 #include "models/graphemes.h"
 #include "models/icu_support.h"
@@ -559,6 +560,10 @@ Checked<std::string> regexReplace(std::string_view text, std::string_view patter
   icu::UnicodeString result;
   int32_t copiedTo = 0;
   while (matcher->find(status)) {
+    // UTF-16 units, at most three bytes of UTF-8 each.
+    if (static_cast<std::size_t>(result.length()) > kTextSizeLimit / 3)
+      return fail("The replaced text would be larger than " + std::string(kTextSizeLimitWords) +
+                  ", which is too large to use. Nothing was changed.");
     const int32_t start = matcher->start(status), end = matcher->end(status);
     result.append(input, copiedTo, start - copiedTo);
     for (const TemplatePiece& piece : *pieces) {

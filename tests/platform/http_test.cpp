@@ -198,6 +198,52 @@ TEST_F(HttpTest, RedirectsAreFollowedOnlyWhenAsked) {
   EXPECT_EQ(kept.body, "moved");
 }
 
+TEST_F(HttpTest, ARequestWithHeadersOrABodyIsNotRedirectedToAnotherServer) {
+  TestHttpServer other;
+  server.reply("/here", [] {
+    Reply r = Reply::text(302, "moved");
+    r.location = "/there";
+    return r;
+  }());
+  server.reply("/there", Reply::text(200, "same server"));
+  other.reply("/stolen", Reply::text(200, "other server"));
+  const struct {
+    std::string name;
+    int status;
+    bool withHeader;
+    bool withBody;
+  } cases[] = {{"307 with a key header", 307, true, false},
+               {"308 with a body", 308, false, true},
+               {"302 with a key header", 302, true, false}};
+  for (const auto& c : cases) {
+    Reply away = Reply::text(c.status, "away");
+    away.location = other.url("/stolen?token=secret");
+    server.reply("/away", away);
+    HttpRequest request = get("/away");
+    if (c.withHeader) request.headers.push_back({"X-Api-Key", "sk-not-for-them"});
+    if (c.withBody) {
+      request.method = "POST";
+      request.body = "password=hunter2";
+    }
+    const HttpResponse response = run(request);
+    ASSERT_TRUE(response.error) << c.name;
+    EXPECT_EQ(*response.error,
+              "The server redirected the request to http://127.0.0.1:" + std::to_string(other.port()) +
+                  "; it was not followed, so that the request's headers and body reach only the server they were "
+                  "written for.")
+        << c.name;
+  }
+  EXPECT_TRUE(other.requests().empty());
+  // On the same server, and without anything of the user's to carry, a redirect is followed.
+  HttpRequest same = get("/here");
+  same.headers.push_back({"X-Api-Key", "k"});
+  EXPECT_EQ(run(same).body, "same server");
+  Reply away = Reply::text(302, "away");
+  away.location = other.url("/stolen");
+  server.reply("/plain", away);
+  EXPECT_EQ(run(get("/plain")).body, "other server");
+}
+
 // Every backend's HTTP service is real: the same request reaches the server.
 struct SimBackend {
   static std::shared_ptr<Platform> make() { return sim::makeSimPlatform(std::make_shared<sim::SimDesktop>()); }

@@ -64,6 +64,13 @@ bool HostRunner::runShortcut(const Shortcut& shortcut) { return runShortcut(shor
 bool HostRunner::runAction(std::string_view kind, const ActionData& data, PluginResult& result) {
   ActionPlugin* plugin = registry_.find(kind);
   if (!plugin) return false;
+  if (++actionsStarted_ > kMaxActions) {
+    exhausted_ = true;
+    result = PluginResult::failure("This run has started " + std::to_string(kMaxActions) +
+                                   " actions, the most one run may; the rest do not run.");
+    output_.result(kind, result);
+    return false;
+  }
   result = inDesktopWords(executeAction(*plugin, data));
   output_.result(kind, result);
   // Work the plugin queued for the main thread (a notification posted from
@@ -78,7 +85,7 @@ bool HostRunner::runShortcut(const Shortcut& shortcut, int depth) {
   std::string previousMessage;
   for (const Action& action : shortcut.actions) {
     // A failure in a nested shortcut stops the shortcuts around it too.
-    if (quitting_ || (failed_ && !keepGoing_)) break;
+    if (quitting_ || exhausted_ || (failed_ && !keepGoing_)) break;
     if (skipNext) {
       output_.skipped(action.kind);
       skipNext = false;
@@ -102,7 +109,7 @@ bool HostRunner::runShortcut(const Shortcut& shortcut, int depth) {
 
 bool HostRunner::handleRequests(int depth) {
   bool ok = true;
-  while (!requests_.empty()) {
+  while (!requests_.empty() && !exhausted_) {
     Request request = std::move(requests_.front());
     requests_.erase(requests_.begin());
     if (request.action != "runByName") {

@@ -21,6 +21,10 @@ class HostRunner {
   // Nested "run by name" shortcuts deeper than this are refused, so a
   // shortcut that runs itself cannot recurse without end.
   static constexpr int kMaxNesting = 8;
+  // One top-level run starts at most this many actions, nested shortcuts
+  // included: within the nesting limit a shortcut that runs itself ten
+  // times a level would otherwise start a hundred million.
+  static constexpr int kMaxActions = 10000;
 
   HostRunner(std::shared_ptr<Platform> platform, Output& output);
   ~HostRunner();
@@ -63,6 +67,8 @@ class HostRunner {
   bool quitting_ = false;
   bool keepGoing_ = false;
   bool failed_ = false;
+  int actionsStarted_ = 0;
+  bool exhausted_ = false;  // the run reached kMaxActions and stops
 };
 
 }  // namespace orla::cli

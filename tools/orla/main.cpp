@@ -5,6 +5,8 @@
 // 2 for a usage error (unknown kind, malformed JSON, unreadable file).
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <cctype>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -13,10 +15,12 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
+#include "models/input_limits.h"
 #include "models/json_codable.h"
 #include "models/text.h"
 #include "platform/sim/sim_state.h"
 #include "tools/orla/host_runner.h"
+#include "tools/orla/state_file.h"
 
 namespace orla::cli {
 namespace {
@@ -34,7 +38,9 @@ ActionData readParams(const std::string& params) {
   std::string text;
   if (params.empty()) return {};
   if (params == "-") {
-    text.assign(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
+    auto input = readBoundedText(std::cin, "standard input");
+    if (!input) throw UsageError{input.error()};
+    text = std::move(input).value();
   } else if (params.front() == '@') {
     auto file = readTextFile(params.substr(1));
     if (!file) throw UsageError{file.error()};
@@ -50,7 +56,12 @@ ActionData readParams(const std::string& params) {
 void requireKnownKind(const std::string& kind) {
   for (const PluginInfo& info : PluginRegistry::table())
     if (info.pluginClass == kind) return;
-  throw UsageError{"unknown action kind " + orla::quoted(kind) + "; `orla list` shows them all"};
+  // Named only when it has the shape of a kind (letters alone): anything
+  // else may be parameters put first by mistake, holding a key or password.
+  const bool kindShaped = !kind.empty() && kind.size() <= 64 &&
+                          std::all_of(kind.begin(), kind.end(), [](unsigned char c) { return std::isalpha(c); });
+  if (kindShaped) throw UsageError{"unknown action kind " + orla::quoted(kind) + "; `orla list` shows them all"};
+  throw UsageError{"the first argument is not an action kind; `orla list` shows them all"};
 }
 
 // `--sim` takes an optional state file: `--sim=FILE` anywhere, or `--sim
@@ -80,6 +91,15 @@ std::vector<std::string> splitSimArgument(int argc, char** argv) {
   return args;
 }
 
+// CLI11's sentence when it names no value the user typed; otherwise one of
+// ours, since a stray argument may be a key or a password.
+std::string usageErrorText(const CLI::ParseError& e) {
+  const std::string name = e.get_name();
+  if (name == "RequiredError" || name == "RequiresError" || name == "ExcludesError") return e.what();
+  if (name == "ExtrasError") return "more arguments than the command takes; `orla --help` shows its usage";
+  return "the arguments could not be read; `orla --help` shows the usage";
+}
+
 struct Options {
   bool json = false;
   bool sim = false;
@@ -93,6 +113,7 @@ std::shared_ptr<sim::SimDesktop> makeSimDesktop(const Options& options) {
   if (options.simState.empty()) return desktop;
   auto text = readTextFile(options.simState);
   if (!text) throw UsageError{text.error()};
+  if (auto deep = jsonNestingProblem(*text, options.simState)) throw UsageError{*deep};
   auto json = parseJsonText(*text);
   if (!json) throw UsageError{options.simState + " is not valid JSON at " + json.error()};
   if (auto loaded = sim::loadState(*desktop, *json); !loaded) throw UsageError{loaded.error()};
@@ -134,7 +155,7 @@ int realMain(int argc, char** argv) {
   } catch (const CLI::CallForAllHelp& e) {
     return app.exit(e);
   } catch (const CLI::ParseError& e) {
-    std::cerr << "orla: " << e.what() << "\n";
+    std::cerr << "orla: " << usageErrorText(e) << "\n";
     return kUsage;
   }
 
@@ -147,6 +168,7 @@ int realMain(int argc, char** argv) {
     std::shared_ptr<Platform> platform;
     if (options.sim) {
       desktop = makeSimDesktop(options);
+      desktop->setRecording(options.trace);
       platform = sim::makeSimPlatform(desktop);
       Platform::setCurrent(platform);
     } else {
@@ -185,12 +207,14 @@ int realMain(int argc, char** argv) {
       }
     }
 
-    // Opened before the run, so a path that cannot be written stops it
-    // before any action has acted.
-    std::ofstream stateOut;
+    // Made before the run, beside the target, so a folder that cannot be
+    // written stops it before any action has acted; it takes the target's
+    // place only when whole.
+    std::optional<StateFileWriter> stateOut;
     if (!options.stateOut.empty()) {
-      stateOut.open(options.stateOut);
-      if (!stateOut) throw UsageError{"cannot write " + options.stateOut};
+      auto writer = StateFileWriter::open(options.stateOut);
+      if (!writer) throw UsageError{writer.error()};
+      stateOut.emplace(std::move(writer).value());
     }
 
     bool ok = true;
@@ -202,10 +226,12 @@ int realMain(int argc, char** argv) {
     platform->scheduler().waitUntilIdle();
     if (desktop && options.trace)
       for (const sim::TraceEntry& entry : desktop->trace()) output.trace(entry);
-    if (desktop && stateOut.is_open()) {
-      stateOut << sim::saveState(*desktop).dump(2) << "\n";
-      stateOut.flush();
-      if (!stateOut) std::cerr << "orla: could not finish writing " << options.stateOut << "\n";
+    if (desktop && stateOut) {
+      const auto state = sim::saveState(*desktop).dump(2, ' ', false, nlohmann::json::error_handler_t::replace);
+      if (auto written = stateOut->commit(state + "\n"); !written) {
+        std::cerr << "orla: " << written.error() << "\n";
+        return kFailed;
+      }
     }
     return ok ? kOk : kFailed;
   } catch (const UsageError& e) {

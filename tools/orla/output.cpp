@@ -12,7 +12,11 @@ using json = nlohmann::ordered_json;
 namespace {
 
 // Lines go out one by one as they happen, so a long shortcut shows progress.
-void emit(std::ostream& out, const json& object) { out << object.dump() << std::endl; }
+// Texts that are not UTF-8 (a file name in another encoding) go out with
+// U+FFFD in place of each bad byte, so that every line stays valid JSON.
+void emit(std::ostream& out, const json& object) {
+  out << object.dump(-1, ' ', false, json::error_handler_t::replace) << std::endl;
+}
 
 }  // namespace
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <filesystem>
+#include <istream>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,9 @@ struct Shortcut {
 };
 
 Checked<std::string> readTextFile(const std::filesystem::path& path);
+// The whole of a stream (standard input), up to the input limit; `name`
+// says what it is in the error.
+Checked<std::string> readBoundedText(std::istream& in, const std::string& name);
 // Parses one shortcut; every kind must be in the plugin table.
 Checked<Shortcut> parseShortcut(std::string_view text, std::string fallbackName);
 Checked<Shortcut> loadShortcut(const std::filesystem::path& path);

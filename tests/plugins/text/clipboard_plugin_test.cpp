@@ -84,7 +84,17 @@ TEST(ClipboardCommands, ReplaceRules) {
       {{{"é", "e", false}}, "CAFÉ café", "CAFe cafe"},
       {{{"aa", "a", false}}, "aaaa", "aa"},  // no match inside a replacement
   };
-  for (const Case& c : cases) EXPECT_EQ(ReplaceRule::apply(c.rules, c.text), c.expected) << c.text;
+  for (const Case& c : cases) EXPECT_EQ(ReplaceRule::apply(c.rules, c.text).value(), c.expected) << c.text;
+  // Rules that would grow the text past 1 GB stop with a sentence, before
+  // the memory is spent, with and without regard to case.
+  const std::string huge(std::size_t{1} << 16, 'b');
+  const std::string many(20000, 'a');
+  for (bool caseSensitive : {true, false}) {
+    auto grown = ReplaceRule::apply({{"a", huge, caseSensitive}}, many);
+    ASSERT_FALSE(grown) << caseSensitive;
+    EXPECT_EQ(grown.error(), "The replacements would make the text larger than 1 GB, which is too large to use. "
+                             "Nothing was changed.");
+  }
   const ActionData data = {{"Rules", AnyArray{AnyDictionary{{"searchText", "x"}, {"Replace", "y"}, {"caseSensitive", 1}}}}};
   EXPECT_EQ(ReplaceRule::rules(data), (std::vector<ReplaceRule>{{"x", "y", true}}));
 }
