@@ -17,6 +17,8 @@
 
 #include "platform/linux/cups_printers.h"
 #include "platform/linux/gio_services.h"
+#include "platform/linux/glib_main_thread.h"
+#include "platform/linux/gtk_services.h"
 #include "platform/linux/x11_accessibility.h"
 #include "platform/linux/x11_connection.h"
 #include "platform/linux/x11_displays.h"
@@ -29,7 +31,6 @@
 #include "platform/posix/curl_http.h"
 #include "platform/posix/posix_processes.h"
 #include "platform/posix/posix_services.h"
-#include "platform/queued_main_thread.h"
 #include "platform/thread_scheduler.h"
 #include "platform/unavailable_services.h"
 
@@ -273,7 +274,9 @@ std::shared_ptr<Platform> makeNativePlatform() {
   Platform::Services services;
   services.clock = std::make_unique<posix::PosixClock>();
   services.notifications = std::make_unique<LocalNotificationCenter>();
-  services.mainThread = std::make_unique<QueuedMainThread>();
+  auto mainThread = std::make_unique<linux_desktop::GLibMainThread>();
+  linux_desktop::GLibMainThread& glibMainThread = *mainThread;
+  services.mainThread = std::move(mainThread);
   services.scheduler = std::make_unique<ThreadScheduler>();
   services.pasteboard = std::make_unique<UnavailablePasteboard>();
   services.keyboard = std::make_unique<UnavailableKeyboardEvents>();
@@ -308,6 +311,10 @@ std::shared_ptr<Platform> makeNativePlatform() {
     services.workspace = std::make_unique<linux_desktop::ProcWorkspace>(*x11);
     capabilities.insert({Capability::keyboardEvents, Capability::mouseEvents, Capability::displays,
                          Capability::accessibility, Capability::applicationControl});
+    // GTK itself starts only when the first message or menu is shown.
+    services.alerts = linux_desktop::makeGtkAlerts(glibMainThread);
+    services.popupMenus = linux_desktop::makeGtkPopupMenus(glibMainThread);
+    capabilities.insert({Capability::alerts, Capability::popUpMenus});
     if (auto clipboard = linux_desktop::makeX11Pasteboard()) {
       services.pasteboard = std::move(clipboard.value());
       capabilities.insert(Capability::pasteboard);
