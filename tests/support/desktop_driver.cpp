@@ -8,6 +8,7 @@
 //   orla_desktop_driver focus <pid>                  wait until a window of <pid> has the focus; print its title
 //   orla_desktop_driver keys <pid> <title> <key>...  once the item <title> shows, press the keys (X keysym names)
 //   orla_desktop_driver click <x> <y>                click the left button there
+//   orla_desktop_driver move <x> <y>                 move the pointer there
 //   orla_desktop_driver showing <pid> <title>        wait until an element with this title shows
 //
 // Each waits up to 10 s for what it needs and exits 0 when it did its work.
@@ -90,7 +91,7 @@ AtspiAccessible* waitFor(int pid, const std::vector<std::string>& path) {
         if (!at) break;
       }
       g_object_unref(app);
-      if (at && (path.size() > 1 || showing(at))) return at;
+      if (at && showing(at)) return at;
       if (at) g_object_unref(at);
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
@@ -113,6 +114,26 @@ bool click(AtspiAccessible* a) {
   }
   g_object_unref(action);
   return ok;
+}
+
+// A real click in the middle of the element, as a user opens a submenu (the
+// accessibility action cannot reach an item whose menu is not open yet).
+bool clickWithPointer(AtspiAccessible* a) {
+  AtspiComponent* component = atspi_accessible_get_component_iface(a);
+  if (!component) return false;
+  AtspiRect* r = atspi_component_get_extents(component, ATSPI_COORD_TYPE_SCREEN, nullptr);
+  g_object_unref(component);
+  if (!r) return false;
+  Display* display = XOpenDisplay(nullptr);
+  if (display) {
+    XTestFakeMotionEvent(display, -1, r->x + r->width / 2, r->y + r->height / 2, 0);
+    XTestFakeButtonEvent(display, 1, True, 0);
+    XTestFakeButtonEvent(display, 1, False, 0);
+    XFlush(display);
+    XCloseDisplay(display);
+  }
+  g_free(r);
+  return display != nullptr;
 }
 
 long property(Display* display, Window window, const char* name, Atom type) {
@@ -168,12 +189,14 @@ int keys(const std::vector<std::string>& names) {
   return 0;
 }
 
-int clickAt(int x, int y) {
+int pointAt(int x, int y, bool click) {
   Display* display = XOpenDisplay(nullptr);
   if (!display) return 2;
   XTestFakeMotionEvent(display, -1, x, y, 0);
-  XTestFakeButtonEvent(display, 1, True, 0);
-  XTestFakeButtonEvent(display, 1, False, 0);
+  if (click) {
+    XTestFakeButtonEvent(display, 1, True, 0);
+    XTestFakeButtonEvent(display, 1, False, 0);
+  }
   XFlush(display);
   XCloseDisplay(display);
   return 0;
@@ -187,7 +210,8 @@ int main(int argc, char** argv) {
     return 2;
   }
   const std::string command = argv[1];
-  if (command == "click" && argc == 4) return clickAt(std::atoi(argv[2]), std::atoi(argv[3]));
+  if ((command == "click" || command == "move") && argc == 4)
+    return pointAt(std::atoi(argv[2]), std::atoi(argv[3]), command == "click");
   const int pid = std::atoi(argv[2]);
   if (command == "focus") return focus(pid);
   if (atspi_init() < 0) return 2;
@@ -199,6 +223,15 @@ int main(int argc, char** argv) {
     g_object_unref(at);
     std::this_thread::sleep_for(std::chrono::milliseconds(150));  // the menu takes the keyboard
     return keys({rest.begin() + 1, rest.end()});
+  }
+  if (command == "menu") {
+    // Open each submenu on the way, then choose the item.
+    for (std::size_t level = 1; level < rest.size(); ++level) {
+      AtspiAccessible* opener = waitFor(pid, {rest.begin(), rest.begin() + level});
+      if (!opener || !clickWithPointer(opener)) return 1;
+      g_object_unref(opener);
+      std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    }
   }
   AtspiAccessible* at = waitFor(pid, rest);
   if (!at) return 1;
