@@ -16,6 +16,7 @@
 #include <mutex>
 
 #include "platform/linux/cups_printers.h"
+#include "platform/linux/desktop_settings.h"
 #include "platform/linux/gio_services.h"
 #include "platform/linux/glib_main_thread.h"
 #include "platform/linux/gtk_services.h"
@@ -301,8 +302,10 @@ std::shared_ptr<Platform> makeNativePlatform() {
   services.fileWorkspace = linux_desktop::makeGioFileWorkspace();
   services.fileManager = linux_desktop::makeGioFileManager();
   services.printers = linux_desktop::makeCupsPrinters();
+  services.settingsPanes = linux_desktop::makeDesktopSettingsPanes();
   std::set<Capability> capabilities{Capability::workspace, Capability::http, Capability::processes,
-                                    Capability::trash, Capability::recentDocuments, Capability::printers};
+                                    Capability::trash, Capability::recentDocuments, Capability::printers,
+                                    Capability::settingsPanes};
   if (auto x11 = linux_desktop::X11Connection::open()) {
     services.keyboard = linux_desktop::makeX11KeyboardEvents(*x11);
     services.mouse = linux_desktop::makeX11MouseEvents(*x11);

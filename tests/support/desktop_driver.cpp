@@ -94,7 +94,7 @@ AtspiAccessible* waitFor(int pid, const std::vector<std::string>& path) {
       if (at && showing(at)) return at;
       if (at) g_object_unref(at);
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
   std::fprintf(stderr, "driver: nothing titled \"%s\" showed in process %d\n", path.back().c_str(), pid);
   return nullptr;
@@ -164,7 +164,8 @@ int focus(int pid) {
       XCloseDisplay(display);
       return 0;
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    // Often, so that the benchmarks can time when the focus arrived.
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
   }
   std::fprintf(stderr, "driver: no window of process %d took the focus\n", pid);
   XCloseDisplay(display);

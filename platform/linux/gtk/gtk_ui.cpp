@@ -86,17 +86,20 @@ void addDetail(GtkMessageDialog* dialog, const std::string& detail) {
     gtk_message_dialog_format_secondary_text(dialog, "%s", detail.c_str());
     return;
   }
-  GtkWidget* label = gtk_label_new(detail.c_str());
-  gtk_label_set_line_wrap(GTK_LABEL(label), TRUE);
-  gtk_label_set_line_wrap_mode(GTK_LABEL(label), PANGO_WRAP_WORD_CHAR);
-  gtk_label_set_max_width_chars(GTK_LABEL(label), 60);
-  gtk_label_set_xalign(GTK_LABEL(label), 0);
-  gtk_label_set_yalign(GTK_LABEL(label), 0);
+  // A text view lays out only what is shown, where a label would lay out
+  // all of it before the dialog could appear.
+  GtkWidget* text = gtk_text_view_new();
+  gtk_text_buffer_set_text(gtk_text_view_get_buffer(GTK_TEXT_VIEW(text)), detail.c_str(),
+                           static_cast<int>(detail.size()));
+  gtk_text_view_set_editable(GTK_TEXT_VIEW(text), FALSE);
+  gtk_text_view_set_cursor_visible(GTK_TEXT_VIEW(text), FALSE);
+  gtk_text_view_set_wrap_mode(GTK_TEXT_VIEW(text), GTK_WRAP_WORD_CHAR);
+  gtk_widget_set_can_focus(text, FALSE);
   GtkWidget* scroller = gtk_scrolled_window_new(nullptr, nullptr);
   gtk_scrolled_window_set_policy(GTK_SCROLLED_WINDOW(scroller), GTK_POLICY_NEVER, GTK_POLICY_AUTOMATIC);
   gtk_scrolled_window_set_min_content_height(GTK_SCROLLED_WINDOW(scroller), 300);
-  gtk_scrolled_window_set_max_content_height(GTK_SCROLLED_WINDOW(scroller), 300);
-  gtk_container_add(GTK_CONTAINER(scroller), label);
+  gtk_scrolled_window_set_min_content_width(GTK_SCROLLED_WINDOW(scroller), 480);
+  gtk_container_add(GTK_CONTAINER(scroller), text);
   GtkWidget* area = gtk_message_dialog_get_message_area(dialog);
   gtk_box_pack_start(GTK_BOX(area), scroller, TRUE, TRUE, 0);
   gtk_widget_show_all(scroller);
