@@ -158,7 +158,7 @@ class DesktopTest(unittest.TestCase):
                 self.env["DISPLAY"] = display
             lines, err = self.finish(self.start_orla("run", "MessageShortcut", json.dumps({"title": "Hello"})))
             self.assertEqual(lines[0]["message"], "Messages are not available on this desktop in this build of Orla.")
-            lines, _ = self.finish(self.start_orla("run", "ApplicationShortcut", json.dumps({"actionType": 2})))
+            lines, _ = self.finish(self.start_orla("run", "DocumentShortcut", json.dumps({"actionType": 3})))
             self.assertEqual(lines[0]["message"],
                              "Pop-up menus are not available on this desktop in this build of Orla.")
 

@@ -153,6 +153,9 @@ long property(Display* display, Window window, const char* name, Atom type) {
 int focus(int pid) {
   Display* display = XOpenDisplay(nullptr);
   if (!display) return 2;
+  // The active window may go away between reading it and reading its
+  // process: that is not an error here.
+  XSetErrorHandler([](Display*, XErrorEvent*) { return 0; });
   const auto end = Clock::now() + kPatience;
   while (Clock::now() < end) {
     const Window active = property(display, DefaultRootWindow(display), "_NET_ACTIVE_WINDOW", XA_WINDOW);
