@@ -226,6 +226,8 @@ class GtkUiImpl : public GtkUi {
     if (two) addButton(dialog, alert.buttons[1], alertSecondButtonReturn);
     GtkWidget* first = addButton(dialog, alert.buttons.empty() ? "OK" : alert.buttons[0], alertFirstButtonReturn);
     gtk_dialog_set_default_response(dialog, alertFirstButtonReturn);
+    // Drawn as the default, so the user sees which button Return presses.
+    gtk_style_context_add_class(gtk_widget_get_style_context(first), GTK_STYLE_CLASS_SUGGESTED_ACTION);
     gtk_widget_grab_focus(first);
     // Escape stands for the other button; with one button, for that one.
     run.escapeResponse = two ? alertSecondButtonReturn : alertFirstButtonReturn;
