@@ -29,7 +29,7 @@
 namespace {
 
 using Clock = std::chrono::steady_clock;
-constexpr auto kPatience = std::chrono::seconds(10);
+constexpr auto kPatience = std::chrono::seconds(20);
 
 std::string nameOf(AtspiAccessible* a) {
   gchar* n = atspi_accessible_get_name(a, nullptr);
@@ -223,7 +223,10 @@ int main(int argc, char** argv) {
   if (rest.empty()) return 2;
   if (command == "keys") {
     AtspiAccessible* at = waitFor(pid, {rest.front()});
-    if (!at) return 1;
+    if (!at) {
+      keys({"Escape"});
+      return 1;
+    }
     g_object_unref(at);
     std::this_thread::sleep_for(std::chrono::milliseconds(150));  // the menu takes the keyboard
     return keys({rest.begin() + 1, rest.end()});
@@ -232,13 +235,21 @@ int main(int argc, char** argv) {
     // Open each submenu on the way, then choose the item.
     for (std::size_t level = 1; level < rest.size(); ++level) {
       AtspiAccessible* opener = waitFor(pid, {rest.begin(), rest.begin() + level});
-      if (!opener || !clickWithPointer(opener)) return 1;
+      if (!opener || !clickWithPointer(opener)) {
+        keys({"Escape", "Escape", "Escape"});
+        return 1;
+      }
       g_object_unref(opener);
       std::this_thread::sleep_for(std::chrono::milliseconds(200));
     }
   }
   AtspiAccessible* at = waitFor(pid, rest);
-  if (!at) return 1;
+  if (!at) {
+    // Close whatever is open, so that the program under test does not wait
+    // for a user forever and its test can report the failure.
+    if (command != "showing") keys({"Escape"});
+    return 1;
+  }
   if (command == "showing") return 0;
   if (command != "button" && command != "menu") return 2;
   const bool ok = click(at);
