@@ -127,4 +127,21 @@ std::string quoted(std::string_view name) {
   return out;
 }
 
+std::string normalisedName(std::string_view name) {
+  const std::string lower = toLowercase(name);
+  std::string out;
+  const auto* s = reinterpret_cast<const uint8_t*>(lower.data());
+  const auto n = static_cast<int32_t>(lower.size());
+  for (int32_t i = 0; i < n;) {
+    const int32_t start = i;
+    UChar32 c;
+    U8_NEXT(s, i, n, c);
+    if (c < 0) continue;
+    const auto type = u_charType(c);
+    if (u_isalpha(c) || type == U_DECIMAL_DIGIT_NUMBER || type == U_LETTER_NUMBER || type == U_OTHER_NUMBER)
+      out.append(lower, static_cast<size_t>(start), static_cast<size_t>(i - start));
+  }
+  return out;
+}
+
 }  // namespace orla

@@ -35,6 +35,11 @@ bool equalsIgnoringCase(std::string_view a, std::string_view b);
 std::u16string toUtf16(std::string_view utf8);
 std::string toUtf8(std::u16string_view utf16);
 
+// Lower case, then only the letters and digits: the form names are
+// compared in, so that "Regex Find & Replace", "regex-find-replace" and
+// "REGEX FIND REPLACE" all become "regexfindreplace".
+std::string normalisedName(std::string_view name);
+
 // Wraps a user-supplied name in typographic quotes: “name”.
 std::string quoted(std::string_view name);
 

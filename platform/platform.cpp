@@ -10,8 +10,25 @@ std::string Environment::expandTilde(std::string_view path) const {
   return orla::expandTilde(path, [this](std::string_view user) { return homeDirectory(user); });
 }
 
+namespace {
+
+class NoSettingsPanes : public SettingsPanes {
+ public:
+  std::optional<std::string> desktop() const override { return std::nullopt; }
+  Checked<void> open(std::string_view) override {
+    return fail("Opening settings panes is not available on this desktop in this build of Orla.");
+  }
+};
+
+}  // namespace
+
 Platform::Platform(std::string name, Services services, std::set<Capability> capabilities)
-    : name_(std::move(name)), services_(std::move(services)), capabilities_(std::move(capabilities)) {}
+    : name_(std::move(name)), services_(std::move(services)), capabilities_(std::move(capabilities)) {
+  if (!services_.settingsPanes) {
+    services_.settingsPanes = std::make_unique<NoSettingsPanes>();
+    capabilities_.erase(Capability::settingsPanes);
+  }
+}
 
 bool Platform::supports(Capability capability) const { return capabilities_.count(capability) > 0; }
 

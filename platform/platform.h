@@ -28,6 +28,7 @@
 #include "platform/processes.h"
 #include "platform/scheduler.h"
 #include "platform/scripting.h"
+#include "platform/settings_panes.h"
 #include "platform/sound.h"
 #include "platform/user_defaults.h"
 #include "platform/workspace.h"
@@ -56,6 +57,8 @@ enum class Capability {
   // Applications' menu bars through the accessibility interface; a desktop
   // may offer windows there but not menus (X11 through its window manager).
   menuBars,
+  // Opening a pane of the system's settings application.
+  settingsPanes,
 };
 
 class Platform {
@@ -86,6 +89,9 @@ class Platform {
     std::unique_ptr<FileWorkspace> fileWorkspace;
     std::unique_ptr<FileManager> fileManager;
     std::unique_ptr<Printers> printers;
+    // None where a backend has no settings application to open: then it
+    // answers that it cannot.
+    std::unique_ptr<SettingsPanes> settingsPanes;
   };
 
   Platform(std::string name, Services services, std::set<Capability> capabilities);
@@ -118,6 +124,7 @@ class Platform {
   FileWorkspace& fileWorkspace() const { return *services_.fileWorkspace; }
   FileManager& fileManager() const { return *services_.fileManager; }
   Printers& printers() const { return *services_.printers; }
+  SettingsPanes& settingsPanes() const { return *services_.settingsPanes; }
 
   // The process default: the native desktop unless a host or a test put
   // another platform in its place.

@@ -18,7 +18,10 @@
 #include "platform/linux/atspi_accessibility.h"
 #include "platform/linux/atspi_bus.h"
 #include "platform/linux/cups_printers.h"
+#include "platform/linux/desktop_settings.h"
 #include "platform/linux/gio_services.h"
+#include "platform/linux/glib_main_thread.h"
+#include "platform/linux/gtk_services.h"
 #include "platform/linux/x11_accessibility.h"
 #include "platform/linux/x11_connection.h"
 #include "platform/linux/x11_displays.h"
@@ -31,7 +34,6 @@
 #include "platform/posix/curl_http.h"
 #include "platform/posix/posix_processes.h"
 #include "platform/posix/posix_services.h"
-#include "platform/queued_main_thread.h"
 #include "platform/thread_scheduler.h"
 #include "platform/unavailable_services.h"
 
@@ -275,7 +277,9 @@ std::shared_ptr<Platform> makeNativePlatform() {
   Platform::Services services;
   services.clock = std::make_unique<posix::PosixClock>();
   services.notifications = std::make_unique<LocalNotificationCenter>();
-  services.mainThread = std::make_unique<QueuedMainThread>();
+  auto mainThread = std::make_unique<linux_desktop::GLibMainThread>();
+  linux_desktop::GLibMainThread& glibMainThread = *mainThread;
+  services.mainThread = std::move(mainThread);
   services.scheduler = std::make_unique<ThreadScheduler>();
   services.pasteboard = std::make_unique<UnavailablePasteboard>();
   services.keyboard = std::make_unique<UnavailableKeyboardEvents>();
@@ -300,8 +304,10 @@ std::shared_ptr<Platform> makeNativePlatform() {
   services.fileWorkspace = linux_desktop::makeGioFileWorkspace();
   services.fileManager = linux_desktop::makeGioFileManager();
   services.printers = linux_desktop::makeCupsPrinters();
+  services.settingsPanes = linux_desktop::makeDesktopSettingsPanes();
   std::set<Capability> capabilities{Capability::workspace, Capability::http, Capability::processes,
-                                    Capability::trash, Capability::recentDocuments, Capability::printers};
+                                    Capability::trash, Capability::recentDocuments, Capability::printers,
+                                    Capability::settingsPanes};
   if (auto x11 = linux_desktop::X11Connection::open()) {
     services.keyboard = linux_desktop::makeX11KeyboardEvents(*x11);
     services.mouse = linux_desktop::makeX11MouseEvents(*x11);
@@ -316,6 +322,10 @@ std::shared_ptr<Platform> makeNativePlatform() {
       services.accessibility = linux_desktop::makeAtspiAccessibility(std::move(services.accessibility), std::move(bus));
       capabilities.insert(Capability::menuBars);
     }
+    // GTK itself starts only when the first message or menu is shown.
+    services.alerts = linux_desktop::makeGtkAlerts(glibMainThread);
+    services.popupMenus = linux_desktop::makeGtkPopupMenus(glibMainThread);
+    capabilities.insert({Capability::alerts, Capability::popUpMenus});
     if (auto clipboard = linux_desktop::makeX11Pasteboard()) {
       services.pasteboard = std::move(clipboard.value());
       capabilities.insert(Capability::pasteboard);

@@ -29,6 +29,7 @@
 #include "platform/sim/sim_finder.h"
 #include "platform/sim/sim_keychain.h"
 #include "platform/sim/sim_programs.h"
+#include "platform/sim/sim_settings.h"
 #include "platform/sim/sim_sounds.h"
 #include "platform/sim/sim_user_interface.h"
 
@@ -261,6 +262,7 @@ class SimDesktop {
   const SimDocuments& documents() const { return documents_; }
   SimFinder& finder() { return finder_; }
   const SimFinder& finder() const { return finder_; }
+  SimSettings& settings() { return settings_; }
 
   // Recorder.
   void record(std::string category, std::string text);
@@ -329,6 +331,7 @@ class SimDesktop {
   MemoryUserDefaults userDefaults_;
   SimKeychain keychain_;
   SimPrograms programs_;
+  SimSettings settings_;
   SimSounds sounds_;
   SimUserInterface ui_;
   SimDocuments documents_;

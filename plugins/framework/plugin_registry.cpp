@@ -8,6 +8,7 @@
 #include "plugins/apps/document_plugin.h"
 #include "plugins/apps/file_operation_plugin.h"
 #include "plugins/apps/finder_window_plugin.h"
+#include "plugins/apps/preference_plugin.h"
 #include "plugins/apps/print_plugin.h"
 #include "plugins/apps/url_plugin.h"
 #include "plugins/flow/conditional_plugin.h"
@@ -68,7 +69,7 @@ constexpr std::array<Row, 31> kTable{{
     {{"NetworkShortcut", "NetworkPlugin", false}, nullptr},
     {{"OrlaShortcut", "OrlaPlugin", true}, &make<OrlaPlugin>},
     {{"PauseShortcut", "PausePlugin", true}, &make<PausePlugin>},
-    {{"PreferenceShortcut", "PreferencePlugin", false}, nullptr},
+    {{"PreferenceShortcut", "PreferencePlugin", true}, &make<PreferencePlugin>},
     {{"PrintShortcut", "PrintPlugin", true}, &make<PrintPlugin>},
     {{"ShortcutsAppAction", "ShortcutsAppPlugin", true}, &make<ShortcutsAppPlugin>},
     {{"SoundShortcut", "SoundPlugin", true}, &make<SoundPlugin>},

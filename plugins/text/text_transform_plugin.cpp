@@ -40,25 +40,6 @@ constexpr std::array<TransformNames, 17> kTransforms = {{
     {"Regex Extract", {"regexextract", "extract"}},
 }};
 
-// Lower case, then only the letters and digits: "Regex Find & Replace",
-// "regex-find-replace" and "REGEX FIND REPLACE" all become
-// "regexfindreplace".
-std::string normalisedName(std::string_view name) {
-  const std::string lower = toLowercase(name);
-  std::string out;
-  const auto* s = reinterpret_cast<const uint8_t*>(lower.data());
-  const auto n = static_cast<int32_t>(lower.size());
-  for (int32_t i = 0; i < n;) {
-    const int32_t start = i;
-    UChar32 c;
-    U8_NEXT(s, i, n, c);
-    if (c < 0) continue;
-    const auto type = u_charType(c);
-    if (u_isalpha(c) || type == U_DECIMAL_DIGIT_NUMBER || type == U_LETTER_NUMBER || type == U_OTHER_NUMBER)
-      out.append(lower, static_cast<size_t>(start), static_cast<size_t>(i - start));
-  }
-  return out;
-}
 
 std::optional<Transform> transformNamed(std::string_view name) {
   const std::string key = normalisedName(name);

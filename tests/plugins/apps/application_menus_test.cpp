@@ -66,7 +66,11 @@ TEST_F(ApplicationTest, RecentMenuFollowsActivationsAndLaunchesWhatQuit) {
 }
 
 TEST_F(ApplicationTest, MenusNeedAPopUpService) {
-  ApplicationPlugin native(makeNativePlatform());
+  auto nativePlatform = makeNativePlatform();
+  // On a desktop the real menu would wait for a user: orla_desktop_tests
+  // work it from outside.
+  if (nativePlatform->supports(Capability::popUpMenus)) GTEST_SKIP() << "real pop-up menus: see orla_desktop_tests";
+  ApplicationPlugin native(nativePlatform);
   ASSERT_TRUE(ApplicationPlugin::command({{"actionType", 2}}));
   EXPECT_TRUE(native.execute({{"actionType", 2}}).isFailure());
 }

@@ -145,9 +145,13 @@ TEST_F(MessageTest, UnknownCommandsAndMissingAlerts) {
             std::nullopt);
   EXPECT_EQ(run({{"actionType", -3}}), PluginResult::failure("Unknown message action: -3"));
   EXPECT_TRUE(desktop->trace("alert").empty());
-  EXPECT_EQ(
-      MessagePlugin(makeNativePlatform()).execute({}),
-      PluginResult::failure("Messages are not available on this desktop in this build of Orla."));
+  // On a desktop the real message would wait for a user: orla_desktop_tests
+  // and the desktop end-to-end tests press its buttons from outside.
+  auto nativePlatform = makeNativePlatform();
+  if (!nativePlatform->supports(Capability::alerts)) {
+    EXPECT_EQ(MessagePlugin(nativePlatform).execute({}),
+              PluginResult::failure("Messages are not available on this desktop in this build of Orla."));
+  }
 }
 
 }  // namespace

@@ -1,0 +1,45 @@
+// The GTK side of the Linux desktop: message dialogs and pop-up menus. It is
+// built as a module of its own (orla_gtk.so) that the platform loads the
+// first time a message or a menu is shown, so that a run that shows neither
+// does not load GTK at all. Everything here runs on the main thread.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "models/checked.h"
+#include "platform/alerts.h"
+#include "platform/popup_menus.h"
+
+namespace orla::linux_desktop {
+
+// The main thread's loop, as the module sees it (a virtual call, so that
+// the module needs no symbol of the program that loads it).
+class MainLoop {
+ public:
+  virtual ~MainLoop() = default;
+  // Runs GLib's default main context until `done` answers true.
+  virtual void runUntil(const std::function<bool()>& done) = 0;
+};
+
+class GtkUi {
+ public:
+  virtual ~GtkUi() = default;
+  // A modal message dialog; answers the modal response of the button
+  // pressed (`alertFirstButtonReturn` or `alertSecondButtonReturn`).
+  virtual Checked<int> runAlert(const Alert& alert, MainLoop& loop) = 0;
+  // A menu at the pointer; answers the path of the chosen item, or none
+  // when it was dismissed. Without `nested`, submenus are left out.
+  virtual Checked<std::optional<MenuItemPath>> popUpMenu(std::span<const MenuItem> items, bool nested,
+                                                         MainLoop& loop) = 0;
+};
+
+}  // namespace orla::linux_desktop
+
+// The module's one entry point: starts GTK on the display of the process
+// and answers the interface, or null with the reason in `why` when GTK
+// cannot start (no display). Call once, on the main thread.
+extern "C" orla::linux_desktop::GtkUi* orla_gtk_ui_open(std::string* why);
+using OrlaGtkUiOpen = orla::linux_desktop::GtkUi* (*)(std::string*);

@@ -1,0 +1,21 @@
+// Messages and pop-up menus on Linux: GTK, loaded the first time one is
+// shown (see gtk/gtk_ui.h). Where GTK cannot start (no display, the module
+// missing) they answer their "not available" sentences.
+#pragma once
+
+#include <memory>
+
+#include "platform/alerts.h"
+#include "platform/linux/glib_main_thread.h"
+#include "platform/popup_menus.h"
+
+namespace orla::linux_desktop {
+
+std::unique_ptr<Alerts> makeGtkAlerts(GLibMainThread& mainThread);
+std::unique_ptr<PopupMenus> makeGtkPopupMenus(GLibMainThread& mainThread);
+
+// Whether GTK has been loaded into this process (for the memory figures and
+// the tests that check it is loaded only when needed).
+bool gtkLoaded();
+
+}  // namespace orla::linux_desktop
