@@ -17,6 +17,7 @@
 
 #include "platform/linux/cups_printers.h"
 #include "platform/linux/gio_services.h"
+#include "platform/linux/secret_service_keychain.h"
 #include "platform/linux/x11_accessibility.h"
 #include "platform/linux/x11_connection.h"
 #include "platform/linux/x11_displays.h"
@@ -267,6 +268,16 @@ class ProcessHost : public Host {
   bool hasVisibleTitledWindow() const override { return false; }
 };
 
+// Whether this process has a session bus to find the desktop's services on
+// (the keyring, the sound server's neighbours, ...): cheap to ask, unlike the
+// services themselves, which are reached on first use.
+bool hasSessionBus() {
+  if (const char* address = std::getenv("DBUS_SESSION_BUS_ADDRESS"); address && *address) return true;
+  const char* runtime = std::getenv("XDG_RUNTIME_DIR");
+  std::error_code ec;
+  return runtime && *runtime && std::filesystem::exists(std::filesystem::path(runtime) / "bus", ec);
+}
+
 }  // namespace linux_desktop
 
 std::shared_ptr<Platform> makeNativePlatform() {
@@ -287,7 +298,7 @@ std::shared_ptr<Platform> makeNativePlatform() {
   services.alerts = std::make_unique<UnavailableAlerts>();
   services.userDefaults = std::make_unique<MemoryUserDefaults>();
   services.http = std::make_unique<posix::CurlHttp>();
-  // The desktop keyring comes with the desktop backend.
+  // The keyring is the Secret Service on the session bus, when there is one.
   services.keychain = std::make_unique<UnavailableKeychain>();
   services.processes = std::make_unique<posix::PosixProcesses>();
   // Sound output comes with the desktop backend; so do mouse events, screens
@@ -300,6 +311,10 @@ std::shared_ptr<Platform> makeNativePlatform() {
   services.printers = linux_desktop::makeCupsPrinters();
   std::set<Capability> capabilities{Capability::workspace, Capability::http, Capability::processes,
                                     Capability::trash, Capability::recentDocuments, Capability::printers};
+  if (linux_desktop::hasSessionBus()) {
+    services.keychain = linux_desktop::makeSecretServiceKeychain();
+    capabilities.insert(Capability::keychain);
+  }
   if (auto x11 = linux_desktop::X11Connection::open()) {
     services.keyboard = linux_desktop::makeX11KeyboardEvents(*x11);
     services.mouse = linux_desktop::makeX11MouseEvents(*x11);
