@@ -10,8 +10,34 @@ std::string Environment::expandTilde(std::string_view path) const {
   return orla::expandTilde(path, [this](std::string_view user) { return homeDirectory(user); });
 }
 
+namespace {
+
+class UnavailableOutputVolume : public OutputVolumeControl {
+ public:
+  Checked<OutputVolume> read() override { return fail(std::string(kMessage)); }
+  Checked<void> setPercent(int) override { return fail(std::string(kMessage)); }
+  Checked<void> setMuted(bool) override { return fail(std::string(kMessage)); }
+
+ private:
+  static constexpr std::string_view kMessage =
+      "Changing the volume is not available on this desktop in this build of Orla.";
+};
+
+class UnavailableSessionControl : public SessionControl {
+ public:
+  Checked<std::string> request(SessionRequest, bool) override {
+    return fail("Restarting, sleeping and the other system commands are not available on this desktop in this "
+                "build of Orla.");
+  }
+};
+
+}  // namespace
+
 Platform::Platform(std::string name, Services services, std::set<Capability> capabilities)
-    : name_(std::move(name)), services_(std::move(services)), capabilities_(std::move(capabilities)) {}
+    : name_(std::move(name)), services_(std::move(services)), capabilities_(std::move(capabilities)) {
+  if (!services_.outputVolume) services_.outputVolume = std::make_unique<UnavailableOutputVolume>();
+  if (!services_.sessionControl) services_.sessionControl = std::make_unique<UnavailableSessionControl>();
+}
 
 bool Platform::supports(Capability capability) const { return capabilities_.count(capability) > 0; }
 

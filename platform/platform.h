@@ -28,8 +28,10 @@
 #include "platform/processes.h"
 #include "platform/scheduler.h"
 #include "platform/scripting.h"
+#include "platform/session_control.h"
 #include "platform/sound.h"
 #include "platform/user_defaults.h"
+#include "platform/volume.h"
 #include "platform/workspace.h"
 
 namespace orla {
@@ -56,6 +58,11 @@ enum class Capability {
   // Applications' menu bars through the accessibility interface; a desktop
   // may offer windows there but not menus (X11 through its window manager).
   menuBars,
+  // The default output's level and mute state, without AppleScript.
+  outputVolume,
+  // Restart, shut down, sleep, log out, the screen saver, ejecting and the
+  // Trash through the desktop's own services, without AppleScript.
+  sessionControl,
 };
 
 class Platform {
@@ -86,6 +93,9 @@ class Platform {
     std::unique_ptr<FileWorkspace> fileWorkspace;
     std::unique_ptr<FileManager> fileManager;
     std::unique_ptr<Printers> printers;
+    // Optional: a backend without them gets services that say so.
+    std::unique_ptr<OutputVolumeControl> outputVolume;
+    std::unique_ptr<SessionControl> sessionControl;
   };
 
   Platform(std::string name, Services services, std::set<Capability> capabilities);
@@ -118,6 +128,8 @@ class Platform {
   FileWorkspace& fileWorkspace() const { return *services_.fileWorkspace; }
   FileManager& fileManager() const { return *services_.fileManager; }
   Printers& printers() const { return *services_.printers; }
+  OutputVolumeControl& outputVolume() const { return *services_.outputVolume; }
+  SessionControl& sessionControl() const { return *services_.sessionControl; }
 
   // The process default: the native desktop unless a host or a test put
   // another platform in its place.

@@ -17,7 +17,10 @@
 
 #include "platform/linux/cups_printers.h"
 #include "platform/linux/gio_services.h"
+#include "platform/linux/pulse_sounds.h"
+#include "platform/linux/pulse_volume.h"
 #include "platform/linux/secret_service_keychain.h"
+#include "platform/linux/session_control.h"
 #include "platform/linux/x11_accessibility.h"
 #include "platform/linux/x11_connection.h"
 #include "platform/linux/x11_displays.h"
@@ -301,9 +304,8 @@ std::shared_ptr<Platform> makeNativePlatform() {
   // The keyring is the Secret Service on the session bus, when there is one.
   services.keychain = std::make_unique<UnavailableKeychain>();
   services.processes = std::make_unique<posix::PosixProcesses>();
-  // Sound output comes with the desktop backend; so do mouse events, screens
-  // and the accessibility tree (X11 and AT-SPI).
-  services.sounds = std::make_unique<UnavailableSounds>();
+  // Mouse events, screens and the accessibility tree come with the X11
+  // desktop below.
   services.mouse = std::make_unique<UnavailableMouseEvents>();
   services.displays = std::make_unique<UnavailableDisplays>();
   services.fileWorkspace = linux_desktop::makeGioFileWorkspace();
@@ -311,6 +313,14 @@ std::shared_ptr<Platform> makeNativePlatform() {
   services.printers = linux_desktop::makeCupsPrinters();
   std::set<Capability> capabilities{Capability::workspace, Capability::http, Capability::processes,
                                     Capability::trash, Capability::recentDocuments, Capability::printers};
+  // The sound server is asked on first use; without one the volume
+  // commands say that it did not answer.
+  services.outputVolume = linux_desktop::makePulseVolumeControl();
+  services.sounds = linux_desktop::makePulseSounds();
+  capabilities.insert({Capability::outputVolume, Capability::sound});
+  // The login manager, the screen saver and GIO, each found when asked.
+  services.sessionControl = linux_desktop::makeLinuxSessionControl();
+  capabilities.insert(Capability::sessionControl);
   if (linux_desktop::hasSessionBus()) {
     services.keychain = linux_desktop::makeSecretServiceKeychain();
     capabilities.insert(Capability::keychain);

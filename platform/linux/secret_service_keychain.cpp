@@ -1,6 +1,7 @@
 #include "platform/linux/secret_service_keychain.h"
 
-#include <dlfcn.h>
+#include "platform/linux/shared_library.h"
+
 #include <gio/gio.h>
 #include <libsecret/secret.h>
 
@@ -14,9 +15,7 @@ namespace orla::linux_desktop {
 
 namespace {
 
-// The few entry points used, looked up once in the shared library. Linking
-// libsecret would load it, and its own dependencies, into every start of the
-// host, also for actions that never read a secret.
+// The few entry points used, looked up once in the shared library.
 struct LibSecret {
   decltype(&secret_password_lookupv_sync) lookup = nullptr;
   decltype(&secret_password_storev_sync) store = nullptr;
@@ -32,29 +31,21 @@ struct LibSecret {
   decltype(&secret_error_get_quark) errorQuark = nullptr;
 };
 
-template <class F>
-bool bind(void* handle, F& slot, const char* name) {
-  slot = reinterpret_cast<F>(dlsym(handle, name));
-  return slot != nullptr;
-}
-
 const LibSecret* libSecret() {
   static const LibSecret* loaded = [] () -> const LibSecret* {
-    void* handle = dlopen("libsecret-1.so.0", RTLD_NOW | RTLD_LOCAL);
+    void* handle = openSharedLibrary("libsecret-1.so.0");
     if (!handle) return nullptr;
     static LibSecret lib;
-    const bool ok = bind(handle, lib.lookup, "secret_password_lookupv_sync") &&
-                    bind(handle, lib.store, "secret_password_storev_sync") &&
-                    bind(handle, lib.clear, "secret_password_clearv_sync") &&
-                    bind(handle, lib.freePassword, "secret_password_free") &&
-                    bind(handle, lib.service, "secret_service_get_sync") &&
-                    bind(handle, lib.collectionForAlias, "secret_collection_for_alias_sync") &&
-                    bind(handle, lib.collectionForPath, "secret_collection_new_for_dbus_path_sync") &&
-                    bind(handle, lib.isLocked, "secret_collection_get_locked") &&
-                    bind(handle, lib.unlock, "secret_service_unlock_sync") &&
-                    bind(handle, lib.errorQuark, "secret_error_get_quark");
-    // The library stays loaded for the life of the process: its types are
-    // registered with GObject and cannot be unloaded.
+    const bool ok = bindSymbol(handle, lib.lookup, "secret_password_lookupv_sync") &&
+                    bindSymbol(handle, lib.store, "secret_password_storev_sync") &&
+                    bindSymbol(handle, lib.clear, "secret_password_clearv_sync") &&
+                    bindSymbol(handle, lib.freePassword, "secret_password_free") &&
+                    bindSymbol(handle, lib.service, "secret_service_get_sync") &&
+                    bindSymbol(handle, lib.collectionForAlias, "secret_collection_for_alias_sync") &&
+                    bindSymbol(handle, lib.collectionForPath, "secret_collection_new_for_dbus_path_sync") &&
+                    bindSymbol(handle, lib.isLocked, "secret_collection_get_locked") &&
+                    bindSymbol(handle, lib.unlock, "secret_service_unlock_sync") &&
+                    bindSymbol(handle, lib.errorQuark, "secret_error_get_quark");
     return ok ? &lib : nullptr;
   }();
   return loaded;
