@@ -70,6 +70,31 @@ class KeyringTest(OrlaTestCase):
         self.assertNotIn(self.KEY, run.stdout + run.stderr)
 
 
+class SoundAndSystemTest(OrlaTestCase):
+    def sink_percent(self):
+        out = tool("pactl", "get-sink-volume", "@DEFAULT_SINK@").stdout
+        return int(out.split("/")[1].strip().rstrip("%"))
+
+    def test_a_volume_step_moves_the_sound_servers_default_output(self):
+        if not os.environ.get("ORLA_HARNESS_SINK"):
+            self.skipTest("no sound server: the headless desktop's PulseAudio is not running")
+        self.assertEqual(tool("pactl", "set-sink-volume", "@DEFAULT_SINK@", "40%").returncode, 0)
+        run = self.orla("--json", "run", "SoundShortcut", '{"subAction": "volumeUp"}')
+        self.assertEqual(run.lines, [result("SoundShortcut", "success", message="Volume increased.")])
+        self.assertEqual(self.sink_percent(), 50)
+        run = self.orla("--json", "run", "SoundShortcut", '{"soundName": "Ping"}')
+        self.assertEqual(run.lines, [result("SoundShortcut", "success", message="Played system sound “Ping”.")])
+
+    def test_a_sleep_request_reaches_the_login_manager(self):
+        log = os.environ.get("ORLA_HARNESS_LOGIND_LOG")
+        if not log or not os.environ.get("DBUS_SYSTEM_BUS_ADDRESS"):
+            self.skipTest("no login manager stand-in: never ask the real one")
+        before = Path(log).read_text()
+        run = self.orla("--json", "run", "SystemShortcut", '{"subAction": "sleep"}')
+        self.assertEqual(run.lines, [result("SystemShortcut", "success", message="Putting the computer to sleep.")])
+        self.assertIn("Suspend True", Path(log).read_text()[len(before):])
+
+
 def main():
     test_orla.ORLA = None
     args = sys.argv[1:]
