@@ -281,6 +281,17 @@ bool hasSessionBus() {
   return runtime && *runtime && std::filesystem::exists(std::filesystem::path(runtime) / "bus", ec);
 }
 
+// Whether a sound server seems to listen (its socket, or an address the
+// user gave): a file check, where asking the server would cost a connection
+// at every start. Without one the sound services still answer, with the
+// sentence that the server did not.
+bool hasSoundServer() {
+  if (const char* address = std::getenv("PULSE_SERVER"); address && *address) return true;
+  const char* runtime = std::getenv("XDG_RUNTIME_DIR");
+  std::error_code ec;
+  return runtime && *runtime && std::filesystem::exists(std::filesystem::path(runtime) / "pulse" / "native", ec);
+}
+
 }  // namespace linux_desktop
 
 std::shared_ptr<Platform> makeNativePlatform() {
@@ -317,7 +328,8 @@ std::shared_ptr<Platform> makeNativePlatform() {
   // commands say that it did not answer.
   services.outputVolume = linux_desktop::makePulseVolumeControl();
   services.sounds = linux_desktop::makePulseSounds();
-  capabilities.insert({Capability::outputVolume, Capability::sound});
+  capabilities.insert(Capability::outputVolume);
+  if (linux_desktop::hasSoundServer()) capabilities.insert(Capability::sound);
   // The login manager, the screen saver and GIO, each found when asked.
   services.sessionControl = linux_desktop::makeLinuxSessionControl();
   capabilities.insert(Capability::sessionControl);

@@ -199,7 +199,8 @@ class PulseSounds : public Sounds {
   Checked<std::unique_ptr<Sound>> systemSound(std::string_view name) override {
     if (!libPulse() || !libSndfile()) return fail(kNoSoundLibraries);
     const auto file = soundThemeFile(soundThemeEventName(name));
-    if (!file) return std::unique_ptr<Sound>();
+    // Without a server no sound plays, known or not: that comes first.
+    if (!file) return serverAnswers() ? Checked<std::unique_ptr<Sound>>(std::unique_ptr<Sound>()) : fail(kNoServer);
     return loaded(*file);
   }
   // The caller checks that the file exists; one that is not audio, or is
@@ -210,11 +211,14 @@ class PulseSounds : public Sounds {
   }
 
  private:
+  static bool serverAnswers() {
+    return PulseSession(*libPulse(), PulseClock::now() + std::chrono::seconds(2)).ready();
+  }
   static Checked<std::unique_ptr<Sound>> loaded(const std::string& path) {
-    auto samples = decode(path);
-    if (!samples) return std::unique_ptr<Sound>();
     auto session = std::make_unique<PulseSession>(*libPulse(), PulseClock::now() + std::chrono::seconds(2));
     if (!session->ready()) return fail(kNoServer);
+    auto samples = decode(path);
+    if (!samples) return std::unique_ptr<Sound>();
     return std::unique_ptr<Sound>(std::make_unique<DecodedSound>(std::move(samples), std::move(session)));
   }
 };
