@@ -20,6 +20,25 @@ class NoSettingsPanes : public SettingsPanes {
   }
 };
 
+class UnavailableOutputVolume : public OutputVolumeControl {
+ public:
+  Checked<OutputVolume> read() override { return fail(std::string(kMessage)); }
+  Checked<void> setPercent(int) override { return fail(std::string(kMessage)); }
+  Checked<void> setMuted(bool) override { return fail(std::string(kMessage)); }
+
+ private:
+  static constexpr std::string_view kMessage =
+      "Changing the volume is not available on this desktop in this build of Orla.";
+};
+
+class UnavailableSessionControl : public SessionControl {
+ public:
+  Checked<std::string> request(SessionRequest, bool) override {
+    return fail("Restarting, sleeping and the other system commands are not available on this desktop in this "
+                "build of Orla.");
+  }
+};
+
 }  // namespace
 
 Platform::Platform(std::string name, Services services, std::set<Capability> capabilities)
@@ -28,6 +47,8 @@ Platform::Platform(std::string name, Services services, std::set<Capability> cap
     services_.settingsPanes = std::make_unique<NoSettingsPanes>();
     capabilities_.erase(Capability::settingsPanes);
   }
+  if (!services_.outputVolume) services_.outputVolume = std::make_unique<UnavailableOutputVolume>();
+  if (!services_.sessionControl) services_.sessionControl = std::make_unique<UnavailableSessionControl>();
 }
 
 bool Platform::supports(Capability capability) const { return capabilities_.count(capability) > 0; }

@@ -29,8 +29,10 @@
 #include "platform/scheduler.h"
 #include "platform/scripting.h"
 #include "platform/settings_panes.h"
+#include "platform/session_control.h"
 #include "platform/sound.h"
 #include "platform/user_defaults.h"
+#include "platform/volume.h"
 #include "platform/workspace.h"
 
 namespace orla {
@@ -59,6 +61,11 @@ enum class Capability {
   menuBars,
   // Opening a pane of the system's settings application.
   settingsPanes,
+  // The default output's level and mute state, without AppleScript.
+  outputVolume,
+  // Restart, shut down, sleep, log out, the screen saver, ejecting and the
+  // Trash through the desktop's own services, without AppleScript.
+  sessionControl,
 };
 
 class Platform {
@@ -92,6 +99,9 @@ class Platform {
     // None where a backend has no settings application to open: then it
     // answers that it cannot.
     std::unique_ptr<SettingsPanes> settingsPanes;
+    // Optional: a backend without them gets services that say so.
+    std::unique_ptr<OutputVolumeControl> outputVolume;
+    std::unique_ptr<SessionControl> sessionControl;
   };
 
   Platform(std::string name, Services services, std::set<Capability> capabilities);
@@ -125,6 +135,8 @@ class Platform {
   FileManager& fileManager() const { return *services_.fileManager; }
   Printers& printers() const { return *services_.printers; }
   SettingsPanes& settingsPanes() const { return *services_.settingsPanes; }
+  OutputVolumeControl& outputVolume() const { return *services_.outputVolume; }
+  SessionControl& sessionControl() const { return *services_.sessionControl; }
 
   // The process default: the native desktop unless a host or a test put
   // another platform in its place.

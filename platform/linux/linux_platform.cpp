@@ -22,6 +22,10 @@
 #include "platform/linux/gio_services.h"
 #include "platform/linux/glib_main_thread.h"
 #include "platform/linux/gtk_services.h"
+#include "platform/linux/pulse_sounds.h"
+#include "platform/linux/pulse_volume.h"
+#include "platform/linux/secret_service_keychain.h"
+#include "platform/linux/session_control.h"
 #include "platform/linux/x11_accessibility.h"
 #include "platform/linux/x11_connection.h"
 #include "platform/linux/x11_displays.h"
@@ -271,6 +275,27 @@ class ProcessHost : public Host {
   bool hasVisibleTitledWindow() const override { return false; }
 };
 
+// Whether this process has a session bus to find the desktop's services on
+// (the keyring, the sound server's neighbours, ...): cheap to ask, unlike the
+// services themselves, which are reached on first use.
+bool hasSessionBus() {
+  if (const char* address = std::getenv("DBUS_SESSION_BUS_ADDRESS"); address && *address) return true;
+  const char* runtime = std::getenv("XDG_RUNTIME_DIR");
+  std::error_code ec;
+  return runtime && *runtime && std::filesystem::exists(std::filesystem::path(runtime) / "bus", ec);
+}
+
+// Whether a sound server seems to listen (its socket, or an address the
+// user gave): a file check, where asking the server would cost a connection
+// at every start. Without one the sound services still answer, with the
+// sentence that the server did not.
+bool hasSoundServer() {
+  if (const char* address = std::getenv("PULSE_SERVER"); address && *address) return true;
+  const char* runtime = std::getenv("XDG_RUNTIME_DIR");
+  std::error_code ec;
+  return runtime && *runtime && std::filesystem::exists(std::filesystem::path(runtime) / "pulse" / "native", ec);
+}
+
 }  // namespace linux_desktop
 
 std::shared_ptr<Platform> makeNativePlatform() {
@@ -293,12 +318,11 @@ std::shared_ptr<Platform> makeNativePlatform() {
   services.alerts = std::make_unique<UnavailableAlerts>();
   services.userDefaults = std::make_unique<MemoryUserDefaults>();
   services.http = std::make_unique<posix::CurlHttp>();
-  // The desktop keyring comes with the desktop backend.
+  // The keyring is the Secret Service on the session bus, when there is one.
   services.keychain = std::make_unique<UnavailableKeychain>();
   services.processes = std::make_unique<posix::PosixProcesses>();
-  // Sound output comes with the desktop backend; so do mouse events, screens
-  // and the accessibility tree (X11 and AT-SPI).
-  services.sounds = std::make_unique<UnavailableSounds>();
+  // Mouse events, screens and the accessibility tree come with the X11
+  // desktop below.
   services.mouse = std::make_unique<UnavailableMouseEvents>();
   services.displays = std::make_unique<UnavailableDisplays>();
   services.fileWorkspace = linux_desktop::makeGioFileWorkspace();
@@ -308,6 +332,19 @@ std::shared_ptr<Platform> makeNativePlatform() {
   std::set<Capability> capabilities{Capability::workspace, Capability::http, Capability::processes,
                                     Capability::trash, Capability::recentDocuments, Capability::printers,
                                     Capability::settingsPanes};
+  // The sound server is asked on first use; without one the volume
+  // commands say that it did not answer.
+  services.outputVolume = linux_desktop::makePulseVolumeControl();
+  services.sounds = linux_desktop::makePulseSounds();
+  capabilities.insert(Capability::outputVolume);
+  if (linux_desktop::hasSoundServer()) capabilities.insert(Capability::sound);
+  // The login manager, the screen saver and GIO, each found when asked.
+  services.sessionControl = linux_desktop::makeLinuxSessionControl();
+  capabilities.insert(Capability::sessionControl);
+  if (linux_desktop::hasSessionBus()) {
+    services.keychain = linux_desktop::makeSecretServiceKeychain();
+    capabilities.insert(Capability::keychain);
+  }
   if (auto x11 = linux_desktop::X11Connection::open()) {
     services.keyboard = linux_desktop::makeX11KeyboardEvents(*x11);
     services.mouse = linux_desktop::makeX11MouseEvents(*x11);

@@ -42,7 +42,17 @@ std::optional<std::string> SoundPlugin::validate(const ActionData& data) const {
 
 PluginResult SoundPlugin::execute(const ActionData& data) {
   if (auto problem = validate(data)) return PluginResult::failure(*problem);
-  switch (resolvedActionType(data)) {
+  const std::int64_t command = resolvedActionType(data);
+  if (command != play && !platform_->supports(Capability::appleScript) &&
+      platform_->supports(Capability::outputVolume)) {
+    switch (command) {
+      case volumeUp: return changeVolume(command, "Volume increased.");
+      case volumeDown: return changeVolume(command, "Volume decreased.");
+      case mute: return changeVolume(command, "Mute toggled.");
+      default: return changeVolume(command, "Volume set to full.");
+    }
+  }
+  switch (command) {
     case volumeUp: return runVolumeScript(volumeUpScript, "Volume increased.");
     case volumeDown: return runVolumeScript(volumeDownScript, "Volume decreased.");
     case mute: return runVolumeScript(muteScript, "Mute toggled.");
@@ -84,6 +94,22 @@ PluginResult SoundPlugin::runVolumeScript(std::string_view source, std::string s
     case ScriptRun::Status::finished: break;
   }
   return PluginResult::success(std::move(success));
+}
+
+PluginResult SoundPlugin::changeVolume(std::int64_t command, std::string success) const {
+  OutputVolumeControl& control = platform_->outputVolume();
+  if (command == fullVolume) {
+    auto set = control.setPercent(100);
+    return set ? PluginResult::success(std::move(success)) : PluginResult::failure(set.error());
+  }
+  const auto now = control.read();
+  if (!now) return PluginResult::failure(now.error());
+  Checked<void> changed;
+  if (command == mute) changed = control.setMuted(!now->muted);
+  // Steps of 10, capped at 100; down never goes below 1, so it never mutes.
+  else if (command == volumeUp) changed = control.setPercent(now->percent < 90 ? now->percent + 10 : 100);
+  else changed = control.setPercent(now->percent > 10 ? now->percent - 10 : 1);
+  return changed ? PluginResult::success(std::move(success)) : PluginResult::failure(changed.error());
 }
 
 }  // namespace orla

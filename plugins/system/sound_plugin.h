@@ -1,6 +1,7 @@
 // SoundPlugin ("SoundShortcut"): plays a system sound by name or a sound
 // file, and turns the output volume up or down, toggles mute, or sets it to
-// full through small AppleScript programs.
+// full through small AppleScript programs (or, on a desktop without
+// AppleScript, the same steps through its sound server).
 #pragma once
 
 #include <array>
@@ -82,6 +83,9 @@ class SoundPlugin : public PluginBase<SoundPlugin> {
  private:
   PluginResult playSound(const ActionData& data) const;
   PluginResult runVolumeScript(std::string_view source, std::string success) const;
+  // The same steps as the scripts, through the sound server, on a desktop
+  // without AppleScript.
+  PluginResult changeVolume(std::int64_t command, std::string success) const;
 
   std::shared_ptr<Platform> platform_;
 };

@@ -43,6 +43,8 @@ PluginResult SystemPlugin::execute(const ActionData& data) {
 }
 
 PluginResult SystemPlugin::perform(std::int64_t command, const ActionData& data) const {
+  if (!platform_->supports(Capability::appleScript) && platform_->supports(Capability::sessionControl))
+    return askSession(command, data);
   switch (command) {
     case restart:
       return runSystemScript(*script(command), "Asked macOS to restart. Confirm the dialog if one appears.");
@@ -68,6 +70,23 @@ PluginResult SystemPlugin::perform(std::int64_t command, const ActionData& data)
       return runSystemScript(*script(command),
                              "Asked Finder to empty the Trash. Confirm the dialog if one appears.");
   }
+}
+
+PluginResult SystemPlugin::askSession(std::int64_t command, const ActionData& data) const {
+  SessionRequest request = SessionRequest::restart;
+  switch (command) {
+    case shutDown: request = SessionRequest::shutDown; break;
+    case sleep: request = SessionRequest::sleep; break;
+    case logOut: request = SessionRequest::logOut; break;
+    case screenSaver: request = SessionRequest::startScreenSaver; break;
+    case dock: request = SessionRequest::toggleDockHiding; break;
+    case eject: request = SessionRequest::ejectRemovableDisks; break;
+    case emptyTrash: request = SessionRequest::emptyTrash; break;
+    default: break;
+  }
+  const auto wake = readInt(data, {"sleepWakeType"});
+  auto asked = platform_->sessionControl().request(request, wake && *wake != 0);
+  return asked ? PluginResult::success(std::move(asked).value()) : PluginResult::failure(asked.error());
 }
 
 PluginResult SystemPlugin::runSystemScript(std::string_view source, std::string success) const {

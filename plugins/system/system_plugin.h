@@ -75,6 +75,8 @@ class SystemPlugin : public PluginBase<SystemPlugin> {
   PluginResult perform(std::int64_t command, const ActionData& data) const;
   PluginResult runSystemScript(std::string_view source, std::string success) const;
   PluginResult startScreenSaver() const;
+  // A desktop without AppleScript asks its own services instead.
+  PluginResult askSession(std::int64_t command, const ActionData& data) const;
 
   std::shared_ptr<Platform> platform_;
 };

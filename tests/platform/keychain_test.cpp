@@ -45,6 +45,9 @@ TYPED_TEST(KeychainConformance, ItemsAreAddedFoundAndDeletedByServiceAndAccount)
               "The keychain is not available on this desktop in this build of Orla.");
     GTEST_SKIP() << "no keychain on this backend";
   }
+  // A real keyring may keep what an earlier run left.
+  (void)keychain.deletePassword("orla.test", "a");
+  (void)keychain.deletePassword("orla.other", "a");
   EXPECT_EQ(keychain.copyPassword("orla.test", "a").status, KeychainStatus::itemNotFound);
   EXPECT_EQ(keychain.addPassword("orla.test", "a", "s3cret ✓"), KeychainStatus::success);
   EXPECT_EQ(keychain.addPassword("orla.test", "a", "other"), KeychainStatus::duplicateItem);
@@ -56,6 +59,7 @@ TYPED_TEST(KeychainConformance, ItemsAreAddedFoundAndDeletedByServiceAndAccount)
   EXPECT_EQ(keychain.deletePassword("orla.test", "a"), KeychainStatus::itemNotFound);
   EXPECT_EQ(keychain.copyPassword("orla.test", "a").data, std::nullopt);
   EXPECT_EQ(keychain.copyPassword("orla.other", "a").data, "elsewhere");
+  EXPECT_EQ(keychain.deletePassword("orla.other", "a"), KeychainStatus::success);
 }
 
 TEST(SimKeychain, LockedOrDeniedAnswersEveryCallWithoutTouchingItems) {

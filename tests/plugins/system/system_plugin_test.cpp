@@ -158,15 +158,15 @@ TEST_F(SystemTest, AnOpenToolThatRefusesHasNotStartedTheScreenSaver) {
   EXPECT_EQ(plugin.execute({{"subAction", "screensaver"}}), failed);
 }
 
-TEST(SystemNative, ADesktopWithoutAppleScriptSaysSo) {
+// Only commands with no effect on the machine: restart and its kind are
+// tested against the login manager's stand-in, never the real one.
+TEST(SystemNative, TheDockHasNoMeaningOnThisDesktop) {
   SystemPlugin plugin(makeNativePlatform());
-  EXPECT_EQ(plugin.execute({{"subAction", "restart"}}),
-            PluginResult::failure("AppleScript is not available on this desktop; it needs macOS."));
-  // Whether /usr/bin/open is missing or is Linux's own program of that name
-  // (which refuses "-a"), nothing starts.
-  EXPECT_EQ(plugin.execute({{"subAction", "screensaver"}}),
-            PluginResult::failure(
-                "Could not start the screen saver: AppleScript is not available on this desktop; it needs macOS."));
+  EXPECT_EQ(plugin.execute({{"subAction", "dock"}}),
+            PluginResult::failure("There is no Dock on this desktop, so there is nothing to hide or show. Hide the "
+                                  "desktop's panel in its own settings instead."));
+  EXPECT_EQ(plugin.execute({{"actionType", 7}}),
+            PluginResult::failure("Unknown system action. Choose one from the menu."));
 }
 
 }  // namespace

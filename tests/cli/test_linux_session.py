@@ -1,0 +1,112 @@
+#!/usr/bin/env python3
+"""End-to-end tests of `orla` on the Linux desktop itself (no --sim), against
+the session services of the headless desktop that scripts/test starts: the
+keyring, the sound server, the login manager's stand-in. Each test checks the
+effect from the other side (secret-tool, pactl, the stand-in's log) and skips,
+saying why, when its service is not running.
+
+    python3 tests/cli/test_linux_session.py --orla build/dev/tools/orla/orla
+"""
+
+import json
+import os
+import subprocess
+import sys
+import unittest
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parent))
+import test_orla  # noqa: E402  (the runner and the loopback server)
+from test_orla import LoopbackServer, OrlaTestCase, result  # noqa: E402
+
+SERVICE = os.environ.get("ORLA_HOST_BUNDLE_ID", "pro.orla.OrlaPro")
+
+
+def tool(*args, stdin=None):
+    return subprocess.run(args, input=stdin, capture_output=True, text=True, timeout=20)
+
+
+class KeyringTest(OrlaTestCase):
+    KEY = "sk-linux-SECRET-19"
+
+    def setUp(self):
+        if not os.environ.get("ORLA_HARNESS_KEYRING_PASSWORD"):
+            self.skipTest("no Secret Service: the headless desktop's keyring is not running")
+        super().setUp()
+        self.server = LoopbackServer()
+        self.addCleanup(self.server.close)
+        for provider in ("local", "openai"):
+            self.addCleanup(self.clear, provider)
+            self.clear(provider)
+
+    def clear(self, provider):
+        tool("secret-tool", "clear", "service", SERVICE, "account", f"ai-action-{provider}-api-key")
+
+    def lookup(self, provider):
+        return tool("secret-tool", "lookup", "service", SERVICE, "account", f"ai-action-{provider}-api-key").stdout
+
+    def test_a_key_moves_into_the_keyring_on_the_first_run_and_is_read_from_it_after(self):
+        self.server.replies["/api/chat"] = (200, json.dumps({"message": {"content": " Hi! "}}))
+        params = {"provider": "local", "prompt": "Say hi", "endpoint": self.server.url("/api/chat")}
+        first = self.orla("--json", "run", "AIAction", json.dumps({**params, "apiKey": self.KEY}))
+        self.assertExit(first, 0)
+        self.assertEqual(first.lines, [result("AIAction", "success", message="Hi!")])
+        self.assertEqual(self.lookup("local"), self.KEY)
+        second = self.orla("--json", "run", "AIAction", json.dumps({**params, "apiKey": "<keychain>"}))
+        self.assertEqual(second.lines, [result("AIAction", "success", message="Hi!")])
+        self.assertEqual(self.lookup("local"), self.KEY)
+        for run in (first, second):
+            self.assertNotIn(self.KEY, run.stdout + run.stderr)
+
+    def test_a_key_set_with_secret_tool_is_the_one_an_action_finds(self):
+        marked = json.dumps({"prompt": "hi", "apiKey": "<keychain>"})
+        missing = {"kind": "AIAction", "valid": False, "message": "Enter an OpenAI API key."}
+        self.assertEqual(self.orla("--json", "validate", "AIAction", marked).lines, [missing])
+        stored = tool("secret-tool", "store", "--label=OpenAI", "service", SERVICE,
+                      "account", "ai-action-openai-api-key", stdin=self.KEY)
+        self.assertEqual(stored.returncode, 0, stored.stderr)
+        run = self.orla("--json", "validate", "AIAction", marked)
+        self.assertEqual(run.lines, [{"kind": "AIAction", "valid": True}])
+        self.assertNotIn(self.KEY, run.stdout + run.stderr)
+
+
+class SoundAndSystemTest(OrlaTestCase):
+    def sink_percent(self):
+        out = tool("pactl", "get-sink-volume", "@DEFAULT_SINK@").stdout
+        return int(out.split("/")[1].strip().rstrip("%"))
+
+    def test_a_volume_step_moves_the_sound_servers_default_output(self):
+        if not os.environ.get("ORLA_HARNESS_SINK"):
+            self.skipTest("no sound server: the headless desktop's PulseAudio is not running")
+        self.assertEqual(tool("pactl", "set-sink-volume", "@DEFAULT_SINK@", "40%").returncode, 0)
+        run = self.orla("--json", "run", "SoundShortcut", '{"subAction": "volumeUp"}')
+        self.assertEqual(run.lines, [result("SoundShortcut", "success", message="Volume increased.")])
+        self.assertEqual(self.sink_percent(), 50)
+        run = self.orla("--json", "run", "SoundShortcut", '{"soundName": "Ping"}')
+        self.assertEqual(run.lines, [result("SoundShortcut", "success", message="Played system sound “Ping”.")])
+
+    def test_a_sleep_request_reaches_the_login_manager(self):
+        log = os.environ.get("ORLA_HARNESS_LOGIND_LOG")
+        if not log or not os.environ.get("DBUS_SYSTEM_BUS_ADDRESS"):
+            self.skipTest("no login manager stand-in: never ask the real one")
+        before = Path(log).read_text()
+        run = self.orla("--json", "run", "SystemShortcut", '{"subAction": "sleep"}')
+        self.assertEqual(run.lines, [result("SystemShortcut", "success", message="Putting the computer to sleep.")])
+        self.assertIn("Suspend True", Path(log).read_text()[len(before):])
+
+
+def main():
+    test_orla.ORLA = None
+    args = sys.argv[1:]
+    if "--orla" in args:
+        i = args.index("--orla")
+        test_orla.ORLA = Path(args[i + 1]).resolve()
+        del args[i:i + 2]
+    test_orla.ORLA = test_orla.ORLA or test_orla.find_orla()
+    if test_orla.ORLA is None or not test_orla.ORLA.is_file():
+        sys.exit("test_linux_session.py: no orla binary (give --orla PATH)")
+    unittest.main(argv=[sys.argv[0], *args])
+
+
+if __name__ == "__main__":
+    main()
