@@ -19,6 +19,7 @@
 #include "platform/files.h"
 #include "platform/host.h"
 #include "platform/http.h"
+#include "platform/javascript.h"
 #include "platform/keychain.h"
 #include "platform/main_thread.h"
 #include "platform/notifications.h"
@@ -56,6 +57,8 @@ enum class Capability {
   // Applications' menu bars through the accessibility interface; a desktop
   // may offer windows there but not menus (X11 through its window manager).
   menuBars,
+  // Running JavaScript in a sandboxed engine.
+  javaScript,
 };
 
 class Platform {
@@ -86,6 +89,7 @@ class Platform {
     std::unique_ptr<FileWorkspace> fileWorkspace;
     std::unique_ptr<FileManager> fileManager;
     std::unique_ptr<Printers> printers;
+    std::unique_ptr<JavaScriptRunner> javaScript;
   };
 
   Platform(std::string name, Services services, std::set<Capability> capabilities);
@@ -118,6 +122,8 @@ class Platform {
   FileWorkspace& fileWorkspace() const { return *services_.fileWorkspace; }
   FileManager& fileManager() const { return *services_.fileManager; }
   Printers& printers() const { return *services_.printers; }
+  // Only with the capability `javaScript`.
+  JavaScriptRunner& javaScript() const { return *services_.javaScript; }
 
   // The process default: the native desktop unless a host or a test put
   // another platform in its place.

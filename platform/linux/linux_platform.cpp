@@ -29,6 +29,7 @@
 #include "platform/posix/curl_http.h"
 #include "platform/posix/posix_processes.h"
 #include "platform/posix/posix_services.h"
+#include "platform/posix/worker_javascript_runner.h"
 #include "platform/queued_main_thread.h"
 #include "platform/thread_scheduler.h"
 #include "platform/unavailable_services.h"
@@ -298,8 +299,11 @@ std::shared_ptr<Platform> makeNativePlatform() {
   services.fileWorkspace = linux_desktop::makeGioFileWorkspace();
   services.fileManager = linux_desktop::makeGioFileManager();
   services.printers = linux_desktop::makeCupsPrinters();
+  // The engine lives in its worker, so nothing of it loads here.
+  services.javaScript = posix::makeWorkerJavaScriptRunner();
   std::set<Capability> capabilities{Capability::workspace, Capability::http, Capability::processes,
-                                    Capability::trash, Capability::recentDocuments, Capability::printers};
+                                    Capability::trash, Capability::recentDocuments, Capability::printers,
+                                    Capability::javaScript};
   if (auto x11 = linux_desktop::X11Connection::open()) {
     services.keyboard = linux_desktop::makeX11KeyboardEvents(*x11);
     services.mouse = linux_desktop::makeX11MouseEvents(*x11);

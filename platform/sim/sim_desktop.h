@@ -21,6 +21,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/memory_user_defaults.h"
@@ -257,6 +258,11 @@ class SimDesktop {
   SimFinder& finder() { return finder_; }
   const SimFinder& finder() const { return finder_; }
 
+  // The next JavaScript run ends this way (a time-out or the memory
+  // ceiling) without waiting for it; every later run is real again.
+  void forceNextJavaScriptOutcome(std::optional<JavaScriptOutcome::Kind> kind);
+  std::optional<JavaScriptOutcome::Kind> takeForcedJavaScriptOutcome();
+
   // Recorder.
   void record(std::string category, std::string text);
   std::vector<TraceEntry> trace() const;
@@ -265,6 +271,7 @@ class SimDesktop {
 
  private:
   mutable std::mutex mutex_;
+  std::optional<JavaScriptOutcome::Kind> forcedJavaScriptOutcome_;
   TimePoint now_;
   Clock::Monotonic monotonic_;
   std::string timeZone_ = "UTC";

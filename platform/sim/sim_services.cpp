@@ -8,6 +8,7 @@
 #include "platform/posix/posix_services.h"
 #include "platform/queued_main_thread.h"
 #include "platform/sim/sim_desktop.h"
+#include "platform/sim/sim_javascript.h"
 #include "platform/sim/sim_ui_services.h"
 
 namespace orla::sim {
@@ -300,6 +301,7 @@ std::shared_ptr<Platform> makeSimPlatform(std::shared_ptr<SimDesktop> desktop) {
   services.fileWorkspace = makeSimFileWorkspace(desktop);
   services.fileManager = makeSimFileManager(desktop);
   services.printers = makeSimPrinters(desktop);
+  services.javaScript = makeSimJavaScript(desktop);
   return std::make_shared<Platform>(
       "sim", std::move(services),
       std::set<Capability>{Capability::pasteboard, Capability::workspace, Capability::accessibility,
@@ -307,7 +309,8 @@ std::shared_ptr<Platform> makeSimPlatform(std::shared_ptr<SimDesktop> desktop) {
                            Capability::alerts, Capability::applicationControl, Capability::http,
                            Capability::keychain, Capability::processes, Capability::sound,
                            Capability::mouseEvents, Capability::displays, Capability::trash,
-                           Capability::recentDocuments, Capability::printers, Capability::menuBars});
+                           Capability::recentDocuments, Capability::printers, Capability::menuBars,
+                           Capability::javaScript});
 }
 
 }  // namespace orla::sim

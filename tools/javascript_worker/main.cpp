@@ -14,6 +14,7 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
+#include <linux/close_range.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -107,6 +108,9 @@ RunRequest requestFrom(const json& message) {
 
 int main(int argc, char** argv) {
   if (argc == 4 && std::strcmp(argv[1], "--probe-sandbox") == 0) return probeSandbox(argv[2], std::atoi(argv[3]));
+  // Whatever the host left open beyond the two pipes and the null device is
+  // not the worker's to use.
+  ::close_range(3, ~0U, 0);
   if (!forbidNewPrivileges()) return 2;
 
   frames::Decoder decoder;
