@@ -222,7 +222,9 @@ class Run {
         started_ = true;
         scriptStart_ = Clock::now();
       } else if (type == "call" && started_) {
-        answer(message);
+        // A request that used up the run's time ends the run: its time
+        // counts as the script's own.
+        if (!answer(message)) return stop(Kind::timedOut);
       } else if (type == "done" && started_) {
         JavaScriptOutcome outcome = outcomeFrom(message);
         stop(Kind::none);
@@ -247,7 +249,8 @@ class Run {
     return outcomeOf(started_ ? Kind::endedUnexpectedly : Kind::failedToStart);
   }
 
-  void answer(const json& call) {
+  // False when the time limit has passed by the time the answer is ready.
+  bool answer(const json& call) {
     const std::string name = call.value("name", "");
     const std::string argument = call.value("argument", "");
     const auto left = scriptStart_ + std::chrono::duration_cast<Clock::duration>(limits_.time) - Clock::now();
@@ -259,6 +262,7 @@ class Run {
       else result = fail(name + " is not available.");
     }
     pending_ += result ? encoded({{"ok", true}, {"text", *result}}) : encoded({{"ok", false}, {"text", result.error()}});
+    return Clock::now() < scriptStart_ + std::chrono::duration_cast<Clock::duration>(limits_.time);
   }
 
   Worker& worker_;
@@ -272,12 +276,13 @@ class Run {
 
 class WorkerJavaScriptRunner : public JavaScriptRunner {
  public:
-  explicit WorkerJavaScriptRunner(std::string path) : path_(std::move(path)) {}
+  explicit WorkerJavaScriptRunner(std::optional<std::string> path) : path_(std::move(path)) {}
 
   JavaScriptOutcome run(const std::string& script, const std::string& input, const JavaScriptLimits& limits,
                         JavaScriptHostFunctions& host) override {
     Worker worker;
-    if (path_.empty() || !worker.spawn(path_)) return outcomeOf(Kind::failedToStart);
+    const std::string path = path_ ? *path_ : javaScriptWorkerPath();
+    if (path.empty() || !worker.spawn(path)) return outcomeOf(Kind::failedToStart);
     const json request = {{"script", script},
                           {"input", input},
                           {"timeLimit", limits.time.count()},
@@ -291,7 +296,7 @@ class WorkerJavaScriptRunner : public JavaScriptRunner {
   }
 
  private:
-  std::string path_;
+  std::optional<std::string> path_;
 };
 
 }  // namespace
@@ -304,7 +309,7 @@ std::string javaScriptWorkerPath() {
   return (self.parent_path() / kJavaScriptWorkerName).string();
 }
 
-std::unique_ptr<JavaScriptRunner> makeWorkerJavaScriptRunner(std::string workerPath) {
+std::unique_ptr<JavaScriptRunner> makeWorkerJavaScriptRunner(std::optional<std::string> workerPath) {
   return std::make_unique<WorkerJavaScriptRunner>(std::move(workerPath));
 }
 

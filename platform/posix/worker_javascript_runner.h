@@ -6,6 +6,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "platform/javascript.h"
@@ -19,6 +20,7 @@ inline constexpr const char* kJavaScriptWorkerName = "orla-javascript-worker";
 // not live beside it, such as the tests), else beside this executable.
 std::string javaScriptWorkerPath();
 
-std::unique_ptr<JavaScriptRunner> makeWorkerJavaScriptRunner(std::string workerPath = javaScriptWorkerPath());
+// Without a path, the worker is looked for afresh on every run.
+std::unique_ptr<JavaScriptRunner> makeWorkerJavaScriptRunner(std::optional<std::string> workerPath = std::nullopt);
 
 }  // namespace orla::posix
