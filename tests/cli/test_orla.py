@@ -733,6 +733,19 @@ class JavaScriptActionTest(OrlaTestCase):
                                             message="JavaScript result (now on the clipboard):\nthree two one")])
         self.assertEqual(json.loads(out.read_text(encoding="utf-8"))["clipboard"], "three two one")
 
+    def test_the_scene_forces_the_next_run_to_a_limit(self):
+        for forced, message in [
+                ("memory", "The script used more than 256 MB of memory and was stopped. "
+                           "Make it use less memory, then click Test again."),
+                ("timeLimit", "The script ran longer than its time limit of 5 seconds and was stopped. "
+                              "Make it faster, or raise the time limit (at most 60 seconds).")]:
+            with self.subTest(forced):
+                run = self.sim("run", "JavaScriptAction", json.dumps({"script": "1"}),
+                               state={"nextJavaScriptOutcome": forced})
+                self.assertEqual(run.lines, [result("JavaScriptAction", "failure", message=message)])
+        run = self.sim("run", "JavaScriptAction", "{}", state={"nextJavaScriptOutcome": "slow"})
+        self.assertEqual(run.code, 2, repr(run))
+
     def test_a_runaway_script_ends_in_its_sentence(self):
         run = self.sim("run", "JavaScriptAction", json.dumps({"script": "for (;;) {}", "timeLimit": 0.2}))
         self.assertExit(run, 1)
