@@ -243,8 +243,11 @@ class Run {
     else if (n < 0 && errno != EAGAIN && errno != EINTR) worker_.input().reset();  // the worker has gone
   }
 
-  // The worker's pipe closed: it has ended, one way or another.
+  // The worker's pipe closed: it has ended, or is of no more use and is
+  // ended here, so that a worker that closed its output and lingers is not
+  // waited for.
   JavaScriptOutcome ended() {
+    worker_.kill();
     worker_.reap();
     return outcomeOf(started_ ? Kind::endedUnexpectedly : Kind::failedToStart);
   }

@@ -251,6 +251,9 @@ TEST_F(JavaScriptTest, WebRequestsAreTheHostsAndKeepTheirLimits) {
 TEST_F(JavaScriptTest, AMissingOrBrokenWorkerGivesItsSentence) {
   std::ofstream(folder / "crash.sh") << "#!/bin/sh\nprintf '\\022\\000\\000\\000{\"type\":\"started\"}'\nkill -SEGV $$\n";
   fs::permissions(folder / "crash.sh", fs::perms::owner_all);
+  // Closes its output and lingers: nothing waits for it.
+  std::ofstream(folder / "linger.sh") << "#!/bin/sh\nexec >&-\nexec sleep 30\n";
+  fs::permissions(folder / "linger.sh", fs::perms::owner_all);
   struct Case {
     std::string worker;
     std::string expected;
@@ -259,6 +262,8 @@ TEST_F(JavaScriptTest, AMissingOrBrokenWorkerGivesItsSentence) {
       {(folder / "nothing-here").string(),
        "The JavaScript engine could not be started. Reinstall Orla, then click Test again."},
       {"/bin/false", "The JavaScript engine could not be started. Reinstall Orla, then click Test again."},
+      {(folder / "linger.sh").string(),
+       "The JavaScript engine could not be started. Reinstall Orla, then click Test again."},
       {(folder / "crash.sh").string(),
        "The JavaScript engine stopped unexpectedly while running the script. Simplify the script, then click Test "
        "again."},
