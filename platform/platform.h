@@ -19,6 +19,7 @@
 #include "platform/files.h"
 #include "platform/host.h"
 #include "platform/http.h"
+#include "platform/javascript.h"
 #include "platform/keychain.h"
 #include "platform/main_thread.h"
 #include "platform/notifications.h"
@@ -66,6 +67,8 @@ enum class Capability {
   // Restart, shut down, sleep, log out, the screen saver, ejecting and the
   // Trash through the desktop's own services, without AppleScript.
   sessionControl,
+  // Running JavaScript in a sandboxed engine.
+  javaScript,
 };
 
 class Platform {
@@ -102,6 +105,7 @@ class Platform {
     // Optional: a backend without them gets services that say so.
     std::unique_ptr<OutputVolumeControl> outputVolume;
     std::unique_ptr<SessionControl> sessionControl;
+    std::unique_ptr<JavaScriptRunner> javaScript;
   };
 
   Platform(std::string name, Services services, std::set<Capability> capabilities);
@@ -137,6 +141,8 @@ class Platform {
   SettingsPanes& settingsPanes() const { return *services_.settingsPanes; }
   OutputVolumeControl& outputVolume() const { return *services_.outputVolume; }
   SessionControl& sessionControl() const { return *services_.sessionControl; }
+  // Only with the capability `javaScript`.
+  JavaScriptRunner& javaScript() const { return *services_.javaScript; }
 
   // The process default: the native desktop unless a host or a test put
   // another platform in its place.

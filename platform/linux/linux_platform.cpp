@@ -38,6 +38,7 @@
 #include "platform/posix/curl_http.h"
 #include "platform/posix/posix_processes.h"
 #include "platform/posix/posix_services.h"
+#include "platform/posix/worker_javascript_runner.h"
 #include "platform/thread_scheduler.h"
 #include "platform/unavailable_services.h"
 
@@ -328,10 +329,12 @@ std::shared_ptr<Platform> makeNativePlatform() {
   services.fileWorkspace = linux_desktop::makeGioFileWorkspace();
   services.fileManager = linux_desktop::makeGioFileManager();
   services.printers = linux_desktop::makeCupsPrinters();
+  // The engine lives in its worker, so nothing of it loads here.
+  services.javaScript = posix::makeWorkerJavaScriptRunner();
   services.settingsPanes = linux_desktop::makeDesktopSettingsPanes();
   std::set<Capability> capabilities{Capability::workspace, Capability::http, Capability::processes,
                                     Capability::trash, Capability::recentDocuments, Capability::printers,
-                                    Capability::settingsPanes};
+                                    Capability::settingsPanes, Capability::javaScript};
   // The sound server is asked on first use; without one the volume
   // commands say that it did not answer.
   services.outputVolume = linux_desktop::makePulseVolumeControl();

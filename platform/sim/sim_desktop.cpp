@@ -451,6 +451,16 @@ void SimDesktop::setEventSourcesAvailable(bool available) {
   eventSourcesAvailable_ = available;
 }
 
+void SimDesktop::forceNextJavaScriptOutcome(std::optional<JavaScriptOutcome::Kind> kind) {
+  std::lock_guard lock(mutex_);
+  forcedJavaScriptOutcome_ = kind;
+}
+
+std::optional<JavaScriptOutcome::Kind> SimDesktop::takeForcedJavaScriptOutcome() {
+  std::lock_guard lock(mutex_);
+  return std::exchange(forcedJavaScriptOutcome_, std::nullopt);
+}
+
 void SimDesktop::failKeyEventsAfter(std::optional<std::size_t> count) {
   std::lock_guard lock(mutex_);
   keyEventsBeforeFailure_ = count;

@@ -21,6 +21,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/memory_user_defaults.h"
@@ -264,6 +265,11 @@ class SimDesktop {
   const SimFinder& finder() const { return finder_; }
   SimSettings& settings() { return settings_; }
 
+  // The next JavaScript run ends this way (a time-out or the memory
+  // ceiling) without waiting for it; every later run is real again.
+  void forceNextJavaScriptOutcome(std::optional<JavaScriptOutcome::Kind> kind);
+  std::optional<JavaScriptOutcome::Kind> takeForcedJavaScriptOutcome();
+
   // Recorder.
   void record(std::string category, std::string text);
   // Whether the trace and the list of key events are kept (they are unless
@@ -276,6 +282,7 @@ class SimDesktop {
 
  private:
   mutable std::mutex mutex_;
+  std::optional<JavaScriptOutcome::Kind> forcedJavaScriptOutcome_;
   TimePoint now_;
   Clock::Monotonic monotonic_;
   std::string timeZone_ = "UTC";

@@ -9,6 +9,7 @@
 #include "platform/queued_main_thread.h"
 #include "platform/sim/sim_desktop.h"
 #include "platform/sim/sim_settings.h"
+#include "platform/sim/sim_javascript.h"
 #include "platform/sim/sim_ui_services.h"
 
 namespace orla::sim {
@@ -302,6 +303,7 @@ std::shared_ptr<Platform> makeSimPlatform(std::shared_ptr<SimDesktop> desktop) {
   services.fileManager = makeSimFileManager(desktop);
   services.printers = makeSimPrinters(desktop);
   services.settingsPanes = makeSimSettingsPanes(desktop);
+  services.javaScript = makeSimJavaScript(desktop);
   return std::make_shared<Platform>(
       "sim", std::move(services),
       std::set<Capability>{Capability::pasteboard, Capability::workspace, Capability::accessibility,
@@ -310,7 +312,7 @@ std::shared_ptr<Platform> makeSimPlatform(std::shared_ptr<SimDesktop> desktop) {
                            Capability::keychain, Capability::processes, Capability::sound,
                            Capability::mouseEvents, Capability::displays, Capability::trash,
                            Capability::recentDocuments, Capability::printers, Capability::menuBars,
-                           Capability::settingsPanes});
+                           Capability::settingsPanes, Capability::javaScript});
 }
 
 }  // namespace orla::sim

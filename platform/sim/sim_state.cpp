@@ -444,6 +444,15 @@ Checked<void> loadState(SimDesktop& desktop, const json& state) {
     else return wrongType("lastUserApp", "a bundle identifier or null");
   }
 
+  // A scene can end the next JavaScript run at its time limit or memory
+  // ceiling at once.
+  if (auto it = state.find("nextJavaScriptOutcome"); it != state.end()) {
+    const std::string wanted = it->is_string() ? it->get<std::string>() : std::string();
+    if (wanted == "timeLimit") desktop.forceNextJavaScriptOutcome(JavaScriptOutcome::Kind::timedOut);
+    else if (wanted == "memory") desktop.forceNextJavaScriptOutcome(JavaScriptOutcome::Kind::memoryExceeded);
+    else return wrongType("nextJavaScriptOutcome", "\"timeLimit\" or \"memory\"");
+  }
+
   ORLA_TRY(loadScripts(desktop, state));
   return {};
 }

@@ -23,6 +23,7 @@
 #include "plugins/text/text_transform_plugin.h"
 #include "plugins/scripts/ai_action_plugin.h"
 #include "plugins/scripts/apple_script_plugin.h"
+#include "plugins/scripts/javascript_plugin.h"
 #include "plugins/scripts/shell_command_plugin.h"
 #include "plugins/scripts/shortcuts_app_plugin.h"
 #include "plugins/system/sound_plugin.h"
@@ -60,7 +61,7 @@ constexpr std::array<Row, 31> kTable{{
     {{"FocusModeAction", "FocusModePlugin", false}, nullptr},
     {{"FolderShortcut", "FolderPlugin", false}, nullptr},
     {{"InterfaceShortcut", "InterfacePlugin", false}, nullptr},
-    {{"JavaScriptAction", "JavaScriptPlugin", false}, nullptr},
+    {{"JavaScriptAction", "JavaScriptPlugin", true}, &make<JavaScriptPlugin>},
     {{"KeyShortcut", "KeyShortcutPlugin", true}, &make<KeyShortcutPlugin>},
     {{"KeyboardShortcut", "TypeTextPlugin", true}, &make<TypeTextPlugin>},
     {{"MenuShortcut", "MenuPlugin", true}, &make<MenuPlugin>},

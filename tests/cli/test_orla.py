@@ -763,6 +763,43 @@ class StateOutTest(OrlaTestCase):
                          "the host is not listed among the applications")
 
 
+class JavaScriptActionTest(OrlaTestCase):
+    """The JavaScript action end to end: orla finds its worker beside itself."""
+
+    def test_runs_scripts_in_the_worker_beside_orla(self):
+        env = {k: v for k, v in os.environ.items() if k != "ORLA_JAVASCRIPT_WORKER"}
+        out = self.tmp / "after.json"
+        run = self.sim("--state-out", out, "run", "JavaScriptAction",
+                       json.dumps({"script": "input.split(' ').reverse().join(' ')",
+                                   "inputSource": 2, "output": 1}),
+                       state={"clipboard": "one two three"}, env=env)
+        self.assertExit(run, 0)
+        self.assertEqual(run.lines, [result("JavaScriptAction", "success",
+                                            message="JavaScript result (now on the clipboard):\nthree two one")])
+        self.assertEqual(json.loads(out.read_text(encoding="utf-8"))["clipboard"], "three two one")
+
+    def test_the_scene_forces_the_next_run_to_a_limit(self):
+        for forced, message in [
+                ("memory", "The script used more than 256 MB of memory and was stopped. "
+                           "Make it use less memory, then click Test again."),
+                ("timeLimit", "The script ran longer than its time limit of 5 seconds and was stopped. "
+                              "Make it faster, or raise the time limit (at most 60 seconds).")]:
+            with self.subTest(forced):
+                run = self.sim("run", "JavaScriptAction", json.dumps({"script": "1"}),
+                               state={"nextJavaScriptOutcome": forced})
+                self.assertEqual(run.lines, [result("JavaScriptAction", "failure", message=message)])
+        run = self.sim("run", "JavaScriptAction", "{}", state={"nextJavaScriptOutcome": "slow"})
+        self.assertEqual(run.code, 2, repr(run))
+
+    def test_a_runaway_script_ends_in_its_sentence(self):
+        run = self.sim("run", "JavaScriptAction", json.dumps({"script": "for (;;) {}", "timeLimit": 0.2}))
+        self.assertExit(run, 1)
+        self.assertEqual(run.lines, [result(
+            "JavaScriptAction", "failure",
+            message="The script ran longer than its time limit of 0.2 seconds and was stopped. "
+                    "Make it faster, or raise the time limit (at most 60 seconds).")])
+
+
 class ClipboardActionsTest(OrlaTestCase):
     """The text actions on a seeded desktop, read back through --state-out."""
 
