@@ -254,7 +254,7 @@ TEST_F(MousepadMenus, APathClickOpensANewWindowAndAThreeLevelPathPicksALineEndin
   EXPECT_EQ(run.output, "MenuShortcut: silentSuccess");
   run = runOrla("MenuShortcut", R"({"applicationPath":"mousepad","menuPath":"Document > Line Ending > Nope"})");
   EXPECT_EQ(run.output,
-            "MenuShortcut: failure: Menu item “Document > Line Ending > Nope” not found in mousepad: no “Nope” in "
+            "MenuShortcut: failure: Menu item “Document > Line Ending > Nope” not found in Mousepad: no “Nope” in "
             "the Line Ending menu. Items there: Unix (LF), Mac (CR), DOS / Windows (CR LF).");
 }
 

@@ -56,7 +56,7 @@ TEST_F(HostileFileOperationTest, ArchivesWhoseListingCouldLieAreRefusedWhole) {
     const std::string archive = tmp / (c.name + ".zip");
     testing::writeZip(archive, c.entries);
     EXPECT_EQ(unzip(archive, tmp / ("t " + c.name)),
-              PluginResult::failure("Decompression blocked: unsafe path in archive (" + c.blocked + ")."))
+              PluginResult::failure("Decompression blocked: unsafe path in archive (" + c.blocked + ")"))
         << c.name;
     EXPECT_FALSE(tmp.has("t " + c.name)) << c.name;
   }
@@ -67,7 +67,7 @@ TEST_F(HostileFileOperationTest, AnArchivePathWithALineBreakIsStillReadEntryByEn
   const std::string archive = tmp / "two\nlines.zip";
   testing::writeZip(archive, {{"ok.txt", "fine"}, {"door", "../elsewhere", Kind::symlink}});
   EXPECT_EQ(unzip(archive, tmp / "t"),
-            PluginResult::failure("Decompression blocked: unsafe path in archive (door)."));
+            PluginResult::failure("Decompression blocked: unsafe path in archive (door)"));
   testing::writeZip(archive, {{"ok.txt", "fine"}});
   EXPECT_EQ(unzip(archive, tmp / "t").kind(), PluginResult::Kind::success);
   EXPECT_EQ(tmp.read("t/ok.txt"), "fine");
@@ -91,7 +91,7 @@ TEST_F(HostileFileOperationTest, ALinkInsideThatAFolderWouldBeWrittenThroughIsNo
   fs::create_directory_symlink("real", tmp / "t/alias");
   testing::writeZip(tmp / "a.zip", {{"alias/", "", Kind::folder}, {"alias/x.txt", "x"}});
   EXPECT_EQ(unzip(tmp / "a.zip", tmp / "t"),
-            PluginResult::failure("Decompression blocked: unsafe path in archive (alias)."));
+            PluginResult::failure("Decompression blocked: unsafe path in archive (alias)"));
   EXPECT_TRUE(fs::is_empty(tmp / "t/real"));
 }
 
