@@ -9,7 +9,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string text(reinterpret_cast<const char*>(data), size);
-  if (auto parsed = orla::parseURL(text); parsed && parsed->text.empty()) std::abort();
+  if (auto parsed = orla::parseURL(text); parsed && parsed->text.empty() && !text.empty()) std::abort();
   (void)orla::filePathFromURL(text);
   if (!text.empty() && text.front() == '/' && text.find('\0') == std::string::npos) {
     const std::string url = orla::fileURLFromPath(text);

@@ -98,6 +98,11 @@ std::optional<TimePoint> parseLocalDateTime(std::string_view text, std::string_v
   calendar.set(UCAL_MILLISECOND, 0);
   const UDate millis = calendar.getTime(status);
   if (U_FAILURE(status)) return std::nullopt;
+  // The clock counts in nanoseconds, so it reaches only from 1677 to 2262;
+  // a date outside that cannot be one of its time points.
+  constexpr auto kReach =
+      std::chrono::duration_cast<std::chrono::milliseconds>(TimePoint::duration::max()).count();
+  if (!(millis > -static_cast<double>(kReach) && millis < static_cast<double>(kReach))) return std::nullopt;
   return TimePoint(std::chrono::duration_cast<TimePoint::duration>(
       std::chrono::milliseconds(static_cast<long long>(millis))));
 }

@@ -124,14 +124,17 @@ Checked<nlohmann::json> parseJsonText(std::string_view text) {
   try {
     return nlohmann::json::parse(text.begin(), text.end());
   } catch (const nlohmann::json::parse_error& e) {
-    return fail(textPosition(text, e.byte));
+    return fail("at " + textPosition(text, e.byte));
+  } catch (const nlohmann::json::exception&) {
+    // Valid JSON all the same, but a number past what a double holds (1e400).
+    return fail(std::string("with a number too large to hold"));
   }
 }
 
 Checked<ActionData> actionDataFromJsonText(std::string_view text) {
   if (auto deep = jsonNestingProblem(text, "PARAMS")) return fail(std::move(*deep));
   auto parsed = parseJsonText(text);
-  if (!parsed) return fail("PARAMS is not valid JSON at " + parsed.error() + ".");
+  if (!parsed) return fail("PARAMS is not valid JSON " + parsed.error() + ".");
   const nlohmann::json& json = *parsed;
   if (!json.is_object()) return fail("PARAMS must be a JSON object.");
   auto value = anyFromJson(json);

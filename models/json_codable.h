@@ -17,8 +17,9 @@ nlohmann::json anyToJson(const AnyCodable& value);
 // sentence says what was wrong ("PARAMS must be a JSON object.", ...).
 Checked<ActionData> actionDataFromJsonText(std::string_view text);
 
-// Parses a JSON text; the failure is where it stops being JSON, as
-// "line L, column C" (columns count characters, from 1).
+// Parses a JSON text; the failure completes "… is not valid JSON ": where
+// it stops being JSON, as "at line L, column C" (columns count characters,
+// from 1), or "with a number too large to hold".
 Checked<nlohmann::json> parseJsonText(std::string_view text);
 
 }  // namespace orla

@@ -163,14 +163,19 @@ class PrettyWriter : public nlohmann::json_sax<nlohmann::json> {
 // The parsed value, for a text whose objects repeat a key: a repeated key
 // keeps its first place and takes its last value, as a JSON parser keeps
 // it. Numbers keep the text they were written with.
+struct JsonMember;
 struct JsonNode {
   enum class Kind { null, boolean, integer, unsignedInteger, floating, string, object, array } kind = Kind::null;
   bool boolean = false;
   std::int64_t integer = 0;
   std::uint64_t unsignedInteger = 0;
   std::string text;                                       // a string, or a float as written
-  std::vector<std::pair<std::string, JsonNode>> members;  // keys are empty in arrays
-  std::unordered_map<std::string, std::size_t> index;     // objects: key to member, while building
+  std::vector<JsonMember> members;                     // keys are empty in arrays
+  std::unordered_map<std::string, std::size_t> index;  // objects: key to member, while building
+};
+struct JsonMember {
+  std::string key;
+  JsonNode value;
 };
 
 class JsonTreeBuilder : public nlohmann::json_sax<nlohmann::json> {
@@ -240,13 +245,13 @@ class JsonTreeBuilder : public nlohmann::json_sax<nlohmann::json> {
     }
     JsonNode& parent = open_.back();
     if (parent.kind == JsonNode::Kind::array) {
-      parent.members.emplace_back(std::string(), std::move(value));
+      parent.members.push_back(JsonMember{std::string(), std::move(value)});
       return true;
     }
     const std::string& key = keys_.back();
     auto [at, fresh] = parent.index.try_emplace(key, parent.members.size());
-    if (fresh) parent.members.emplace_back(key, std::move(value));
-    else parent.members[at->second].second = std::move(value);
+    if (fresh) parent.members.push_back(JsonMember{key, std::move(value)});
+    else parent.members[at->second].value = std::move(value);
     return true;
   }
 
@@ -273,7 +278,7 @@ bool replay(JsonNode& node, PrettyWriter& writer) {
     case Kind::array:
       if (!writer.start_array(node.members.size())) return false;
       for (auto& member : node.members)
-        if (!replay(member.second, writer)) return false;
+        if (!replay(member.value, writer)) return false;
       return writer.end_array();
   }
   return false;

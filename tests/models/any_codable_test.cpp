@@ -103,6 +103,7 @@ TEST(JsonCodable, RejectsWhatIsNotAParameterObject) {
       {"{bad", "PARAMS is not valid JSON at line 1, column 2."},
       {"", "PARAMS is not valid JSON at line 1, column 1."},
       {"{\"a\":\n  [1,,2]}", "PARAMS is not valid JSON at line 2, column 6."},
+      {"{\"a\": 21e308}", "PARAMS is not valid JSON with a number too large to hold."},
       {"[1,2]", "PARAMS must be a JSON object."},
       {"\"text\"", "PARAMS must be a JSON object."},
       {R"({"$data":"AQI="})", "PARAMS must be a JSON object of parameters."},

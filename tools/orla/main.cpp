@@ -115,7 +115,7 @@ std::shared_ptr<sim::SimDesktop> makeSimDesktop(const Options& options) {
   if (!text) throw UsageError{text.error()};
   if (auto deep = jsonNestingProblem(*text, options.simState)) throw UsageError{*deep};
   auto json = parseJsonText(*text);
-  if (!json) throw UsageError{options.simState + " is not valid JSON at " + json.error()};
+  if (!json) throw UsageError{options.simState + " is not valid JSON " + json.error()};
   if (auto loaded = sim::loadState(*desktop, *json); !loaded) throw UsageError{loaded.error()};
   return desktop;
 }

@@ -44,7 +44,7 @@ Checked<std::string> readTextFile(const std::filesystem::path& path) {
 Checked<Shortcut> parseShortcut(std::string_view text, std::string fallbackName) {
   if (auto deep = jsonNestingProblem(text, "The shortcut")) return fail(std::move(*deep));
   auto parsed = parseJsonText(text);
-  if (!parsed) return fail("not valid JSON at " + parsed.error());
+  if (!parsed) return fail("not valid JSON " + parsed.error());
   const nlohmann::json& json = *parsed;
   if (!json.is_object() || !json.contains("actions") || !json["actions"].is_array())
     return fail(R"(a shortcut must be an object with an "actions" list)");
