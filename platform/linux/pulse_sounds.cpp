@@ -124,9 +124,9 @@ std::shared_ptr<Samples> decode(const std::string& path) {
 void playToEnd(const LibPulse* lib, PulseSession& session, const std::shared_ptr<Samples>& samples) {
   const auto length = std::chrono::milliseconds(1000LL * samples->data.size() / samples->channels / samples->rate);
   session.extendDeadline(PulseClock::now() + length + std::chrono::seconds(5));
-  const pa_sample_spec spec{PA_SAMPLE_S16NE, static_cast<uint32_t>(samples->rate),
+  const pa_sample_spec format{PA_SAMPLE_S16NE, static_cast<uint32_t>(samples->rate),
                             static_cast<uint8_t>(samples->channels)};
-  pa_stream* stream = lib->streamNew(session.context(), "Orla sound", &spec, nullptr);
+  pa_stream* stream = lib->streamNew(session.context(), "Orla sound", &format, nullptr);
   if (!stream) return;
   if (lib->connectPlayback(stream, nullptr, nullptr, PA_STREAM_NOFLAGS, nullptr, nullptr) == 0 &&
       session.runUntil([&] { return lib->streamState(stream) != PA_STREAM_CREATING; }) &&

@@ -278,7 +278,7 @@ TEST_F(HostileFileOperationTest, APathWithANulNeverReachesTheSystemCutShort) {
   for (const ActionData& data : cases) EXPECT_TRUE(plugin.execute(data).isFailure());
   EXPECT_EQ(tmp.read("victim.txt"), "keep me");
   EXPECT_EQ(tmp.read("source.txt"), "new");
-  // Nor does a command: the system would run the part before the NUL.
+  // Nor does a command: the system would run only what comes before the NUL.
   CapturedOutput out, err;
   auto ran = platform->processes().run({"/bin/echo", {std::string("a\0b", 3)}, {}}, out, err);
   ASSERT_FALSE(ran);
