@@ -11,6 +11,7 @@
 #include "models/text.h"
 #include "models/url.h"
 #include "models/utf8.h"
+#include "plugins/flow/pause_plugin.h"
 #include "plugins/input/typing_target.h"
 #include "plugins/text/clipboard_mechanics.h"
 #include "plugins/text/text_transforms.h"
@@ -101,7 +102,7 @@ std::optional<std::string> failureOf(const JavaScriptOutcome& outcome, double li
       return "The script stopped with an error" + onLine + ": " + text + std::string(kTryAgain);
     }
     case Kind::timedOut:
-      return "The script ran longer than its time limit of " + JavaScriptPlugin::formatSeconds(limit) +
+      return "The script ran longer than its time limit of " + PausePlugin::formatSeconds(limit) +
              " and was stopped. Make it faster, or raise the time limit (at most 60 seconds).";
     case Kind::memoryExceeded:
       return "The script used more than 256 MB of memory and was stopped. Make it use less memory, then click Test "
@@ -139,17 +140,6 @@ std::string JavaScriptPlugin::inputText(const ActionData& data) {
   for (std::string_view key : {"inputText", "text"})
     if (auto text = readRawString(data, key)) return *text;
   return {};
-}
-
-std::string JavaScriptPlugin::formatSeconds(double seconds) {
-  char buffer[64];
-  std::snprintf(buffer, sizeof buffer, "%.3f", seconds);
-  std::string text = buffer;
-  if (text.find('.') != std::string::npos) {
-    while (text.back() == '0') text.pop_back();
-    if (text.back() == '.') text.pop_back();
-  }
-  return text + (text == "1" ? " second" : " seconds");
 }
 
 std::optional<std::string> JavaScriptPlugin::validate(const ActionData& data) const {

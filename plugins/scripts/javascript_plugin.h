@@ -52,9 +52,6 @@ class JavaScriptPlugin : public PluginBase<JavaScriptPlugin> {
   static bool allowsFileRead(const ActionData& data);
   static bool allowsNetwork(const ActionData& data);
 
-  // x as "1 second", "1.5 seconds", "0.25 seconds".
-  static std::string formatSeconds(double seconds);
-
   PluginResult execute(const ActionData& data) override;
   std::optional<std::string> validate(const ActionData& data) const override;
   bool requiresAccessibility(const ActionData& data) const override {

@@ -14,20 +14,13 @@
 #include "platform/linux/pulse_sounds.h"
 #include "platform/platform.h"
 #include "plugins/system/sound_plugin.h"
+#include "tests/support/command_output.h"
 #include "tests/support/temp_folder.h"
 
 namespace orla {
 namespace {
 
-std::string outputOf(const std::string& command) {
-  std::string out;
-  if (FILE* pipe = popen(command.c_str(), "r")) {
-    std::array<char, 256> buffer{};
-    while (std::fgets(buffer.data(), buffer.size(), pipe)) out += buffer.data();
-    pclose(pipe);
-  }
-  return out;
-}
+using testing::outputOf;
 
 // Whether the server shows a stream of ours within two seconds.
 bool serverPlaysOurStream() {

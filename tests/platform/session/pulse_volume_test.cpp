@@ -13,19 +13,12 @@
 #include "platform/linux/pulse_volume.h"
 #include "platform/platform.h"
 #include "plugins/system/sound_plugin.h"
+#include "tests/support/command_output.h"
 
 namespace orla {
 namespace {
 
-std::string outputOf(const std::string& command) {
-  std::string out;
-  if (FILE* pipe = popen(command.c_str(), "r")) {
-    std::array<char, 256> buffer{};
-    while (std::fgets(buffer.data(), buffer.size(), pipe)) out += buffer.data();
-    pclose(pipe);
-  }
-  return out;
-}
+using testing::outputOf;
 
 int sinkPercent() {
   const std::string out = outputOf("pactl get-sink-volume @DEFAULT_SINK@");

@@ -16,6 +16,7 @@
 #include "platform/posix/curl_http.h"
 #include "plugins/scripts/ai_action_plugin.h"
 #include "plugins/scripts/secret_store.h"
+#include "tests/support/command_output.h"
 
 namespace orla {
 namespace {
@@ -27,16 +28,7 @@ GDBusConnection* sessionBus() {
   return g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
 }
 
-// Runs a command and answers its standard output.
-std::string outputOf(const std::string& command) {
-  std::string out;
-  if (FILE* pipe = popen(command.c_str(), "r")) {
-    std::array<char, 256> buffer{};
-    while (std::fgets(buffer.data(), buffer.size(), pipe)) out += buffer.data();
-    pclose(pipe);
-  }
-  return out;
-}
+using testing::outputOf;
 
 // A collection of its own on the keyring, made and unlocked with a master
 // password through gnome-keyring's own interface (no prompt), so that

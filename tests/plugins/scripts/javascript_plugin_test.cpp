@@ -1,6 +1,7 @@
 // The JavaScript action on the simulated desktop, which runs the real worker
 // and engine; the time and memory limits are also forced through the scene,
 // so that the clipboard paths after them are tested without waiting.
+#include "plugins/flow/pause_plugin.h"
 #include "plugins/scripts/javascript_plugin.h"
 
 #include <gtest/gtest.h>
@@ -76,9 +77,9 @@ TEST(JavaScriptValidation, FirstFailingRuleGivesItsSentence) {
   };
   JavaScriptPlugin plugin(sim::makeSimPlatform(std::make_shared<sim::SimDesktop>()));
   for (const Case& c : cases) EXPECT_EQ(plugin.validate(c.data), c.problem) << c.name;
-  EXPECT_EQ(JavaScriptPlugin::formatSeconds(0.1), "0.1 seconds");
-  EXPECT_EQ(JavaScriptPlugin::formatSeconds(1), "1 second");
-  EXPECT_EQ(JavaScriptPlugin::formatSeconds(2.50), "2.5 seconds");
+  EXPECT_EQ(PausePlugin::formatSeconds(0.1), "0.1 seconds");
+  EXPECT_EQ(PausePlugin::formatSeconds(1), "1 second");
+  EXPECT_EQ(PausePlugin::formatSeconds(2.50), "2.5 seconds");
   EXPECT_TRUE(plugin.requiresAccessibility({{"inputSource", 3}}));
   EXPECT_TRUE(plugin.requiresAccessibility({{"output", 2}}));
   EXPECT_FALSE(plugin.requiresAccessibility({{"inputSource", 2}, {"output", 1}}));
