@@ -15,10 +15,12 @@ import argparse
 import http.server
 import json
 import os
+import signal
 import subprocess
 import sys
 import tempfile
 import threading
+import time
 import unittest
 from pathlib import Path
 
@@ -761,6 +763,31 @@ class StateOutTest(OrlaTestCase):
         self.assertFalse(any(app.get("pid") == saved["host"]["pid"]
                              for app in saved["applications"]),
                          "the host is not listed among the applications")
+
+    def test_a_run_ended_by_a_signal_leaves_no_fresh_file(self):
+        out = self.tmp / "out.json"
+        for sig in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+            with self.subTest(signal=sig.name):
+                out.write_text("the old state\n", encoding="utf-8")
+                # A command that runs until it is stopped: the run is long
+                # and the fresh file waits beside the target meanwhile.
+                process = subprocess.Popen(
+                    [str(ORLA), "--json", "--sim", "--state-out", str(out), "run", "CommandShortcut",
+                     json.dumps({"command": "sleep 5"})],
+                    cwd=self.cwd, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+                try:
+                    deadline = time.monotonic() + 10
+                    while not list(self.tmp.glob(".out.json.orla-*")) and time.monotonic() < deadline:
+                        time.sleep(0.02)
+                    self.assertTrue(list(self.tmp.glob(".out.json.orla-*")), "the run made its fresh file")
+                    process.send_signal(sig)
+                    self.assertEqual(process.wait(timeout=10), -sig, "the signal still ends orla")
+                finally:
+                    if process.poll() is None:
+                        process.kill()
+                        process.wait()
+                self.assertEqual(sorted(p.name for p in self.tmp.iterdir()), ["cwd", "out.json"])
+                self.assertEqual(out.read_text(encoding="utf-8"), "the old state\n")
 
 
 class JavaScriptActionTest(OrlaTestCase):
