@@ -127,5 +127,76 @@ class TextAtTheBoundaryTest(OrlaTestCase):
         json.loads(out.read_text())
 
 
+# Runs `script` with sh in a mount namespace of its own, where it may mount a
+# small file system as a second volume (gone with the namespace); as the
+# namespace's root when the caller is not root. ORLA and the given variables
+# are in its environment.
+def in_private_mounts(script, **variables):
+    env = dict(os.environ, ORLA=str(test_orla.ORLA), **{k: str(v) for k, v in variables.items()})
+    return subprocess.run(["unshare", "--map-root-user", "--mount", "--propagation", "private",
+                           "sh", "-euc", script],
+                          capture_output=True, text=True, env=env, timeout=30)
+
+
+class MoveBetweenVolumesTest(OrlaTestCase):
+    """A move to another volume that fails keeps the source and the target
+    whole. Permissions do not bind the superuser (who runs CI), so the
+    failures come from the volumes themselves: one that fills up, and one
+    mounted read-only."""
+
+    def setUp(self):
+        super().setUp()
+        probe = in_private_mounts('mount -t tmpfs orla-probe "$VOL"', VOL=self.tmp)
+        if probe.returncode != 0:
+            self.skipTest("no private mount namespace here to make a second volume in: " + probe.stderr.strip())
+        self.volume = self.tmp / "volume"
+        self.volume.mkdir()
+
+    def move(self, source, destination):
+        return json.dumps({"subAction": "move", "source": str(source), "destination": str(destination)})
+
+    def test_a_copy_that_fills_the_other_volume_keeps_the_source_and_the_target(self):
+        source = self.tmp / "source"
+        (source / "sub").mkdir(parents=True)
+        big = os.urandom(256 * 1024)
+        (source / "big.bin").write_bytes(big)
+        (source / "sub" / "note.txt").write_text("keep me")
+        # The 64 KiB volume holds the target; the copy runs out of room there.
+        done = in_private_mounts(
+            'mount -t tmpfs -o size=64k orla-small "$VOL"\n'
+            'printf "the user\'s target" > "$VOL/target"\n'
+            'code=0; "$ORLA" --json --sim run FileOperationAction "$PARAMS" || code=$?\n'
+            'echo "exit $code"; ls -A "$VOL"; cat "$VOL/target"',
+            VOL=self.volume, PARAMS=self.move(source, self.volume / "target"))
+        self.assertEqual(done.returncode, 0, done.stderr)
+        lines = done.stdout.splitlines()
+        result = json.loads(lines[0])
+        self.assertEqual(result["result"], "failure", lines[0])
+        self.assertEqual(lines[1:], ["exit 1", "target", "the user's target"],
+                         "the target is kept and nothing half-copied is left on the full volume")
+        self.assertEqual((source / "big.bin").read_bytes(), big)
+        self.assertEqual((source / "sub" / "note.txt").read_text(), "keep me")
+
+    def test_a_source_that_cannot_be_let_go_of_keeps_the_target(self):
+        target = self.tmp / "target.txt"
+        target.write_text("the user's target")
+        # The source's folder is read-only, so the copy succeeds and only
+        # letting go of the source fails.
+        done = in_private_mounts(
+            'mount -t tmpfs orla-other "$VOL"\n'
+            'mkdir "$VOL/locked"; printf source > "$VOL/locked/item.txt"\n'
+            'mount --bind "$VOL/locked" "$VOL/locked"; mount -o remount,bind,ro "$VOL/locked"\n'
+            'code=0; "$ORLA" --json --sim run FileOperationAction "$PARAMS" || code=$?\n'
+            'echo "exit $code"; ls -A "$VOL/locked"; cat "$VOL/locked/item.txt"',
+            VOL=self.volume, PARAMS=self.move(self.volume / "locked" / "item.txt", target))
+        self.assertEqual(done.returncode, 0, done.stderr)
+        lines = done.stdout.splitlines()
+        self.assertEqual(json.loads(lines[0])["result"], "failure", lines[0])
+        self.assertEqual(lines[1:], ["exit 1", "item.txt", "source"])
+        self.assertEqual(target.read_text(), "the user's target")
+        self.assertEqual(sorted(p.name for p in self.tmp.iterdir()), ["cwd", "target.txt", "volume"],
+                         "no copy is left beside the target")
+
+
 if __name__ == "__main__":
     test_orla.main()
