@@ -9,8 +9,10 @@
 //
 // Thread safety: every method may be called from any thread; a backend that
 // needs the main thread hops there itself. Activation observers are called
-// on the thread that caused the activation, or on the main thread for
-// activations made by the user.
+// on the thread that caused the activation; for activations made by the
+// user, on the main thread (macOS, the simulated desktop) or on a thread of
+// the backend's own that hears the window manager (X11), in the order they
+// happened. An observer that needs the main thread hops there itself.
 #pragma once
 
 #include <chrono>

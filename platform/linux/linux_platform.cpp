@@ -27,6 +27,7 @@
 #include "platform/linux/secret_service_keychain.h"
 #include "platform/linux/session_control.h"
 #include "platform/linux/x11_accessibility.h"
+#include "platform/linux/x11_active_window_watch.h"
 #include "platform/linux/x11_connection.h"
 #include "platform/linux/x11_displays.h"
 #include "platform/linux/x11_events.h"
@@ -140,6 +141,8 @@ class ProcWorkspace : public Workspace {
     if (!x11_ || pid <= 0) return false;
     const auto before = frontmost();
     if (!activateProcessWindows(*x11_, pid, options & activation_options::allWindows)) return false;
+    // Said here, before the answer, so that whatever the caller does next
+    // already knows; the watch then finds it said.
     if (before != pid) announceActivation(pid);
     return true;
   }
@@ -228,9 +231,13 @@ class ProcWorkspace : public Workspace {
     return !path.empty() && std::filesystem::exists(std::filesystem::path(path), ec);
   }
 
-  // Observers hear of the activations made through this workspace, on the
-  // thread that made them.
+  // Observers hear of the activations made through this workspace on the
+  // thread that made them, and of every other change of the front
+  // application (the user's click, Alt+Tab, another program) on the watch's
+  // thread, as the window manager makes it. The watch starts with the first
+  // observer.
   ObserverToken addActivationObserver(ActivationObserver observer) override {
+    if (x11_) startWatch();
     std::lock_guard lock(observersMutex_);
     observers_.emplace_back(++lastToken_, std::move(observer));
     return lastToken_;
@@ -244,9 +251,17 @@ class ProcWorkspace : public Workspace {
   static Failure unavailable() {
     return fail("Showing, hiding and opening applications is not available on this desktop in this build of Orla.");
   }
+  // Once for each change of the front application, however many ways
+  // report it (the call that made it and the watch both do; without the
+  // watch the caller knows what was in front before). Observers are
+  // called in the order of the changes: the announcing lock is held while
+  // they run, so an observer must not activate applications itself.
   void announceActivation(ProcessId pid) {
+    std::lock_guard announcing(announceMutex_);
+    if (watch_ && lastAnnounced_ == pid) return;
     const auto app = described(pid, true);
     if (!app) return;
+    lastAnnounced_ = pid;
     std::vector<ActivationObserver> observers;
     {
       std::lock_guard lock(observersMutex_);
@@ -255,10 +270,29 @@ class ProcWorkspace : public Workspace {
     for (const auto& observer : observers) observer(*app);
   }
 
+  void startWatch() {
+    std::lock_guard announcing(announceMutex_);
+    if (watch_ || watchFailed_) return;
+    // What is in front now is known to whoever adds an observer; only a
+    // change is news.
+    lastAnnounced_ = frontmost();
+    auto watch = ActiveWindowWatch::start([this] {
+      if (const auto front = frontmost()) announceActivation(*front);
+    });
+    // Without the watch the observers still hear of Orla's own activations.
+    if (!watch) watchFailed_ = true;
+    else watch_ = std::move(watch).value();
+  }
+
   std::shared_ptr<X11Connection> x11_;
   std::mutex observersMutex_;
   ObserverToken lastToken_ = 0;
   std::vector<std::pair<ObserverToken, ActivationObserver>> observers_;
+  std::mutex announceMutex_;
+  std::optional<ProcessId> lastAnnounced_;
+  bool watchFailed_ = false;
+  // Last, so that it stops before the members its thread uses go.
+  std::unique_ptr<ActiveWindowWatch> watch_;
 };
 
 // The host's identity: ORLA_HOST_BUNDLE_ID names it when an embedding

@@ -211,6 +211,59 @@ class ApplicationTest(DesktopTestCase):
         self.assertNotEqual(seen[0], seen[1])
 
 
+def windows_named(class_name):
+    out = subprocess.run(["xdotool", "search", "--onlyvisible", "--classname", class_name], capture_output=True,
+                         text=True).stdout
+    return [int(w) for w in out.split()]
+
+
+class WhatTheUserActivatedTest(DesktopTestCase):
+    """Activations made in the window manager, not through orla, count for
+    the previous front application."""
+
+    def setUp(self):
+        super().setUp()
+        if not shutil.which("xdotool") or not shutil.which("xterm") or not shutil.which("st"):
+            self.skipTest("xdotool, xterm and st are needed (scripts/install-deps installs them)")
+
+    def started(self, program, instance):
+        self.assertFalse(windows_named(instance), f"{program} already runs")
+        self.start(program)
+        self.assertTrue(wait_for(lambda: windows_named(instance)), program)
+        return windows_named(instance)[0]
+
+    def activate(self, window):
+        subprocess.run(["xdotool", "windowactivate", str(window)], check=True, capture_output=True)
+        self.assertTrue(wait_for(lambda: active_window() == window, 5))
+
+    def test_the_previous_front_application_is_the_one_the_user_left(self):
+        xterm = self.started("xterm", "xterm")
+        st = self.started("st", "st")
+        self.activate(st)
+        ready = self.tmp / "ready"
+        sequence = self.tmp / "previous.json"
+        # Noting the front application makes orla follow the activations;
+        # the file says so, and the pause is the user's time to switch.
+        sequence.write_text(json.dumps({"name": "Back", "actions": [
+            {"kind": "ApplicationShortcut", "data": {"actionType": 20}},
+            {"kind": "CommandShortcut", "data": {"command": f"touch {ready}"}},
+            {"kind": "PauseShortcut", "data": {"seconds": 3}},
+            {"kind": "ApplicationShortcut", "data": {"actionType": 22}},
+        ]}))
+        orla = subprocess.Popen([ORLA, "--json", "sequence", str(sequence)], stdout=subprocess.PIPE,
+                                stderr=subprocess.PIPE, text=True)
+        self.children.append(orla)
+        self.assertTrue(wait_for(ready.exists, 10), "orla did not start its sequence")
+        self.activate(xterm)
+        self.activate(st)
+        out, err = orla.communicate(timeout=30)
+        lines = [json.loads(line) for line in out.splitlines()]
+        self.assertEqual(orla.returncode, 0, (lines, err))
+        self.assertEqual(lines[-1]["result"], "success", lines)
+        self.assertTrue(wait_for(lambda: active_window() == xterm, 5),
+                        "the previous front application (xterm) did not come back")
+
+
 def frame_origin(window):
     """Where the window's frame is, from xwininfo and the frame extents."""
     info = subprocess.run(["xwininfo", "-id", hex(window)], capture_output=True, text=True).stdout
