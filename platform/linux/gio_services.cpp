@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <filesystem>
 
@@ -301,7 +302,15 @@ std::optional<DesktopEntry> installedDesktopEntry(std::string_view idOrName) {
   return found;
 }
 
-Checked<void> launchApplication(std::string_view path) {
+std::optional<DesktopEntry> desktopEntryAt(std::string_view path) {
+  GObjectPtr<GDesktopAppInfo> info{g_desktop_app_info_new_from_filename(std::string(path).c_str())};
+  if (!info) return std::nullopt;
+  const char* id = g_app_info_get_id(G_APP_INFO(info.get()));
+  const char* name = g_app_info_get_name(G_APP_INFO(info.get()));
+  return DesktopEntry{id ? id : fileName(path), name ? name : "", std::string(path)};
+}
+
+Checked<LaunchedApplication> launchApplication(std::string_view path) {
   const std::string file(path);
   GObjectPtr<GAppInfo> app;
   if (file.ends_with(".desktop")) {
@@ -313,16 +322,31 @@ Checked<void> launchApplication(std::string_view path) {
     app.reset(g_app_info_create_from_commandline(quoted.get(), nullptr, G_APP_INFO_CREATE_NONE, nullptr));
   }
   if (!app || !G_IS_DESKTOP_APP_INFO(app.get())) return fail("“" + fileName(path) + "” is not an application.");
+  // A startup-notification id of this launch's own, which the application
+  // reads from its environment and sets on its first window
+  // (`_NET_STARTUP_ID`): how a window tells which launch made it when its
+  // process does not, as when a program hands the request to a copy of
+  // itself that already runs. (No "_TIME" part: a time of 0 would ask the
+  // window manager not to give the new window the focus.)
+  static std::atomic<unsigned> launches{0};
+  LaunchedApplication launched;
+  launched.startupId = "orla-" + std::to_string(::getpid()) + "-" + std::to_string(++launches) + "-" +
+                       std::to_string(g_get_monotonic_time());
+  GObjectPtr<GAppLaunchContext> context{g_app_launch_context_new()};
+  g_app_launch_context_setenv(context.get(), "DESKTOP_STARTUP_ID", launched.startupId.c_str());
+  auto noteChild = [](GDesktopAppInfo*, GPid pid, gpointer out) {
+    static_cast<LaunchedApplication*>(out)->process = static_cast<ProcessId>(pid);
+  };
   // The application is the desktop's, not ours: it does not inherit our
   // output, which would stay open (and keep a pipe reading it waiting) for
   // as long as it runs.
   ErrorOut error;
   if (!g_desktop_app_info_launch_uris_as_manager(
-          G_DESKTOP_APP_INFO(app.get()), nullptr, nullptr,
+          G_DESKTOP_APP_INFO(app.get()), nullptr, context.get(),
           GSpawnFlags(G_SPAWN_SEARCH_PATH | G_SPAWN_STDOUT_TO_DEV_NULL | G_SPAWN_STDERR_TO_DEV_NULL), nullptr,
-          nullptr, nullptr, nullptr, &error))
+          nullptr, noteChild, &launched, &error))
     return fail(sentence(error.message()));
-  return {};
+  return launched;
 }
 
 }  // namespace orla::linux_desktop

@@ -10,6 +10,7 @@
 
 #include "platform/file_manager.h"
 #include "platform/file_workspace.h"
+#include "platform/workspace.h"
 
 namespace orla::linux_desktop {
 
@@ -36,9 +37,20 @@ std::optional<DesktopEntry> desktopEntryForWindowClass(std::string_view instance
 // The installed desktop entry with this desktop-file id (".desktop" may be
 // left out), else the first whose name is this, ignoring case.
 std::optional<DesktopEntry> installedDesktopEntry(std::string_view idOrName);
+// The desktop entry in the file at `path`; none when it is not one.
+std::optional<DesktopEntry> desktopEntryAt(std::string_view path);
+
+// What a launch knows of what it started: the process it made (which may
+// be a wrapper that starts the application as its child, or hands the
+// request to a copy already running and ends) and the startup-notification
+// id it gave it.
+struct LaunchedApplication {
+  ProcessId process = 0;
+  std::string startupId;
+};
 // Starts an application: the desktop entry at `path` (a ".desktop" file), or
 // the executable file at `path` with no arguments. Fails with a sentence when
 // `path` is neither or the start fails.
-Checked<void> launchApplication(std::string_view path);
+Checked<LaunchedApplication> launchApplication(std::string_view path);
 
 }  // namespace orla::linux_desktop

@@ -21,6 +21,7 @@
 #include "platform/linux/desktop_settings.h"
 #include "platform/linux/gio_services.h"
 #include "platform/linux/glib_main_thread.h"
+#include "platform/linux/launched_applications.h"
 #include "platform/linux/gtk_services.h"
 #include "platform/linux/pulse_sounds.h"
 #include "platform/linux/pulse_volume.h"
@@ -51,8 +52,9 @@ namespace linux_desktop {
 // Without a window system each is reported with the `prohibited` policy,
 // none is frontmost, and only termination works. On an X11 desktop a process
 // with managed windows is a `regular` application, named by the desktop entry
-// its windows' class matches (its desktop-file id as the bundle identifier,
-// the entry's file as the bundle path) or else by its executable, hidden when
+// it was launched from (see LaunchedApplications) or else the one its
+// windows' class matches (its desktop-file id as the bundle identifier, the
+// entry's file as the bundle path) or else by its executable, hidden when
 // every one of its windows is minimized; the frontmost one is the process of
 // the active window. There the windows are what is shown, hidden, activated
 // and asked to close, and applications open from their desktop entries.
@@ -91,7 +93,7 @@ class ProcWorkspace : public Workspace {
     return std::nullopt;
   }
 
-  static void describeWithWindows(RunningApplication& app, const std::vector<ManagedWindow>& windows) {
+  void describeWithWindows(RunningApplication& app, const std::vector<ManagedWindow>& windows) const {
     bool any = false, allMinimized = true;
     const ManagedWindow* first = nullptr;
     for (const ManagedWindow& w : windows) {
@@ -103,7 +105,9 @@ class ProcWorkspace : public Workspace {
     if (!any) return;
     app.activationPolicy = ActivationPolicy::regular;
     app.hidden = allMinimized;
-    if (auto entry = desktopEntryForWindowClass(first->instance, first->windowClass, app.executablePath)) {
+    auto entry = launched_.entryOf(app.processIdentifier, windows);
+    if (!entry) entry = desktopEntryForWindowClass(first->instance, first->windowClass, app.executablePath);
+    if (entry) {
       app.bundleIdentifier = entry->id;
       app.bundlePath = entry->path;
       if (!entry->name.empty()) app.localizedName = entry->name;
@@ -206,7 +210,13 @@ class ProcWorkspace : public Workspace {
       if (configuration.activates && !app.active) activate(app.processIdentifier, activation_options::ignoringOtherApps);
       return {};
     }
-    return launchApplication(path);
+    auto launched = launchApplication(path);
+    if (!launched) return fail(launched.error());
+    // An executable stands for itself, as its process's bundle path does.
+    std::optional<DesktopEntry> entry = desktopEntryAt(path);
+    if (!entry) entry = DesktopEntry{{}, std::filesystem::path(path).filename().string(), std::string(path)};
+    launched_.record(std::move(*entry), std::move(launched).value());
+    return {};
   }
   // By desktop-file id, with or without ".desktop", or by the entry's name.
   Checked<void> openApplicationWithBundleIdentifier(std::string_view bundleIdentifier,
@@ -285,6 +295,7 @@ class ProcWorkspace : public Workspace {
   }
 
   std::shared_ptr<X11Connection> x11_;
+  LaunchedApplications launched_;
   std::mutex observersMutex_;
   ObserverToken lastToken_ = 0;
   std::vector<std::pair<ObserverToken, ActivationObserver>> observers_;

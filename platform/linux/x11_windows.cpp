@@ -68,6 +68,21 @@ bool isMinimized(X11Connection& connection, XWindow window) {
   return false;  // gone
 }
 
+// A short text property (UTF8_STRING or STRING); empty when there is none.
+std::string textPropertyLocked(X11Connection& connection, XWindow window, const char* name) {
+  Atom type = None;
+  int format = 0;
+  unsigned long count = 0, after = 0;
+  unsigned char* data = nullptr;
+  std::string text;
+  if (XGetWindowProperty(connection.display(), window, connection.atom(name), 0, 256, False, AnyPropertyType, &type,
+                         &format, &count, &after, &data) == Success &&
+      data && format == 8)
+    text.assign(reinterpret_cast<const char*>(data), count);
+  if (data) XFree(data);
+  return text;
+}
+
 void requestActivation(X11Connection& connection, XWindow window) {
   sendToWindowManager(connection, window, "_NET_ACTIVE_WINDOW", {kSourcePager, CurrentTime, None});
 }
@@ -129,6 +144,7 @@ std::vector<ManagedWindow> managedWindows(X11Connection& connection) {
       XFree(hint.res_name);
       XFree(hint.res_class);
     }
+    w.startupId = textPropertyLocked(connection, w.window, "_NET_STARTUP_ID");
     const auto states = connection.cardinalsLocked(w.window, connection.atom("_NET_WM_STATE"), XA_ATOM);
     w.minimized = std::find(states.begin(), states.end(), hidden) != states.end();
     takeX11Error();  // a window that closed meanwhile is listed without its details

@@ -23,6 +23,7 @@ struct ManagedWindow {
   XWindow window = 0;
   std::optional<ProcessId> process;
   std::string instance, windowClass;  // WM_CLASS
+  std::string startupId;              // _NET_STARTUP_ID: the launch that made it, when it says
   bool minimized = false;
 };
 // Every managed window, front to back.

@@ -146,7 +146,19 @@ def windows_of_class(name):
     return pids
 
 
-class ApplicationTest(DesktopTestCase):
+class ApplicationActions:
+    def app(self, action_type, **data):
+        code, lines, err = self.orla("run", "ApplicationShortcut",
+                                     json.dumps({"actionType": action_type, **data}))
+        return code, lines[0] if lines else err
+
+    def assertResult(self, answer, message):
+        code, line = answer
+        self.assertEqual((code, line), (0, {"kind": "ApplicationShortcut", "result": "success",
+                                            "message": message}))
+
+
+class ApplicationTest(ApplicationActions, DesktopTestCase):
     """Mousepad's entry is org.xfce.mousepad.desktop, its window class
     "mousepad", with no StartupWMClass: the entry is found by its program."""
 
@@ -166,16 +178,6 @@ class ApplicationTest(DesktopTestCase):
             except ProcessLookupError:
                 pass
         wait_for(lambda: not windows_of_class("mousepad"), 5)
-
-    def app(self, action_type, **data):
-        code, lines, err = self.orla("run", "ApplicationShortcut",
-                                     json.dumps({"actionType": action_type, **data}))
-        return code, lines[0] if lines else err
-
-    def assertResult(self, answer, message):
-        code, line = answer
-        self.assertEqual((code, line), (0, {"kind": "ApplicationShortcut", "result": "success",
-                                            "message": message}))
 
     def test_launch_by_id_and_switch_and_quit_by_every_name(self):
         started = time.monotonic()
@@ -209,6 +211,63 @@ class ApplicationTest(DesktopTestCase):
             seen.append("mousepad" if '"mousepad"' in window_class(active_window()) else "other")
         self.assertEqual(seen, [seen[0], seen[1]] * 2)
         self.assertNotEqual(seen[0], seen[1])
+
+
+class WrappedApplicationTest(ApplicationActions, DesktopTestCase):
+    """An entry whose command is a shell that starts st with a window class
+    of its own, with no StartupWMClass: nothing of the window names the
+    entry, and st's own entry names its program. The launch itself tells."""
+
+    CASES = [
+        # (what, window class, command)
+        ("a wrapper that stays", "OrlaWrapped", 'sh -c "st -c OrlaWrapped -t wrapped; true"'),
+        ("a wrapper that starts it and leaves", "OrlaDetached", 'sh -c "st -c OrlaDetached -t detached & exit 0"'),
+    ]
+
+    def setUp(self):
+        super().setUp()
+        if not shutil.which("st") or not os.environ.get("XDG_DATA_HOME"):
+            self.skipTest("st and the headless desktop's data folder are needed")
+
+    def entry(self, window_class, command):
+        entries = Path(os.environ["XDG_DATA_HOME"]) / "applications"
+        entries.mkdir(parents=True, exist_ok=True)
+        path = entries / f"org.orla.{window_class}.desktop"
+        path.write_text(f"[Desktop Entry]\nType=Application\nName=Orla {window_class} Terminal\nExec={command}\n")
+        self.addCleanup(path.unlink)
+        self.addCleanup(self.end, window_class)
+        return path
+
+    def end(self, window_class):
+        for pid in windows_of_class(window_class):
+            try:
+                os.kill(pid, signal.SIGKILL)
+            except ProcessLookupError:
+                pass
+        wait_for(lambda: not windows_of_class(window_class), 5)
+
+    def test_the_launch_tells_the_entry_of_a_window_whose_class_does_not(self):
+        for what, window_class, command in self.CASES:
+            with self.subTest(what):
+                path = self.entry(window_class, command)
+                name = f"Orla {window_class} Terminal"
+                started = time.monotonic()
+                self.assertResult(self.app(1, applicationPath=str(path)), f"Launched {name}.")
+                self.assertLess(time.monotonic() - started, 5, "the launch waited for its deadline")
+                self.assertTrue(windows_of_class(window_class))
+                # Another orla, which did not launch it, knows it too: by id
+                # and by the entry's name.
+                self.assertResult(self.app(1, applicationPath=f"org.orla.{window_class}"),
+                                  f"Brought {name} to the front.")
+                self.assertResult(self.app(6, appName=name), f"Switched to {name}.")
+                self.assertIn(f'"{window_class}"', window_class_of_active())
+                code, line = self.app(16, appName=name)
+                self.assertEqual((code, line["message"]), (0, f"Quit {name}."), line)
+                self.assertTrue(wait_for(lambda: not windows_of_class(window_class), 5))
+
+
+def window_class_of_active():
+    return window_class(active_window())
 
 
 def windows_named(class_name):
