@@ -10,7 +10,7 @@
 // Thread safety: every method may be called from any thread; a backend that
 // needs the main thread hops there itself. Activation observers are called
 // on the thread that caused the activation; for activations made by the
-// user, on the main thread (macOS, the simulated desktop) or on a thread of
+// user, on the main thread (macOS) or on a thread of
 // the backend's own that hears the window manager (X11), in the order they
 // happened. An observer that needs the main thread hops there itself.
 #pragma once
