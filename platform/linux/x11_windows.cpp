@@ -145,6 +145,12 @@ std::vector<ManagedWindow> managedWindows(X11Connection& connection) {
       XFree(hint.res_class);
     }
     w.startupId = textPropertyLocked(connection, w.window, "_NET_STARTUP_ID");
+    // GTK sets it on the client leader, the hidden window that stands for
+    // all of an application's windows.
+    if (w.startupId.empty())
+      if (const auto leader = connection.cardinalsLocked(w.window, connection.atom("WM_CLIENT_LEADER"), XA_WINDOW);
+          !leader.empty() && leader[0] != None && leader[0] != w.window)
+        w.startupId = textPropertyLocked(connection, leader[0], "_NET_STARTUP_ID");
     const auto states = connection.cardinalsLocked(w.window, connection.atom("_NET_WM_STATE"), XA_ATOM);
     w.minimized = std::find(states.begin(), states.end(), hidden) != states.end();
     takeX11Error();  // a window that closed meanwhile is listed without its details

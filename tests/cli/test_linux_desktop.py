@@ -184,6 +184,15 @@ class ApplicationTest(ApplicationActions, DesktopTestCase):
         self.assertResult(self.app(1, applicationPath="org.xfce.mousepad"), "Launched Mousepad.")
         self.assertLess(time.monotonic() - started, 5, "the launch waited for its deadline")
         self.assertTrue(windows_of_class("mousepad"))
+        # The launch gave it a startup-notification id, which GTK sets on
+        # the client leader of its windows.
+        listed = [w.strip() for w in root_property("_NET_CLIENT_LIST").split(",") if w.strip().startswith("0x")]
+        leaders = {subprocess.run(["xprop", "-id", w, "WM_CLIENT_LEADER"], capture_output=True,
+                                  text=True).stdout.split("#")[-1].strip()
+                   for w in listed if '"mousepad"' in window_class(int(w, 16))}
+        ids = [subprocess.run(["xprop", "-id", leader, "_NET_STARTUP_ID"], capture_output=True, text=True).stdout
+               for leader in leaders if leader.startswith("0x")]
+        self.assertTrue(any('"orla-' in text for text in ids), ids)
         for name in ("Mousepad", "mousepad", "org.xfce.mousepad", "org.xfce.mousepad.desktop"):
             with self.subTest(name):
                 self.assertResult(self.app(6, appName=name), "Switched to Mousepad.")
