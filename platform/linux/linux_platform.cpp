@@ -212,10 +212,9 @@ class ProcWorkspace : public Workspace {
     }
     auto launched = launchApplication(path);
     if (!launched) return fail(launched.error());
-    // An executable stands for itself, as its process's bundle path does.
-    std::optional<DesktopEntry> entry = desktopEntryAt(path);
-    if (!entry) entry = DesktopEntry{{}, std::filesystem::path(path).filename().string(), std::string(path)};
-    launched_.record(std::move(*entry), std::move(launched).value());
+    // An executable started by its path is named as any process is: by the
+    // entry that runs it, if one does.
+    if (auto entry = desktopEntryAt(path)) launched_.record(std::move(*entry), std::move(launched).value());
     return {};
   }
   // By desktop-file id, with or without ".desktop", or by the entry's name.
