@@ -267,6 +267,9 @@ class ProcWorkspace : public Workspace {
   // they run, so an observer must not activate applications itself.
   void announceActivation(ProcessId pid) {
     std::lock_guard announcing(announceMutex_);
+    announceLocked(pid);
+  }
+  void announceLocked(ProcessId pid) {
     if (watch_ && lastAnnounced_ == pid) return;
     const auto app = described(pid, true);
     if (!app) return;
@@ -285,8 +288,12 @@ class ProcWorkspace : public Workspace {
     // What is in front now is known to whoever adds an observer; only a
     // change is news.
     lastAnnounced_ = frontmost();
+    // The front is read under the announcing lock: read before it, it could
+    // be older than an activation announced meanwhile, and be announced
+    // after it.
     auto watch = ActiveWindowWatch::start([this] {
-      if (const auto front = frontmost()) announceActivation(*front);
+      std::lock_guard heard(announceMutex_);
+      if (const auto front = frontmost()) announceLocked(*front);
     });
     // Without the watch the observers still hear of Orla's own activations.
     if (!watch) watchFailed_ = true;
