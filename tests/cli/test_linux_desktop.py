@@ -274,6 +274,16 @@ class WrappedApplicationTest(ApplicationActions, DesktopTestCase):
                 self.assertEqual((code, line["message"]), (0, f"Quit {name}."), line)
                 self.assertTrue(wait_for(lambda: not windows_of_class(window_class), 5))
 
+    def test_launch_by_the_desktop_file_id_of_an_installed_entry(self):
+        if not os.path.exists("/usr/share/applications/debian-xterm.desktop"):
+            self.skipTest("xterm's entry is not installed")
+        self.addCleanup(self.end, "XTerm")
+        self.assertFalse(windows_of_class("XTerm"))
+        self.assertResult(self.app(1, applicationPath="debian-xterm"), "Launched XTerm.")
+        self.assertTrue(windows_of_class("XTerm"))
+        self.assertResult(self.app(16, appName="debian-xterm.desktop"), "Quit XTerm.")
+        self.assertTrue(wait_for(lambda: not windows_of_class("XTerm"), 5))
+
 
 def window_class_of_active():
     return window_class(active_window())
