@@ -15,6 +15,7 @@ import argparse
 import http.server
 import json
 import os
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -886,6 +887,30 @@ class FolderMenuOnSimulatedDesktopTest(OrlaTestCase):
                 if menu:
                     self.assertEqual(traced, menu)
                 self.assertEqual([line["text"] for line in run.lines if line.get("trace") == "open"], opened)
+
+
+@unittest.skipUnless(sys.platform.startswith("linux"), "the Linux desktop's own words")
+class UnreadableFolderTest(OrlaTestCase):
+    def test_a_folder_it_cannot_read_gets_its_sentence(self):
+        outer = Path(tempfile.mkdtemp(prefix="orla-locked."))
+        self.addCleanup(shutil.rmtree, outer, True)
+        outer.chmod(0o755)
+        locked = outer / "locked"
+        locked.mkdir()
+        (locked / "inside.txt").write_text("x")
+        locked.chmod(0o700 if os.geteuid() == 0 else 0)
+        self.addCleanup(locked.chmod, 0o700)
+        command = [str(ORLA), "--json", "run", "FolderShortcut", json.dumps({"folderPath": str(locked)})]
+        if os.geteuid() == 0:
+            # Root reads every folder: ask as a user who cannot.
+            if not shutil.which("setpriv"):
+                self.skipTest("running as root without setpriv")
+            command = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", *command]
+        env = {k: v for k, v in os.environ.items() if k != "DISPLAY"}
+        run = subprocess.run(command, capture_output=True, text=True, env=env, timeout=20)
+        self.assertEqual(run.returncode, 1, run.stderr)
+        self.assertEqual(json.loads(run.stdout.splitlines()[0])["message"],
+                         f"Orla can't read the folder “{locked}”. Check its permissions, then click Test again.")
 
 
 class LoopbackServer:
