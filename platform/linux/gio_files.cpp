@@ -69,8 +69,8 @@ class GioFiles : public posix::PosixFiles {
     }
     FolderListing listing;
     listing.realPath = realPathOf(folder);
-    GObjectPtr<GFileInfo> own(
-        g_file_query_info(file.get(), G_FILE_ATTRIBUTE_STANDARD_DISPLAY_NAME, G_FILE_QUERY_INFO_NONE, nullptr, nullptr));
+    GObjectPtr<GFileInfo> own(g_file_query_info(file.get(), G_FILE_ATTRIBUTE_STANDARD_DISPLAY_NAME,
+                                                G_FILE_QUERY_INFO_NONE, nullptr, nullptr));
     const char* ownName = own ? g_file_info_get_display_name(own.get()) : nullptr;
     listing.displayName = ownName ? ownName : folder;
     const std::string prefix = folder == "/" ? folder : folder + "/";

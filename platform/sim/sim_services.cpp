@@ -289,7 +289,8 @@ std::shared_ptr<Platform> makeSimPlatform(std::shared_ptr<SimDesktop> desktop) {
   services.accessibility = makeSimAccessibility(desktop);
   services.environment = std::make_unique<SimEnvironment>(desktop);
   // Real files, with the simulated desktop's bundles and names.
-  services.files = std::make_unique<posix::PosixFiles>(std::shared_ptr<const FileWorkspace>(makeSimFileWorkspace(desktop)));
+  services.files =
+      std::make_unique<posix::PosixFiles>(std::shared_ptr<const FileWorkspace>(makeSimFileWorkspace(desktop)));
   services.host = std::make_unique<SimHost>(desktop);
   services.scripting = std::make_unique<SimScripting>(desktop);
   services.popupMenus = std::make_unique<SimPopupMenus>(desktop);

@@ -160,7 +160,8 @@ Checked<std::vector<FolderMenuEntry>> buildFolderMenu(const Files& files, const 
     queue.pop_front();
     FolderMenuEntry& folder = *next.folder;
     const std::string& realPath = folder.realPath;
-    const bool loops = realPath.empty() || std::find(next.chain.begin(), next.chain.end(), realPath) != next.chain.end();
+    const bool loops =
+        realPath.empty() || std::find(next.chain.begin(), next.chain.end(), realPath) != next.chain.end();
     if (loops || used >= limits.total || clock.monotonicNow() - start >= limits.listing) {
       folder.kind = Kind::folderItem;
       continue;
