@@ -56,7 +56,7 @@ done
 # 200 items and popped up.
 big="$(mktemp -d)"
 trap 'kill $app 2>/dev/null || true; rm -rf "$XDG_DATA_HOME" "$big"' EXIT
-(cd "$big" && seq -f 'File %g.txt' 1 50000 | xargs touch)
+(cd "$big" && seq -f 'File %g.txt' 1 50000 | xargs -d '\n' touch)
 folder_ms=()
 for ((i = 0; i < runs; i++)); do
   start=$(now)
