@@ -19,6 +19,7 @@
 #include "platform/linux/atspi_bus.h"
 #include "platform/linux/cups_printers.h"
 #include "platform/linux/desktop_settings.h"
+#include "platform/linux/gio_files.h"
 #include "platform/linux/gio_services.h"
 #include "platform/linux/glib_main_thread.h"
 #include "platform/linux/launched_applications.h"
@@ -363,7 +364,7 @@ std::shared_ptr<Platform> makeNativePlatform() {
   services.workspace = std::make_unique<linux_desktop::ProcWorkspace>();
   services.accessibility = std::make_unique<UnavailableAccessibility>();
   services.environment = std::make_unique<posix::PosixEnvironment>();
-  services.files = std::make_unique<posix::PosixFiles>();
+  services.files = linux_desktop::makeGioFiles();
   services.host = std::make_unique<linux_desktop::ProcessHost>();
   services.scripting = std::make_unique<UnavailableScripting>();
   services.popupMenus = std::make_unique<UnavailablePopupMenus>();

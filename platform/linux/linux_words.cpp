@@ -9,7 +9,9 @@ namespace {
 // display to reach: where macOS sends the user to the Accessibility
 // settings, the sentence says what is missing here. The longer phrases
 // come first.
-constexpr std::array<PhraseReplacement, 14> kLinuxWords{{
+constexpr std::array<PhraseReplacement, 15> kLinuxWords{{
+    // Folders need no permission of their own here: their permissions are all.
+    {" (on macOS allow Orla Pro in System Settings \u2192 Privacy & Security \u2192 Files and Folders)", ""},
     {"Accessibility permission is required", "An X11 display is required"},
     {"Enable Orla Pro in System Settings \u2192 Privacy & Security \u2192 Accessibility",
      "Run Orla Pro in an X11 desktop session (with DISPLAY set)"},

@@ -1,5 +1,6 @@
 #include "platform/posix/posix_services.h"
 
+#include <dirent.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,6 +10,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -60,11 +62,84 @@ std::optional<std::string> PosixEnvironment::homeDirectory(std::string_view user
   return passwordDatabaseHome(user);
 }
 
+PosixFiles::PosixFiles(std::shared_ptr<const FileWorkspace> workspace) : workspace_(std::move(workspace)) {}
+
 bool PosixFiles::itemExists(std::string_view path) const {
   // A path with a NUL names nothing: the system would look at a shorter one.
   if (path.empty() || path.find('\0') != std::string_view::npos) return false;
   struct stat info {};
   return ::stat(std::string(path).c_str(), &info) == 0;
+}
+
+bool PosixFiles::folderExists(std::string_view path) const {
+  if (path.empty() || path.find('\0') != std::string_view::npos) return false;
+  struct stat info {};
+  return ::stat(std::string(path).c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+std::set<std::string> namesMarkedHidden(std::string_view folder) {
+  std::set<std::string> names;
+  std::ifstream file(std::string(folder) + "/.hidden");
+  // A few names a line; a file of megabytes is not a list of hidden names.
+  std::string line;
+  for (std::size_t read = 0; read < 10000 && std::getline(file, line); ++read)
+    if (!line.empty()) names.insert(line);
+  return names;
+}
+
+namespace {
+
+std::string realPathOf(const std::string& path) {
+  std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(path.c_str(), nullptr), &std::free);
+  return resolved ? std::string(resolved.get()) : std::string();
+}
+
+std::string lastComponent(const std::string& path) {
+  const std::size_t slash = path.find_last_of('/');
+  if (slash == std::string::npos || slash + 1 == path.size()) return path;
+  return path.substr(slash + 1);
+}
+
+}  // namespace
+
+Checked<FolderListing> PosixFiles::listFolder(std::string_view given) const {
+  std::string folder(given);
+  while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
+  if (folder.empty() || folder.find('\0') != std::string::npos) return fail("No such file or directory.");
+  struct CloseDir {
+    void operator()(DIR* d) const { ::closedir(d); }
+  };
+  std::unique_ptr<DIR, CloseDir> dir(::opendir(folder.c_str()));
+  if (!dir) return fail(std::string(std::strerror(errno)) + ".");
+  FolderListing listing;
+  listing.realPath = realPathOf(folder);
+  listing.displayName = workspace_ ? workspace_->displayName(folder) : lastComponent(folder);
+  const std::set<std::string> markedHidden = namesMarkedHidden(folder);
+  const std::string prefix = folder == "/" ? folder : folder + "/";
+  const std::string realPrefix = listing.realPath == "/" ? listing.realPath : listing.realPath + "/";
+  errno = 0;
+  while (const dirent* entry = ::readdir(dir.get())) {
+    const std::string name = entry->d_name;
+    if (name == "." || name == "..") continue;
+    FolderItem item;
+    item.name = name;
+    item.path = prefix + name;
+    struct stat link {}, target {};
+    const bool isLink = ::lstat(item.path.c_str(), &link) == 0 && S_ISLNK(link.st_mode);
+    const bool reachable = ::stat(item.path.c_str(), &target) == 0;
+    if (!reachable) target = link;
+    // Only a link needs resolving; anything else lies where its folder does.
+    item.realPath = isLink ? realPathOf(item.path) : realPrefix + name;
+    const bool directory = reachable && S_ISDIR(target.st_mode);
+    item.package = directory && workspace_ && workspace_->isPackage(item.path);
+    item.folder = directory && !item.package;
+    item.hidden = name.front() == '.' || markedHidden.count(name) > 0;
+    item.displayName = workspace_ ? workspace_->displayName(item.path) : name;
+    item.modified = TimePoint(std::chrono::duration_cast<TimePoint::duration>(
+        std::chrono::seconds(target.st_mtim.tv_sec) + std::chrono::nanoseconds(target.st_mtim.tv_nsec)));
+    listing.items.push_back(std::move(item));
+  }
+  return listing;
 }
 
 }  // namespace orla::posix

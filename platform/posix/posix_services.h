@@ -3,9 +3,14 @@
 // the password database's home folders, and the file system.
 #pragma once
 
+#include <memory>
+#include <set>
+#include <string>
+
 #include "platform/clock.h"
 #include "platform/environment.h"
 #include "platform/file_manager.h"
+#include "platform/file_workspace.h"
 #include "platform/files.h"
 
 namespace orla::posix {
@@ -25,10 +30,24 @@ class PosixEnvironment : public Environment {
   std::optional<std::string> homeDirectory(std::string_view user = {}) const override;
 };
 
+// Lists folders with readdir(2) and stat(2). Hidden items are those whose
+// name begins with "." and those a folder's ".hidden" file names, as the
+// Linux file managers read it. What is a package and what the file manager
+// calls an item come from `workspace` when given (the simulated desktop's
+// bundles); without one no folder is a package and names show as they are.
 class PosixFiles : public Files {
  public:
+  explicit PosixFiles(std::shared_ptr<const FileWorkspace> workspace = nullptr);
   bool itemExists(std::string_view path) const override;
+  bool folderExists(std::string_view path) const override;
+  Checked<FolderListing> listFolder(std::string_view path) const override;
+
+ private:
+  std::shared_ptr<const FileWorkspace> workspace_;
 };
+
+// The names a folder's ".hidden" file lists, one a line.
+std::set<std::string> namesMarkedHidden(std::string_view folder);
 
 // The item's own attributes by lstat(2); fails with the system's sentence.
 Checked<FileAttributes> fileAttributes(std::string_view path);

@@ -8,6 +8,7 @@
 #include "platform/posix/posix_services.h"
 #include "platform/queued_main_thread.h"
 #include "platform/sim/sim_desktop.h"
+#include "platform/sim/sim_documents.h"
 #include "platform/sim/sim_settings.h"
 #include "platform/sim/sim_javascript.h"
 #include "platform/sim/sim_ui_services.h"
@@ -287,7 +288,9 @@ std::shared_ptr<Platform> makeSimPlatform(std::shared_ptr<SimDesktop> desktop) {
   services.workspace = std::make_unique<SimWorkspace>(desktop);
   services.accessibility = makeSimAccessibility(desktop);
   services.environment = std::make_unique<SimEnvironment>(desktop);
-  services.files = std::make_unique<posix::PosixFiles>();
+  // Real files, with the simulated desktop's bundles and names.
+  services.files =
+      std::make_unique<posix::PosixFiles>(std::shared_ptr<const FileWorkspace>(makeSimFileWorkspace(desktop)));
   services.host = std::make_unique<SimHost>(desktop);
   services.scripting = std::make_unique<SimScripting>(desktop);
   services.popupMenus = std::make_unique<SimPopupMenus>(desktop);

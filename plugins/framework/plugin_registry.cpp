@@ -8,6 +8,7 @@
 #include "plugins/apps/document_plugin.h"
 #include "plugins/apps/file_operation_plugin.h"
 #include "plugins/apps/finder_window_plugin.h"
+#include "plugins/apps/folder_plugin.h"
 #include "plugins/apps/preference_plugin.h"
 #include "plugins/apps/print_plugin.h"
 #include "plugins/apps/url_plugin.h"
@@ -59,7 +60,7 @@ constexpr std::array<Row, 31> kTable{{
     {{"FileOperationAction", "FileOperationPlugin", true}, &make<FileOperationPlugin>},
     {{"FinderWindowShortcut", "FinderWindowPlugin", true}, &make<FinderWindowPlugin>},
     {{"FocusModeAction", "FocusModePlugin", false}, nullptr},
-    {{"FolderShortcut", "FolderPlugin", false}, nullptr},
+    {{"FolderShortcut", "FolderPlugin", true}, &make<FolderPlugin>},
     {{"InterfaceShortcut", "InterfacePlugin", false}, nullptr},
     {{"JavaScriptAction", "JavaScriptPlugin", true}, &make<JavaScriptPlugin>},
     {{"KeyShortcut", "KeyShortcutPlugin", true}, &make<KeyShortcutPlugin>},
@@ -89,9 +90,10 @@ struct Need {
   std::array<Capability, 2> capabilities;
   size_t count;
 };
-constexpr std::array<Need, 9> kNeeds{{
+constexpr std::array<Need, 10> kNeeds{{
     {"AppleScriptShortcut", {Capability::appleScript}, 1},
     {"ClipboardShortcut", {Capability::pasteboard}, 1},
+    {"FolderShortcut", {Capability::popUpMenus}, 1},
     {"KeyShortcut", {Capability::keyboardEvents}, 1},
     {"KeyboardShortcut", {Capability::keyboardEvents}, 1},
     {"MenuShortcut", {Capability::accessibility, Capability::menuBars}, 2},

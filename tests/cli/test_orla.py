@@ -15,6 +15,7 @@ import argparse
 import http.server
 import json
 import os
+import shutil
 import signal
 import subprocess
 import sys
@@ -234,6 +235,8 @@ class ListTest(OrlaTestCase):
             self.assertFalse(native["ShortcutsAppAction"])
             self.assertTrue(native["CommandShortcut"])
             self.assertEqual(native["KeyShortcut"], bool(os.environ.get("DISPLAY")))
+            # The folder menu needs pop-up menus, which need a display.
+            self.assertEqual(native["FolderShortcut"], bool(os.environ.get("DISPLAY")))
         run = self.orla("--sim", "list")
         self.assertIn("available", run.stdout)
         self.assertRegex(run.stdout, r"SpeechAction +SpeechPlugin +not in this build")
@@ -887,6 +890,56 @@ class ClipboardActionsTest(OrlaTestCase):
         self.assertExit(run, 1)
         self.assertEqual(run.lines[0]["message"],
                          "Could not read the Finder selection: The simulated desktop has no answer for this script.")
+class FolderMenuOnSimulatedDesktopTest(OrlaTestCase):
+    """The folder menu over real files, its choice from the state's
+    "menuChoices", what it opened in the trace."""
+
+    def test_the_choice_opens_with_the_application_of_its_kind(self):
+        self.write("Work/Drafts/letter.txt", "Dear")
+        self.write("Work/.cache", "")
+        cases = [
+            ("Drafts > letter.txt", 0, "Opened “letter.txt”.",
+             ["pop up “Open “Work””, —, “Drafts” [“Open “Drafts””, —, “letter.txt”]", "chose “Drafts > letter.txt”"],
+             [f"{self.tmp.resolve()}/Work/Drafts/letter.txt with /System/Applications/TextEdit.app"]),
+            (None, 0, None, None, []),
+        ]
+        for choice, code, message, menu, opened in cases:
+            with self.subTest(choice):
+                run = self.sim("--trace", "run", "FolderShortcut", json.dumps({"folderPath": str(self.tmp / "Work")}),
+                               state={"menuChoices": [choice]})
+                self.assertExit(run, code)
+                results = [line for line in run.lines if "result" in line]
+                self.assertEqual(results[0].get("message"), message)
+                traced = [line["text"] for line in run.lines if line.get("trace") == "menu"]
+                if menu:
+                    self.assertEqual(traced, menu)
+                self.assertEqual([line["text"] for line in run.lines if line.get("trace") == "open"], opened)
+
+
+@unittest.skipUnless(sys.platform.startswith("linux"), "the Linux desktop's own words")
+class UnreadableFolderTest(OrlaTestCase):
+    def test_a_folder_it_cannot_read_gets_its_sentence(self):
+        outer = Path(tempfile.mkdtemp(prefix="orla-locked."))
+        self.addCleanup(shutil.rmtree, outer, True)
+        outer.chmod(0o755)
+        locked = outer / "locked"
+        locked.mkdir()
+        (locked / "inside.txt").write_text("x")
+        locked.chmod(0o700 if os.geteuid() == 0 else 0)
+        self.addCleanup(locked.chmod, 0o700)
+        command = [str(ORLA), "--json", "run", "FolderShortcut", json.dumps({"folderPath": str(locked)})]
+        if os.geteuid() == 0:
+            # Root reads every folder: ask as a user who cannot.
+            if not shutil.which("setpriv"):
+                self.skipTest("running as root without setpriv")
+            command = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", *command]
+        env = {k: v for k, v in os.environ.items() if k != "DISPLAY"}
+        run = subprocess.run(command, capture_output=True, text=True, env=env, timeout=20)
+        self.assertEqual(run.returncode, 1, run.stderr)
+        self.assertEqual(json.loads(run.stdout.splitlines()[0])["message"],
+                         f"Orla can't read the folder “{locked}”. Check its permissions, then click Test again.")
+
+
 class LoopbackServer:
     """A web server on 127.0.0.1 that answers every POST and GET with the
     reply set for its path and records what it received."""

@@ -150,6 +150,66 @@ class DesktopTest(unittest.TestCase):
         time.sleep(0.2)
         self.assertFalse(record.exists(), "a refused pane started the settings program")
 
+    def recorder(self, mime_types):
+        """A desktop entry, the default for these types, that writes what it
+        was asked to open into the file it answers."""
+        record = self.tmp / "opened"
+        script = self.tmp / "recorder.sh"
+        script.write_text(f"#!/bin/sh\nprintf '%s\\n' \"$@\" >> {record}\n")
+        script.chmod(0o755)
+        self.env["XDG_DATA_HOME"] = str(self.tmp / "data")
+        self.env["XDG_CONFIG_HOME"] = str(self.tmp / "config")
+        entries = self.tmp / "data" / "applications"
+        entries.mkdir(parents=True)
+        (entries / "org.orla.Recorder.desktop").write_text(
+            "[Desktop Entry]\nType=Application\nName=Recorder\n"
+            f"Exec={script} %f\nMimeType={';'.join(mime_types)};\n")
+        (self.tmp / "config").mkdir()
+        (self.tmp / "config" / "mimeapps.list").write_text(
+            "[Default Applications]\n" + "".join(f"{t}=org.orla.Recorder.desktop\n" for t in mime_types))
+        return record
+
+    def wait_for_text(self, path):
+        for _ in range(200):
+            if path.exists() and path.read_text().endswith("\n"):
+                return path.read_text()
+            time.sleep(0.05)
+        return path.read_text() if path.exists() else ""
+
+    def test_a_folder_menu_opens_the_file_chosen_with_its_default_application(self):
+        record = self.recorder(["text/plain", "inode/directory"])
+        folder = self.tmp / "Projects"
+        (folder / "Notes").mkdir(parents=True)
+        (folder / "Notes" / "plan.txt").write_text("plan\n")
+        (folder / "readme.txt").write_text("hello\n")
+        # A link back to the folder itself: an entry, never an endless submenu.
+        (folder / "Notes" / "back").symlink_to(folder)
+        orla = self.start_orla("run", "FolderShortcut", json.dumps({"folderPath": str(folder)}))
+        self.assertEqual(driver("showing", orla.pid, "readme.txt")[0], 0)
+        screenshot("folder-menu")
+        code, _, err = driver("menu", orla.pid, "Notes", "plan.txt")
+        self.assertEqual(code, 0, err)
+        lines, err = self.finish(orla)
+        self.assertEqual(lines[0]["message"], "Opened “plan.txt”.", err)
+        self.assertEqual(self.wait_for_text(record), f"{folder}/Notes/plan.txt\n")
+        record.unlink()
+        # The link, chosen, opens the folder it leads to in the file manager
+        # (here the default application for folders).
+        orla = self.start_orla("run", "FolderShortcut", json.dumps({"folderPath": str(folder)}))
+        code, _, err = driver("menu", orla.pid, "Notes", "back")
+        self.assertEqual(code, 0, err)
+        lines, err = self.finish(orla)
+        self.assertEqual(lines[0]["message"], "Opened the folder “back”.", err)
+        self.assertEqual(self.wait_for_text(record), f"{folder}/Notes/back\n")
+
+    def test_a_folder_menu_of_a_missing_folder_or_a_file_says_so(self):
+        a_file = os.path.abspath(__file__)
+        for given, message in [
+                (str(self.tmp / "gone"), f"The folder “{self.tmp}/gone” can't be found. Choose it again with Browse…"),
+                (a_file, f"“{a_file}” is a file, not a folder. Choose a folder with Browse…")]:
+            lines, _ = self.finish(self.start_orla("run", "FolderShortcut", json.dumps({"folderPath": given})))
+            self.assertEqual(lines[0]["message"], message)
+
     def test_without_a_display_messages_and_menus_say_they_are_not_available(self):
         for display in [None, ":97"]:
             if display is None:

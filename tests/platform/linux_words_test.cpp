@@ -31,6 +31,9 @@ TEST(LinuxWords, SentencesNamingMacOnlyThingsReadTrueOnLinux) {
       {"No folder chosen. Click Browse\u2026 and pick the folder to show in Finder.",
        "No folder chosen. Click Browse\u2026 and pick the folder to show in the file manager."},
       {"Finder could not show \"/tmp/x\".", "The file manager could not show \"/tmp/x\"."},
+      {"Orla can't read the folder \u201C/srv\u201D. Check its permissions (on macOS allow Orla Pro in System "
+       "Settings \u2192 Privacy & Security \u2192 Files and Folders), then click Test again.",
+       "Orla can't read the folder \u201C/srv\u201D. Check its permissions, then click Test again."},
       // Nothing to replace: the sentence comes back byte for byte.
       {"Opened \u201Cnotes.txt\u201D in Mousepad.", "Opened \u201Cnotes.txt\u201D in Mousepad."},
       {"", ""},

@@ -8,8 +8,10 @@
 #include <gio/gdesktopappinfo.h>
 #include <gtk/gtk.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace orla::linux_desktop {
@@ -187,7 +189,12 @@ GtkWidget* menuItemWidget(const MenuItem& item) {
   return widget;
 }
 
-GtkWidget* buildMenu(std::span<const MenuItem> items, const MenuItemPath& above, bool nested, MenuRun& run) {
+GtkWidget* levelMenu(std::span<const MenuItem> items, std::size_t offset, const MenuItemPath& above, bool nested,
+                     MenuRun& run);
+
+// The items of one level from `offset` on, as they stand.
+GtkWidget* plainMenu(std::span<const MenuItem> items, std::size_t offset, const MenuItemPath& above, bool nested,
+                     MenuRun& run) {
   GtkWidget* menu = gtk_menu_new();
   for (std::size_t i = 0; i < items.size(); ++i) {
     const MenuItem& item = items[i];
@@ -197,14 +204,41 @@ GtkWidget* buildMenu(std::span<const MenuItem> items, const MenuItemPath& above,
     }
     GtkWidget* widget = menuItemWidget(item);
     MenuItemPath path = above;
-    path.push_back(i);
+    path.push_back(offset + i);
     if (nested && !item.submenu.empty()) {
-      gtk_menu_item_set_submenu(GTK_MENU_ITEM(widget), buildMenu(item.submenu, path, nested, run));
+      gtk_menu_item_set_submenu(GTK_MENU_ITEM(widget), levelMenu(item.submenu, 0, path, nested, run));
     } else {
       g_object_set_data_full(G_OBJECT(widget), "orla-path", new MenuItemPath(std::move(path)),
                              [](gpointer p) { delete static_cast<MenuItemPath*>(p); });
       g_signal_connect(widget, "activate", G_CALLBACK(onItemActivate), &run);
     }
+    gtk_menu_shell_append(GTK_MENU_SHELL(menu), widget);
+  }
+  return menu;
+}
+
+// GDK makes no window taller than 32,767 pixels, so a menu of thousands of
+// entries cannot even scroll; and scrolling through thousands is no use to
+// anyone. A level of more entries than this shows them in submenus of at
+// most this many each, titled by the places they hold ("Items 401–800"),
+// and those in turn when there are more groups than this. 400 entries stay
+// far under the limit at any font size a menu uses. The chosen item's path
+// is still its place in the caller's menu.
+constexpr std::size_t kEntriesPerMenu = 400;
+
+GtkWidget* levelMenu(std::span<const MenuItem> items, std::size_t offset, const MenuItemPath& above, bool nested,
+                     MenuRun& run) {
+  if (items.size() <= kEntriesPerMenu) return plainMenu(items, offset, above, nested, run);
+  std::size_t group = kEntriesPerMenu;
+  while ((items.size() + group - 1) / group > kEntriesPerMenu) group *= kEntriesPerMenu;
+  GtkWidget* menu = gtk_menu_new();
+  for (std::size_t start = 0; start < items.size(); start += group) {
+    const std::size_t count = std::min(group, items.size() - start);
+    MenuItem range;
+    range.title = "Items " + std::to_string(offset + start + 1) + "\u2013" + std::to_string(offset + start + count);
+    GtkWidget* widget = menuItemWidget(range);
+    gtk_menu_item_set_submenu(GTK_MENU_ITEM(widget),
+                              levelMenu(items.subspan(start, count), offset + start, above, nested, run));
     gtk_menu_shell_append(GTK_MENU_SHELL(menu), widget);
   }
   return menu;
@@ -259,7 +293,7 @@ class GtkUiImpl : public GtkUi {
   Checked<std::optional<MenuItemPath>> popUpMenu(std::span<const MenuItem> items, bool nested,
                                                  MainLoop& loop) override {
     MenuRun run;
-    GtkWidget* menu = buildMenu(items, {}, nested, run);
+    GtkWidget* menu = levelMenu(items, 0, {}, nested, run);
     g_object_ref_sink(menu);
     g_signal_connect(menu, "deactivate", G_CALLBACK(onMenuDeactivate), &run);
     gtk_widget_show_all(menu);

@@ -255,6 +255,31 @@ TEST_F(X11Ui, ALongMenuScrollsAndItsLastEntriesCanBeChosen) {
   }
 }
 
+TEST_F(X11Ui, AMenuOfThousandsOfEntriesShowsThemInGroupsAndAnyCanBeChosen) {
+  std::vector<MenuItem> entries;
+  for (std::size_t i = 0; i < 5000; ++i) entries.push_back(item("Entry " + std::to_string(i + 1)));
+  const std::vector<MenuItem> nested{item("Few", {item("One")}), item("Many", entries)};
+  struct Case {
+    const std::vector<MenuItem>* menu;
+    std::vector<std::string> path;
+    MenuItemPath chosen;
+  };
+  const Case cases[] = {
+      {&entries, {"Items 4801\u20135000", "Entry 4999"}, {4998}},
+      {&entries, {"Items 1\u2013400", "Entry 1"}, {0}},
+      {&nested, {"Many", "Items 401\u2013800", "Entry 800"}, {1, 799}},
+  };
+  for (const Case& c : cases) {
+    std::vector<std::string> args{"menu", self()};
+    args.insert(args.end(), c.path.begin(), c.path.end());
+    Driver choose(args);
+    const auto chosen = platform().popupMenus().popUpNestedAtMouse(*c.menu);
+    ASSERT_TRUE(chosen) << chosen.error();
+    EXPECT_EQ(*chosen, std::optional<MenuItemPath>(c.chosen)) << c.path.back();
+    EXPECT_TRUE(choose.succeeded()) << c.path.back();
+  }
+}
+
 TEST_F(X11Ui, AHugeMessageStaysUsable) {
   // 100,000 characters scroll inside the dialog; its buttons stay on the
   // screen to be pressed.
