@@ -33,7 +33,7 @@ std::optional<FocusModePlugin::Wish> FocusModePlugin::state(const ActionData& da
       if (word == "toggle") return Wish::toggle;
       if (word == "on") return Wish::on;
       if (word == "off") return Wish::off;
-      return std::nullopt;
+      // Otherwise a number written as text, as every integer is read.
     }
     const auto number = value->intValue();
     if (!number) return std::nullopt;

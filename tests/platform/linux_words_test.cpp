@@ -31,6 +31,18 @@ TEST(LinuxWords, SentencesNamingMacOnlyThingsReadTrueOnLinux) {
       {"No folder chosen. Click Browse\u2026 and pick the folder to show in Finder.",
        "No folder chosen. Click Browse\u2026 and pick the folder to show in the file manager."},
       {"Finder could not show \"/tmp/x\".", "The file manager could not show \"/tmp/x\"."},
+      {"There is no Focus mode named \u201cWork\u201d. Modes here: Do Not Disturb. Check the name in System Settings "
+       "\u2192 Focus, then click Test again.",
+       "There is no Focus mode named \u201cWork\u201d. Modes here: Do Not Disturb. Check the name in the desktop's "
+       "notification settings, then click Test again."},
+      {"Could not read the current Focus mode. Open Control Center once so that Focus appears there, then click Test "
+       "again.",
+       "Could not read the current Focus mode. Check that the desktop's settings service (dconf) is running, then "
+       "click Test again."},
+      {"The system did not turn \u201cDo Not Disturb\u201d on within 3 seconds. Switch it in Control Center yourself, "
+       "then click Test again.",
+       "The system did not turn \u201cDo Not Disturb\u201d on within 3 seconds. Switch it in the desktop's "
+       "notification settings yourself, then click Test again."},
       // Nothing to replace: the sentence comes back byte for byte.
       {"Opened \u201Cnotes.txt\u201D in Mousepad.", "Opened \u201Cnotes.txt\u201D in Mousepad."},
       {"", ""},
