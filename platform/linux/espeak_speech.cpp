@@ -107,15 +107,31 @@ struct Job {
   std::atomic<bool> cancel{false};
   std::atomic<bool> speaking{true};
   bool first = true;
+  // Guards `session` against `wake` while the speaking thread closes it.
+  std::mutex sessionMutex;
 
-  ~Job() {
+  ~Job() { close(); }
+
+  // Ends the stream and the connection; only closing the connection tells
+  // the server at once, as nothing runs the loop after this.
+  void close() {
+    std::lock_guard lock(sessionMutex);
     if (stream) {
       pulse->streamDisconnect(stream);
       pulse->streamUnref(stream);
+      stream = nullptr;
     }
+    session.reset();
   }
 
-  bool streamUsable() const { return pulse->streamState(stream) == PA_STREAM_READY; }
+  // Ends a wait for the server at once rather than at its next request;
+  // any thread may call it.
+  void wake() {
+    std::lock_guard lock(sessionMutex);
+    if (session) pulse->wakeup(session->loop());
+  }
+
+  bool streamUsable() const { return stream && pulse->streamState(stream) == PA_STREAM_READY; }
 
   // Hands samples to the server as it asks for them, so that synthesis
   // goes no faster than playback; false when the speech is to end.
@@ -217,6 +233,7 @@ void speakToEnd(const Engine& e, const std::shared_ptr<Job>& job) {
     }
   }
   if (!job->cancel && job->streamUsable()) job->drain();
+  job->close();
   job->speaking = false;
 }
 
@@ -282,8 +299,7 @@ class EspeakSpeech : public SpeechSynthesizer {
     }
     if (job) {
       job->cancel = true;
-      // Ends a wait for the server at once rather than at its next request.
-      job->pulse->wakeup(job->session->loop());
+      job->wake();
     }
     if (worker.joinable()) worker.join();
   }
