@@ -196,27 +196,25 @@ const LibEspeak* libEspeak() {
   return loaded;
 }
 
-// The engine, or the sentence that says why there is none.
+// The engine, or the sentence that says why there is none. Set up once,
+// before any speech, so that it needs no lock after: a speech holds
+// `engineMutex()` while it plays, and the voices must not wait for it.
 Checked<const Engine*> engine() {
-  static const Engine* ready = nullptr;
-  static bool tried = false;
-  std::lock_guard lock(engineMutex());
-  if (!tried) {
-    tried = true;
-    if (const LibEspeak* lib = libEspeak()) {
-      // Samples come back through the callback 100 ms at a time; the
-      // library must not end the process when its data is missing.
-      const int rate = lib->initialize(AUDIO_OUTPUT_SYNCHRONOUS, 100, nullptr, espeakINITIALIZE_DONT_EXIT);
-      if (rate > 0) {
-        static Engine e;
-        e.lib = lib;
-        e.sampleRate = rate;
-        lib->setSynthCallback(synthCallback);
-        e.voices = listVoices(*lib);
-        ready = &e;
-      }
-    }
-  }
+  static const Engine* ready = []() -> const Engine* {
+    const LibEspeak* lib = libEspeak();
+    if (!lib) return nullptr;
+    std::lock_guard lock(engineMutex());
+    // Samples come back through the callback 100 ms at a time; the library
+    // must not end the process when its data is missing.
+    const int rate = lib->initialize(AUDIO_OUTPUT_SYNCHRONOUS, 100, nullptr, espeakINITIALIZE_DONT_EXIT);
+    if (rate <= 0) return nullptr;
+    static Engine e;
+    e.lib = lib;
+    e.sampleRate = rate;
+    lib->setSynthCallback(synthCallback);
+    e.voices = listVoices(*lib);
+    return &e;
+  }();
   if (ready) return ready;
   return fail(libEspeak() ? kNoVoiceData : kNoLibrary);
 }

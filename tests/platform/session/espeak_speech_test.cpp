@@ -64,6 +64,10 @@ TEST_F(EspeakSpeechTest, ASpeechPlaysOnTheServerUntilItIsStopped) {
   EXPECT_TRUE(speechStreamBecomes(true, std::chrono::seconds(2)));
   EXPECT_EQ(buffers.load(), 1);
   EXPECT_TRUE(platform->speech().isSpeaking());
+  // Listing the voices does not wait for the speech.
+  const auto listing = std::chrono::steady_clock::now();
+  EXPECT_FALSE(platform->speech().voices().empty());
+  EXPECT_LT(std::chrono::steady_clock::now() - listing, std::chrono::seconds(1));
 
   EXPECT_EQ(plugin.execute({{"subAction", "stop"}}), PluginResult::success("Stopped speaking."));
   EXPECT_FALSE(platform->speech().isSpeaking());
@@ -76,7 +80,10 @@ TEST_F(EspeakSpeechTest, WaitingEndsWithTheSpeechAndANewSpeechReplacesTheOld) {
   EXPECT_TRUE(speechStreamBecomes(true, std::chrono::seconds(2)));
   // The second one stops the first: one stream at a time, ended by the
   // end of its text.
-  EXPECT_EQ(plugin.execute({{"text", "Done."}, {"rate", 400}}), PluginResult::success("Spoke 1 word."));
+  const auto voice = SpeechPlugin::resolveVoice(platform->speech().voices(), "en_GB");
+  ASSERT_TRUE(voice);
+  EXPECT_EQ(plugin.execute({{"text", "Done."}, {"rate", 400}, {"voice", "en_GB"}}),
+            PluginResult::success("Spoke 1 word with the voice \u201c" + voice->name + "\u201d."));
   EXPECT_FALSE(platform->speech().isSpeaking());
   EXPECT_TRUE(speechStreamBecomes(false, std::chrono::seconds(1))) << outputOf("pactl list sink-inputs");
 }
