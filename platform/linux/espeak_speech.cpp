@@ -47,9 +47,12 @@ struct Engine {
   std::vector<Voice> voices;
 };
 
+// The engine's state and the observer are never destroyed: a speech still
+// playing when the process exits is heard to its end by the synthesiser's
+// destructor, after other statics are gone.
 std::mutex& engineMutex() {
-  static std::mutex mutex;
-  return mutex;
+  static auto* mutex = new std::mutex;
+  return *mutex;
 }
 
 // "en-gb-x-rp" as "en-GB-x-rp": the region in capitals, as BCP 47 writes it.
@@ -88,12 +91,12 @@ Job*& currentJob() {
 }
 
 std::function<void()>& firstBufferObserver() {
-  static std::function<void()> observer;
-  return observer;
+  static auto* observer = new std::function<void()>;
+  return *observer;
 }
 std::mutex& observerMutex() {
-  static std::mutex mutex;
-  return mutex;
+  static auto* mutex = new std::mutex;
+  return *mutex;
 }
 
 // One speech: the text, and its stream to the sound server.
@@ -208,12 +211,12 @@ Checked<const Engine*> engine() {
     // must not end the process when its data is missing.
     const int rate = lib->initialize(AUDIO_OUTPUT_SYNCHRONOUS, 100, nullptr, espeakINITIALIZE_DONT_EXIT);
     if (rate <= 0) return nullptr;
-    static Engine e;
-    e.lib = lib;
-    e.sampleRate = rate;
+    auto* e = new Engine;
+    e->lib = lib;
+    e->sampleRate = rate;
     lib->setSynthCallback(synthCallback);
-    e.voices = listVoices(*lib);
-    return &e;
+    e->voices = listVoices(*lib);
+    return e;
   }();
   if (ready) return ready;
   return fail(libEspeak() ? kNoVoiceData : kNoLibrary);

@@ -17,6 +17,8 @@ void SimFocus::setState(FocusModeState state) {
 }
 void SimFocus::apply(const std::string& name, bool on) {
   std::lock_guard lock(mutex_);
+  // The system switches only the modes it has.
+  if (std::find(state_.modes.begin(), state_.modes.end(), name) == state_.modes.end()) return;
   if (on) state_.active = name;
   else if (state_.active == name) state_.active.reset();
 }

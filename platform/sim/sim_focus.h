@@ -27,7 +27,8 @@ class SimFocus {
  public:
   FocusModeState state() const;
   void setState(FocusModeState state);
-  // Turns `name` on (replacing the active mode) or off.
+  // Turns `name` on (replacing the active mode) or off; a name not among
+  // the modes changes nothing.
   void apply(const std::string& name, bool on);
   // None: a switch never takes effect.
   std::optional<std::chrono::microseconds> switchDelay() const;
