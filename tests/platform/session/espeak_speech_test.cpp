@@ -35,7 +35,10 @@ bool speechStreamBecomes(bool shown, std::chrono::milliseconds limit) {
 
 std::string words(int count) {
   std::string text;
-  for (int i = 0; i < count; ++i) text += (i ? " " : "") + std::string("speaking");
+  for (int i = 0; i < count; ++i) {
+    if (i) text += ' ';
+    text += "speaking";
+  }
   return text;
 }
 
