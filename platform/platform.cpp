@@ -39,6 +39,27 @@ class UnavailableSessionControl : public SessionControl {
   }
 };
 
+class UnavailableSpeech : public SpeechSynthesizer {
+ public:
+  std::vector<Voice> voices() override { return {}; }
+  Checked<void> speak(std::string_view, const std::optional<std::string>&, std::optional<double>) override {
+    return fail("Speech is not available on this desktop in this build of Orla.");
+  }
+  bool isSpeaking() override { return false; }
+  void stop() override {}
+};
+
+class UnavailableFocusModes : public FocusModes {
+ public:
+  Checked<FocusModeState> state() override { return fail(std::string(kMessage)); }
+  Checked<void> setMode(std::string_view, bool) override { return fail(std::string(kMessage)); }
+  bool needsAccessibility() const override { return false; }
+
+ private:
+  static constexpr std::string_view kMessage =
+      "Switching Focus modes is not available on this desktop in this build of Orla.";
+};
+
 }  // namespace
 
 Platform::Platform(std::string name, Services services, std::set<Capability> capabilities)
@@ -49,6 +70,14 @@ Platform::Platform(std::string name, Services services, std::set<Capability> cap
   }
   if (!services_.outputVolume) services_.outputVolume = std::make_unique<UnavailableOutputVolume>();
   if (!services_.sessionControl) services_.sessionControl = std::make_unique<UnavailableSessionControl>();
+  if (!services_.speech) {
+    services_.speech = std::make_unique<UnavailableSpeech>();
+    capabilities_.erase(Capability::speech);
+  }
+  if (!services_.focusModes) {
+    services_.focusModes = std::make_unique<UnavailableFocusModes>();
+    capabilities_.erase(Capability::focusModes);
+  }
 }
 
 bool Platform::supports(Capability capability) const { return capabilities_.count(capability) > 0; }

@@ -17,6 +17,7 @@
 #include "platform/file_manager.h"
 #include "platform/file_workspace.h"
 #include "platform/files.h"
+#include "platform/focus_modes.h"
 #include "platform/host.h"
 #include "platform/http.h"
 #include "platform/javascript.h"
@@ -32,6 +33,7 @@
 #include "platform/settings_panes.h"
 #include "platform/session_control.h"
 #include "platform/sound.h"
+#include "platform/speech.h"
 #include "platform/user_defaults.h"
 #include "platform/volume.h"
 #include "platform/workspace.h"
@@ -69,6 +71,10 @@ enum class Capability {
   sessionControl,
   // Running JavaScript in a sandboxed engine.
   javaScript,
+  // Speaking a text aloud.
+  speech,
+  // Switching do not disturb and the other Focus modes.
+  focusModes,
 };
 
 class Platform {
@@ -106,6 +112,8 @@ class Platform {
     std::unique_ptr<OutputVolumeControl> outputVolume;
     std::unique_ptr<SessionControl> sessionControl;
     std::unique_ptr<JavaScriptRunner> javaScript;
+    std::unique_ptr<SpeechSynthesizer> speech;
+    std::unique_ptr<FocusModes> focusModes;
   };
 
   Platform(std::string name, Services services, std::set<Capability> capabilities);
@@ -143,6 +151,8 @@ class Platform {
   SessionControl& sessionControl() const { return *services_.sessionControl; }
   // Only with the capability `javaScript`.
   JavaScriptRunner& javaScript() const { return *services_.javaScript; }
+  SpeechSynthesizer& speech() const { return *services_.speech; }
+  FocusModes& focusModes() const { return *services_.focusModes; }
 
   // The process default: the native desktop unless a host or a test put
   // another platform in its place.

@@ -330,6 +330,7 @@ class AtspiAccessibility : public Accessibility {
       return AXValue(Size{double(w), double(h)});
     }
     if (attribute == "AXValue") return valueOf(e, *role);
+    if (attribute == "AXSelectedText") return selectedTextOf(e, *role);
     if (attribute == "AXPlaceholderValue") return placeholderOf(e.ref);
     if (attribute == "AXTitleUIElement") return labelOf(e.ref);
     return AXError::attributeUnsupported;
@@ -361,6 +362,22 @@ class AtspiAccessibility : public Accessibility {
     if (hasState(*states, ATSPI_STATE_HORIZONTAL)) return AXValue("AXHorizontalOrientation");
     if (hasState(*states, ATSPI_STATE_VERTICAL)) return AXValue("AXVerticalOrientation");
     return AXError::noValue;
+  }
+
+  // The first selected range of a text element, as the Text interface
+  // gives it; an element with nothing selected has no value.
+  AXResult<AXValue> selectedTextOf(const Element& e, int role) {
+    if (!isTextRole(role)) return AXError::attributeUnsupported;
+    auto range = bus_->call(e.ref, "org.a11y.atspi.Text", "GetSelection", g_variant_new("(i)", 0), "(ii)");
+    if (!range) return range.error();
+    gint32 start = 0, end = 0;
+    g_variant_get(range->get(), "(ii)", &start, &end);
+    if (end <= start) return AXError::noValue;
+    auto reply = bus_->call(e.ref, "org.a11y.atspi.Text", "GetText", g_variant_new("(ii)", start, end), "(s)");
+    if (!reply) return reply.error();
+    const gchar* text = nullptr;
+    g_variant_get(reply->get(), "(&s)", &text);
+    return AXValue(std::string(text ? text : ""));
   }
 
   AXResult<AXValue> valueOf(const Element& e, int role) {

@@ -19,8 +19,10 @@
 #include "platform/linux/atspi_bus.h"
 #include "platform/linux/cups_printers.h"
 #include "platform/linux/desktop_settings.h"
+#include "platform/linux/espeak_speech.h"
 #include "platform/linux/gio_files.h"
 #include "platform/linux/gio_services.h"
+#include "platform/linux/gsettings_focus.h"
 #include "platform/linux/glib_main_thread.h"
 #include "platform/linux/launched_applications.h"
 #include "platform/linux/gtk_services.h"
@@ -393,6 +395,16 @@ std::shared_ptr<Platform> makeNativePlatform() {
   services.sounds = linux_desktop::makePulseSounds();
   capabilities.insert(Capability::outputVolume);
   if (linux_desktop::hasSoundServer()) capabilities.insert(Capability::sound);
+  // espeak-ng loads with the first speech; without a sound server that
+  // speech says so.
+  services.speech = linux_desktop::makeEspeakSpeech();
+  capabilities.insert(Capability::speech);
+  // Do not disturb is GNOME's notification setting, where the schemas
+  // have it.
+  if (linux_desktop::hasDoNotDisturbSetting()) {
+    services.focusModes = linux_desktop::makeGSettingsFocusModes();
+    capabilities.insert(Capability::focusModes);
+  }
   // The login manager, the screen saver and GIO, each found when asked.
   services.sessionControl = linux_desktop::makeLinuxSessionControl();
   capabilities.insert(Capability::sessionControl);

@@ -9,7 +9,7 @@ namespace {
 // display to reach: where macOS sends the user to the Accessibility
 // settings, the sentence says what is missing here. The longer phrases
 // come first.
-constexpr std::array<PhraseReplacement, 15> kLinuxWords{{
+constexpr std::array<PhraseReplacement, 18> kLinuxWords{{
     // Folders need no permission of their own here: their permissions are all.
     {" (on macOS allow Orla Pro in System Settings \u2192 Privacy & Security \u2192 Files and Folders)", ""},
     {"Accessibility permission is required", "An X11 display is required"},
@@ -21,6 +21,12 @@ constexpr std::array<PhraseReplacement, 15> kLinuxWords{{
      "Run Orla Pro in an X11 desktop session (with DISPLAY set)"},
     {"System Settings \u2192 Privacy & Security \u2192 Accessibility", "an X11 desktop session (with DISPLAY set)"},
     {"System Settings \u2192 Printers & Scanners", "the printer settings of this computer"},
+    // Focus is the desktop's do-not-disturb switch among its notification
+    // settings, kept by its settings store.
+    {"Open Control Center once so that Focus appears there",
+     "Check that the desktop's settings service (dconf) is running"},
+    {"Check the name in System Settings \u2192 Focus", "Check the name in the desktop's notification settings"},
+    {"Switch it in Control Center yourself", "Switch it in the desktop's notification settings yourself"},
     {"on this Mac", "on this computer"},
     {"this Mac", "this computer"},
     {"Finder could not show", "The file manager could not show"},

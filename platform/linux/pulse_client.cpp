@@ -15,6 +15,7 @@ const LibPulse* libPulse() {
                     bindSymbol(handle, lib.prepare, "pa_mainloop_prepare") &&
                     bindSymbol(handle, lib.poll, "pa_mainloop_poll") &&
                     bindSymbol(handle, lib.dispatch, "pa_mainloop_dispatch") &&
+                    bindSymbol(handle, lib.wakeup, "pa_mainloop_wakeup") &&
                     bindSymbol(handle, lib.contextNew, "pa_context_new") &&
                     bindSymbol(handle, lib.connect, "pa_context_connect") &&
                     bindSymbol(handle, lib.disconnect, "pa_context_disconnect") &&

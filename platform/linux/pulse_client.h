@@ -23,6 +23,7 @@ struct LibPulse {
   decltype(&pa_mainloop_prepare) prepare = nullptr;
   decltype(&pa_mainloop_poll) poll = nullptr;
   decltype(&pa_mainloop_dispatch) dispatch = nullptr;
+  decltype(&pa_mainloop_wakeup) wakeup = nullptr;
   decltype(&pa_context_new) contextNew = nullptr;
   decltype(&pa_context_connect) connect = nullptr;
   decltype(&pa_context_disconnect) disconnect = nullptr;

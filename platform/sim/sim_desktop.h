@@ -28,10 +28,12 @@
 #include "platform/platform.h"
 #include "platform/sim/sim_documents.h"
 #include "platform/sim/sim_finder.h"
+#include "platform/sim/sim_focus.h"
 #include "platform/sim/sim_keychain.h"
 #include "platform/sim/sim_programs.h"
 #include "platform/sim/sim_settings.h"
 #include "platform/sim/sim_sounds.h"
+#include "platform/sim/sim_speech.h"
 #include "platform/sim/sim_user_interface.h"
 
 namespace orla::sim {
@@ -264,6 +266,11 @@ class SimDesktop {
   SimFinder& finder() { return finder_; }
   const SimFinder& finder() const { return finder_; }
   SimSettings& settings() { return settings_; }
+  // The speech synthesiser and the Focus modes, each with a lock of its own.
+  SimSpeech& speech() { return speech_; }
+  const SimSpeech& speech() const { return speech_; }
+  SimFocus& focus() { return focus_; }
+  const SimFocus& focus() const { return focus_; }
 
   // The next JavaScript run ends this way (a time-out or the memory
   // ceiling) without waiting for it; every later run is real again.
@@ -340,6 +347,8 @@ class SimDesktop {
   SimPrograms programs_;
   SimSettings settings_;
   SimSounds sounds_;
+  SimSpeech speech_;
+  SimFocus focus_;
   SimUserInterface ui_;
   SimDocuments documents_;
   SimFinder finder_;

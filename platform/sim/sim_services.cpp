@@ -307,6 +307,8 @@ std::shared_ptr<Platform> makeSimPlatform(std::shared_ptr<SimDesktop> desktop) {
   services.printers = makeSimPrinters(desktop);
   services.settingsPanes = makeSimSettingsPanes(desktop);
   services.javaScript = makeSimJavaScript(desktop);
+  services.speech = makeSimSpeech(desktop);
+  services.focusModes = makeSimFocusModes(desktop);
   return std::make_shared<Platform>(
       "sim", std::move(services),
       std::set<Capability>{Capability::pasteboard, Capability::workspace, Capability::accessibility,
@@ -315,7 +317,8 @@ std::shared_ptr<Platform> makeSimPlatform(std::shared_ptr<SimDesktop> desktop) {
                            Capability::keychain, Capability::processes, Capability::sound,
                            Capability::mouseEvents, Capability::displays, Capability::trash,
                            Capability::recentDocuments, Capability::printers, Capability::menuBars,
-                           Capability::settingsPanes, Capability::javaScript});
+                           Capability::settingsPanes, Capability::javaScript, Capability::speech,
+                           Capability::focusModes});
 }
 
 }  // namespace orla::sim

@@ -434,6 +434,8 @@ Checked<void> loadState(SimDesktop& desktop, const json& state) {
   ORLA_TRY(loadKeychainState(desktop.keychain(), state));
   ORLA_TRY(loadProgramsState(desktop.programs(), state));
   ORLA_TRY(loadSoundsState(desktop.sounds(), state));
+  ORLA_TRY(loadSpeechState(desktop.speech(), state));
+  ORLA_TRY(loadFocusState(desktop.focus(), state));
   ORLA_TRY(loadUserInterfaceState(desktop.ui(), state));
   ORLA_TRY(loadDocumentsState(desktop.documents(), state));
   ORLA_TRY(loadFinderState(desktop.finder(), state));
@@ -541,6 +543,8 @@ json saveState(const SimDesktop& desktop) {
   saveKeychainState(desktop.keychain(), state);
   saveProgramsState(desktop.programs(), state);
   saveSoundsState(desktop.sounds(), state);
+  saveSpeechState(desktop.speech(), state);
+  saveFocusState(desktop.focus(), state);
   saveUserInterfaceState(desktop.ui(), state);
   saveDocumentsState(desktop.documents(), state);
   saveFinderState(desktop.finder(), state);

@@ -15,6 +15,7 @@
 #include "plugins/flow/conditional_plugin.h"
 #include "plugins/flow/pause_plugin.h"
 #include "plugins/framework/orla_plugin.h"
+#include "plugins/input/focus_mode_plugin.h"
 #include "plugins/input/key_shortcut_plugin.h"
 #include "plugins/input/menu_plugin.h"
 #include "plugins/input/message_plugin.h"
@@ -28,6 +29,7 @@
 #include "plugins/scripts/shell_command_plugin.h"
 #include "plugins/scripts/shortcuts_app_plugin.h"
 #include "plugins/system/sound_plugin.h"
+#include "plugins/system/speech_plugin.h"
 #include "plugins/system/system_plugin.h"
 #include "plugins/scripts/web_api_plugin.h"
 #include "plugins/text/type_text_plugin.h"
@@ -59,7 +61,7 @@ constexpr std::array<Row, 31> kTable{{
     {{"DocumentShortcut", "DocumentPlugin", true}, &make<DocumentPlugin>},
     {{"FileOperationAction", "FileOperationPlugin", true}, &make<FileOperationPlugin>},
     {{"FinderWindowShortcut", "FinderWindowPlugin", true}, &make<FinderWindowPlugin>},
-    {{"FocusModeAction", "FocusModePlugin", false}, nullptr},
+    {{"FocusModeAction", "FocusModePlugin", true}, &make<FocusModePlugin>},
     {{"FolderShortcut", "FolderPlugin", true}, &make<FolderPlugin>},
     {{"InterfaceShortcut", "InterfacePlugin", false}, nullptr},
     {{"JavaScriptAction", "JavaScriptPlugin", true}, &make<JavaScriptPlugin>},
@@ -75,7 +77,7 @@ constexpr std::array<Row, 31> kTable{{
     {{"PrintShortcut", "PrintPlugin", true}, &make<PrintPlugin>},
     {{"ShortcutsAppAction", "ShortcutsAppPlugin", true}, &make<ShortcutsAppPlugin>},
     {{"SoundShortcut", "SoundPlugin", true}, &make<SoundPlugin>},
-    {{"SpeechAction", "SpeechPlugin", false}, nullptr},
+    {{"SpeechAction", "SpeechPlugin", true}, &make<SpeechPlugin>},
     {{"SystemShortcut", "SystemPlugin", true}, &make<SystemPlugin>},
     {{"TextTransformAction", "TextTransformPlugin", true}, &make<TextTransformPlugin>},
     {{"URLShortcut", "URLPlugin", true}, &make<URLPlugin>},
@@ -90,9 +92,10 @@ struct Need {
   std::array<Capability, 2> capabilities;
   size_t count;
 };
-constexpr std::array<Need, 10> kNeeds{{
+constexpr std::array<Need, 12> kNeeds{{
     {"AppleScriptShortcut", {Capability::appleScript}, 1},
     {"ClipboardShortcut", {Capability::pasteboard}, 1},
+    {"FocusModeAction", {Capability::focusModes}, 1},
     {"FolderShortcut", {Capability::popUpMenus}, 1},
     {"KeyShortcut", {Capability::keyboardEvents}, 1},
     {"KeyboardShortcut", {Capability::keyboardEvents}, 1},
@@ -101,6 +104,7 @@ constexpr std::array<Need, 10> kNeeds{{
     {"MouseShortcut", {Capability::mouseEvents}, 1},
     // The Shortcuts app is macOS's, as AppleScript is.
     {"ShortcutsAppAction", {Capability::appleScript}, 1},
+    {"SpeechAction", {Capability::speech}, 1},
     {"TextTransformAction", {Capability::pasteboard, Capability::keyboardEvents}, 2},
 }};
 

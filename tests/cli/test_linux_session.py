@@ -95,6 +95,59 @@ class SoundAndSystemTest(OrlaTestCase):
         self.assertIn("Suspend True", Path(log).read_text()[len(before):])
 
 
+class SpeechAndFocusTest(OrlaTestCase):
+    def speech_streams(self):
+        return tool("pactl", "list", "sink-inputs").stdout.count("Orla speech")
+
+    def test_a_spoken_sentence_plays_on_the_sound_server_until_its_end(self):
+        if not os.environ.get("ORLA_HARNESS_SINK"):
+            self.skipTest("no sound server: the headless desktop's PulseAudio is not running")
+        text = " ".join(["speaking"] * 12)
+        process = subprocess.Popen([str(test_orla.ORLA), "--json", "run", "SpeechAction",
+                                    json.dumps({"text": text, "voice": "en_GB"})],
+                                   cwd=self.cwd, stdout=subprocess.PIPE, text=True)
+        seen = False
+        while process.poll() is None and not seen:
+            seen = self.speech_streams() > 0
+        out, _ = process.communicate(timeout=20)
+        self.assertTrue(seen, "the sound server never showed the speech's stream")
+        line = json.loads(out.splitlines()[0])
+        self.assertEqual(line["result"], "success")
+        self.assertRegex(line["message"], r"^Spoke 12 words with the voice “English \(Great Britain\)”\.$")
+        self.assertEqual(self.speech_streams(), 0)
+
+    def test_a_shortcut_stops_the_speech_it_started(self):
+        if not os.environ.get("ORLA_HARNESS_SINK"):
+            self.skipTest("no sound server: the headless desktop's PulseAudio is not running")
+        shortcut = self.tmp / "speak.json"
+        shortcut.write_text(json.dumps({"name": "Speak and stop", "actions": [
+            {"kind": "SpeechAction", "data": {"text": " ".join(["word"] * 300), "wait": False}},
+            {"kind": "PauseShortcut", "data": {"seconds": 0.5}},
+            {"kind": "SpeechAction", "data": {"subAction": "stop"}},
+            {"kind": "SpeechAction", "data": {"subAction": "stop"}}]}))
+        run = self.orla("--json", "sequence", shortcut)
+        messages = [line.get("message") for line in run.lines if line.get("kind") == "SpeechAction"]
+        self.assertEqual(messages, ["Speaking 300 words.", "Stopped speaking.", "Nothing was being spoken."])
+        self.assertEqual(self.speech_streams(), 0)
+
+    def test_do_not_disturb_is_the_desktops_notification_switch(self):
+        if not os.environ.get("ORLA_DESKTOP_HARNESS") or not os.environ.get("DBUS_SESSION_BUS_ADDRESS"):
+            self.skipTest("no private session bus: never change the real desktop's settings")
+        key = ("org.gnome.desktop.notifications", "show-banners")
+        if tool("gsettings", "set", *key, "true").returncode != 0:
+            self.skipTest("GNOME's notification settings are not installed (gsettings-desktop-schemas)")
+        self.addCleanup(tool, "gsettings", "reset", *key)
+        steps = [({}, "success", "Turned “Do Not Disturb” on.", "false"),
+                 ({"state": "on"}, "success", "“Do Not Disturb” is already on.", "false"),
+                 ({"state": "toggle"}, "success", "Turned “Do Not Disturb” off.", "true"),
+                 ({"mode": "Work"}, "failure", "There is no Focus mode named “Work”. Modes here: Do Not Disturb. "
+                  "Check the name in the desktop's notification settings, then click Test again.", "true")]
+        for data, outcome, message, banners in steps:
+            run = self.orla("--json", "run", "FocusModeAction", json.dumps(data))
+            self.assertEqual(run.lines, [result("FocusModeAction", outcome, message=message)])
+            self.assertEqual(tool("gsettings", "get", *key).stdout.strip(), banners)
+
+
 def main():
     test_orla.ORLA = None
     args = sys.argv[1:]

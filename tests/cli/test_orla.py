@@ -227,7 +227,9 @@ class ListTest(OrlaTestCase):
         simulated = available("--sim")
         for kind in ("AppleScriptShortcut", "ShortcutsAppAction", "MenuShortcut", "MessageShortcut"):
             self.assertTrue(simulated[kind], kind)
-        self.assertFalse(simulated["SpeechAction"], "not in this build")
+        for kind in ("SpeechAction", "FocusModeAction"):
+            self.assertTrue(simulated[kind], kind)
+        self.assertFalse(simulated["NetworkShortcut"], "not in this build")
         if sys.platform.startswith("linux"):
             native = available()
             # No AppleScript and no Shortcuts app on Linux, whatever the display.
@@ -237,9 +239,15 @@ class ListTest(OrlaTestCase):
             self.assertEqual(native["KeyShortcut"], bool(os.environ.get("DISPLAY")))
             # The folder menu needs pop-up menus, which need a display.
             self.assertEqual(native["FolderShortcut"], bool(os.environ.get("DISPLAY")))
+            # Speech is espeak-ng's everywhere; do not disturb needs GNOME's
+            # notification settings installed.
+            self.assertTrue(native["SpeechAction"])
+            schema = subprocess.run(["gsettings", "list-keys", "org.gnome.desktop.notifications"],
+                                    capture_output=True, text=True)
+            self.assertEqual(native["FocusModeAction"], "show-banners" in schema.stdout.split())
         run = self.orla("--sim", "list")
         self.assertIn("available", run.stdout)
-        self.assertRegex(run.stdout, r"SpeechAction +SpeechPlugin +not in this build")
+        self.assertRegex(run.stdout, r"NetworkShortcut +NetworkPlugin +not in this build")
         if sys.platform.startswith("linux"):
             self.assertRegex(self.orla("list").stdout,
                              r"AppleScriptShortcut +AppleScriptPlugin +not on this desktop")

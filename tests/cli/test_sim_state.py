@@ -119,6 +119,17 @@ EVERY_KEY = {'accessibilityTrusted': False,
                 'automationAllowed': False}}
 
 # Lists whose order the desktop does not keep, with the field that names an entry.
+# The speech synthesiser and the Focus modes.
+EVERY_KEY.update({
+    'voices': [{'identifier': 'com.example.ada', 'name': 'Ada', 'language': 'en-GB'},
+               {'identifier': 'com.example.zoe', 'name': 'Zoé', 'language': 'fr-FR'}],
+    'systemVoice': 'com.example.zoe',
+    'speechStalls': True,
+    'spoken': [{'text': 'Bonjour', 'voice': 'com.example.zoe', 'rate': 175.0, 'stopped': False}],
+    'focus': {'modes': ['Do Not Disturb', 'Work', 'Sleep'], 'active': 'Sleep', 'switchDelayMs': 400,
+              'refuses': False, 'needsAccessibility': False},
+})
+
 UNORDERED = {"scripts": "source", "installedApplications": "path"}
 
 
@@ -165,6 +176,21 @@ class StateFileTest(OrlaTestCase):
         state = json.loads(json.dumps(EVERY_KEY).replace("TRASH", str(self.tmp / "Trash")))
         (self.tmp / "Trash").mkdir()
         self.round_trip(state)
+
+    def test_a_switch_and_a_speech_land_in_the_written_state(self):
+        state = {"focus": {"modes": ["Do Not Disturb", "Work"], "active": "Work", "switchDelayMs": 400}}
+        (self.tmp / "in.json").write_text(json.dumps(state))
+        out = self.tmp / "out.json"
+        run = self.orla("--json", f"--sim={self.tmp / 'in.json'}", "--state-out", out, "run", "FocusModeAction",
+                        json.dumps({"mode": "work", "state": "off"}))
+        self.assertEqual(run.lines[0]["message"], "Turned “Work” off.")
+        self.assertIsNone(json.loads(out.read_text())["focus"]["active"])
+        run = self.orla("--json", f"--sim={out}", "--state-out", out, "run", "SpeechAction",
+                        json.dumps({"text": "Read me", "voice": "daniel", "rate": 200}))
+        self.assertEqual(run.lines[0]["message"], "Spoke 2 words with the voice “Daniel”.")
+        self.assertEqual(json.loads(out.read_text())["spoken"],
+                         [{"text": "Read me", "voice": "com.apple.voice.compact.en-GB.Daniel", "rate": 200.0,
+                           "stopped": False}])
 
     def test_what_the_desktop_cannot_model_is_a_usage_error(self):
         def app(pid, **more):

@@ -34,6 +34,18 @@ TEST(LinuxWords, SentencesNamingMacOnlyThingsReadTrueOnLinux) {
       {"Orla can't read the folder \u201C/srv\u201D. Check its permissions (on macOS allow Orla Pro in System "
        "Settings \u2192 Privacy & Security \u2192 Files and Folders), then click Test again.",
        "Orla can't read the folder \u201C/srv\u201D. Check its permissions, then click Test again."},
+      {"There is no Focus mode named \u201cWork\u201d. Modes here: Do Not Disturb. Check the name in System Settings "
+       "\u2192 Focus, then click Test again.",
+       "There is no Focus mode named \u201cWork\u201d. Modes here: Do Not Disturb. Check the name in the desktop's "
+       "notification settings, then click Test again."},
+      {"Could not read the current Focus mode. Open Control Center once so that Focus appears there, then click Test "
+       "again.",
+       "Could not read the current Focus mode. Check that the desktop's settings service (dconf) is running, then "
+       "click Test again."},
+      {"The system did not turn \u201cDo Not Disturb\u201d on within 3 seconds. Switch it in Control Center yourself, "
+       "then click Test again.",
+       "The system did not turn \u201cDo Not Disturb\u201d on within 3 seconds. Switch it in the desktop's "
+       "notification settings yourself, then click Test again."},
       // Nothing to replace: the sentence comes back byte for byte.
       {"Opened \u201Cnotes.txt\u201D in Mousepad.", "Opened \u201Cnotes.txt\u201D in Mousepad."},
       {"", ""},

@@ -116,6 +116,30 @@ TEST(SimState, ProgramsAndSoundsRoundTripAndKeepTheirDefaultsOutOfTheFile) {
     EXPECT_FALSE(fresh.contains(key)) << key;
 }
 
+TEST(SimState, SpeechAndFocusRoundTripAndKeepTheirDefaultsOutOfTheFile) {
+  const json state = json::parse(R"({
+    "voices": [{"identifier": "en-x", "name": "Ada", "language": "en-GB"},
+               {"identifier": "fr-x", "name": "Zoé", "language": "fr-FR"}],
+    "systemVoice": "fr-x",
+    "speechStalls": true,
+    "spoken": [{"text": "bonjour", "voice": "fr-x", "rate": 175.0, "stopped": true}],
+    "focus": {"modes": ["Do Not Disturb", "Work"], "active": "Work", "switchDelayMs": null,
+              "refuses": true, "needsAccessibility": false}})");
+  SimDesktop desktop;
+  auto loaded = loadState(desktop, state);
+  ASSERT_TRUE(loaded) << loaded.error();
+  EXPECT_EQ(desktop.speech().systemVoice(), "fr-x");
+  EXPECT_EQ(desktop.focus().state().active, "Work");
+  EXPECT_EQ(desktop.focus().switchDelay(), std::nullopt);
+  const json saved = saveState(desktop);
+  for (const char* key : {"voices", "systemVoice", "speechStalls", "spoken", "focus"})
+    EXPECT_EQ(saved[key], state[key]) << key;
+
+  const json fresh = saveState(SimDesktop());
+  for (const char* key : {"voices", "systemVoice", "speechStalls", "spoken", "focus"})
+    EXPECT_FALSE(fresh.contains(key)) << key;
+}
+
 TEST(SimState, HostMarkedFrontmostWinsOverAnApplication) {
   SimDesktop desktop;
   ASSERT_TRUE(loadState(desktop, json::parse(R"({"host": {"frontmost": true},
@@ -167,6 +191,24 @@ TEST(SimState, NamesTheKeyThatIsWrong) {
       {R"({"shortcutsReachHelper": 0})", "Simulated desktop state: “shortcutsReachHelper” must be true or false."},
       {R"({"missingPrograms": "/usr/bin/open"})", "Simulated desktop state: “missingPrograms” must be a list of paths."},
       {R"({"systemSounds": ["Ping", 2]})", "Simulated desktop state: “systemSounds” must be a list of sound names."},
+      {R"({"voices": []})",
+       "Simulated desktop state: “voices” must be a list of voices, each with a text “identifier”, “name” and "
+       "“language”."},
+      {R"({"voices": [{"identifier": "a", "name": "A", "language": ""}, {"identifier": "a", "name": "B", "language": ""}]})",
+       "Simulated desktop state: “voices” must be a list of voices with different identifiers."},
+      {R"({"systemVoice": "nobody"})", "Simulated desktop state: “systemVoice” must be the identifier of one of the voices."},
+      {R"({"spoken": [{"text": "hi"}]})",
+       "Simulated desktop state: “spoken” must be a list of speeches, each with a text “text” and “voice”, a “rate” "
+       "and “stopped” true or false."},
+      {R"({"focus": {"modes": ["Work", "Work"]}})",
+       "Simulated desktop state: “focus” must be an object whose “modes” is a list of different names."},
+      {R"({"focus": {"active": "Gym"}})",
+       "Simulated desktop state: “focus” must be an object whose “active” is one of its modes, or null."},
+      {R"({"focus": {"switchDelayMs": -5}})",
+       "Simulated desktop state: “focus” must be an object whose “switchDelayMs” is a whole number of milliseconds "
+       "up to an hour, or null."},
+      {R"({"focus": {"refuses": "no"}})",
+       "Simulated desktop state: “focus” must be an object whose “refuses” is true or false."},
   };
   for (const auto& c : cases) {
     SimDesktop desktop;
