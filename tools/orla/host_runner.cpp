@@ -28,7 +28,7 @@ HostRunner::~HostRunner() {
 }
 
 const Shortcut* HostRunner::findShortcut(std::string_view name) const {
-  for (const Shortcut& shortcut : library_)
+  for (const Shortcut& shortcut : *library_)
     if (shortcut.name == name) return &shortcut;
   return nullptr;
 }
@@ -59,7 +59,14 @@ bool HostRunner::run(std::string_view kind, const ActionData& data) {
   return runAction(kind, data, result) && handleRequests(0);
 }
 
-bool HostRunner::runShortcut(const Shortcut& shortcut) { return runShortcut(shortcut, 0); }
+bool HostRunner::runShortcut(const Shortcut& shortcut) {
+  // Each top-level run has its own action budget and its own first failure,
+  // so that a host that runs many (the daemon) treats each one alike.
+  actionsStarted_ = 0;
+  exhausted_ = false;
+  failed_ = false;
+  return runShortcut(shortcut, 0);
+}
 
 bool HostRunner::runAction(std::string_view kind, const ActionData& data, PluginResult& result) {
   ActionPlugin* plugin = registry_.find(kind);
@@ -69,10 +76,12 @@ bool HostRunner::runAction(std::string_view kind, const ActionData& data, Plugin
     result = PluginResult::failure("This run has started " + std::to_string(kMaxActions) +
                                    " actions, the most one run may; the rest do not run.");
     output_.result(kind, result);
+    if (resultObserver_) resultObserver_(kind, result);
     return false;
   }
   result = inDesktopWords(executeAction(*plugin, data));
   output_.result(kind, result);
+  if (resultObserver_) resultObserver_(kind, result);
   // Work the plugin queued for the main thread (a notification posted from
   // another thread) runs before the next action, as the host's run loop would.
   platform_->mainThread().runPending();
@@ -115,6 +124,7 @@ bool HostRunner::handleRequests(int depth) {
     if (request.action != "runByName") {
       output_.host(request.action);
       if (request.action == "quit") quitting_ = true;
+      if (requestHandler_) requestHandler_(request.action);
       continue;
     }
     const Shortcut* target = findShortcut(request.shortcutName);
@@ -122,7 +132,7 @@ bool HostRunner::handleRequests(int depth) {
       // The action itself succeeded; only the host could not follow it up,
       // which is said but does not count as a failed result.
       output_.host(request.action, request.shortcutName,
-                   library_.empty() ? "no shortcut library; give `orla sequence` a folder"
+                   library_->empty() ? "no shortcut library; give `orla sequence` a folder"
                                     : "no shortcut has this name");
       continue;
     }
