@@ -25,11 +25,11 @@ constexpr std::array<Name, 10> kModifierWords{{
 
 // Plain names of the keys whose displayed name is a glyph or differs from
 // what people type; every displayed name ("U", "F5", "Space", "↩") works too.
-constexpr std::array<Name, 24> kKeyWords{{
+constexpr std::array<Name, 25> kKeyWords{{
     {"return", 36}, {"enter", 36}, {"tab", 48}, {"space", 49}, {"backspace", 51}, {"escape", 53},
     {"esc", 53}, {"delete", 117}, {"del", 117}, {"home", 115}, {"end", 119}, {"pageup", 116},
     {"pgup", 116}, {"pagedown", 121}, {"pgdn", 121}, {"left", 123}, {"right", 124}, {"down", 125},
-    {"up", 126}, {"menu", 110}, {"plus", 24}, {"minus", 27}, {"comma", 43}, {"period", 47}}};
+    {"up", 126}, {"menu", 110}, {"plus", 24}, {"+", 24}, {"minus", 27}, {"comma", 43}, {"period", 47}}};
 
 std::string lowered(std::string_view text) {
   std::string out(text);
