@@ -3,12 +3,17 @@
 //
 //   orla_hotkey_driver press <keysym>...      press the keys in order with XTest, then let go in reverse
 //   orla_hotkey_driver hold <keysym> <mask>   grab the combination (mask: control+mod1+shift+mod4) until killed
-//   orla_hotkey_driver window <file>          show a window, take the focus, append every typed character to <file>
+//   orla_hotkey_driver window <file> [<selection>]
+//       show a window, take the focus, append every typed character to <file>;
+//       Ctrl+C puts <selection> on the clipboard as an editor's copy would,
+//       Ctrl+V appends "[pasted <clipboard text>]"
 //
 // `hold` and `window` print "ready" once in place.
+#include <X11/Xatom.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 #include <X11/extensions/XTest.h>
+#include <X11/keysym.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -51,11 +56,54 @@ int hold(Display* display, const char* key, const std::string& mask) {
   }
 }
 
-int window(Display* display, const char* file) {
+// Answers a request for the clipboard this window owns.
+void serve(Display* display, const XSelectionRequestEvent& request, const std::string& selection) {
+  const Atom targets = XInternAtom(display, "TARGETS", False);
+  const Atom utf8 = XInternAtom(display, "UTF8_STRING", False);
+  XSelectionEvent reply{};
+  reply.type = SelectionNotify;
+  reply.requestor = request.requestor;
+  reply.selection = request.selection;
+  reply.target = request.target;
+  reply.time = request.time;
+  reply.property = request.property ? request.property : request.target;
+  if (request.target == targets) {
+    const Atom offered[] = {targets, utf8, XA_STRING};
+    XChangeProperty(display, request.requestor, reply.property, XA_ATOM, 32, PropModeReplace,
+                    reinterpret_cast<const unsigned char*>(offered), 3);
+  } else if (request.target == utf8 || request.target == XA_STRING) {
+    XChangeProperty(display, request.requestor, reply.property, request.target, 8, PropModeReplace,
+                    reinterpret_cast<const unsigned char*>(selection.data()), static_cast<int>(selection.size()));
+  } else {
+    reply.property = None;
+  }
+  XSendEvent(display, request.requestor, False, 0, reinterpret_cast<XEvent*>(&reply));
+  XFlush(display);
+}
+
+std::string pastedText(Display* display, Window window, Atom property) {
+  Atom type;
+  int format;
+  unsigned long count, after;
+  unsigned char* data = nullptr;
+  std::string text;
+  if (XGetWindowProperty(display, window, property, 0, 1 << 20, True, AnyPropertyType, &type, &format, &count,
+                         &after, &data) == Success && data)
+    text.assign(reinterpret_cast<char*>(data), count);
+  if (data) XFree(data);
+  return text;
+}
+
+int window(Display* display, const char* file, const std::string& selection) {
   const int screen = DefaultScreen(display);
   const Window window = XCreateSimpleWindow(display, RootWindow(display, screen), 100, 100, 400, 200, 1,
                                             BlackPixel(display, screen), WhitePixel(display, screen));
   XStoreName(display, window, "orla hotkey test window");
+  XClassHint hint{const_cast<char*>("orla-hotkey-window"), const_cast<char*>("OrlaHotkeyWindow")};
+  XSetClassHint(display, window, &hint);
+  const long pid = ::getpid();
+  XChangeProperty(display, window, XInternAtom(display, "_NET_WM_PID", False), XA_CARDINAL, 32, PropModeReplace,
+                  reinterpret_cast<const unsigned char*>(&pid), 1);
   XSelectInput(display, window, KeyPressMask | StructureNotifyMask | FocusChangeMask);
   XMapWindow(display, window);
   for (;;) {
@@ -69,16 +117,30 @@ int window(Display* display, const char* file) {
   std::fflush(stdout);
   FILE* out = std::fopen(file, "a");
   if (!out) return 1;
+  const Atom clipboard = XInternAtom(display, "CLIPBOARD", False);
+  const Atom pasted = XInternAtom(display, "ORLA_PASTED", False);
   for (;;) {
     XEvent event;
     XNextEvent(display, &event);
-    if (event.type != KeyPress) continue;
-    char text[32];
-    KeySym keysym;
-    const int size = XLookupString(&event.xkey, text, sizeof text, &keysym, nullptr);
-    if (size > 0) {
-      std::fwrite(text, 1, static_cast<size_t>(size), out);
+    if (event.type == SelectionRequest) {
+      serve(display, event.xselectionrequest, selection);
+    } else if (event.type == SelectionNotify && event.xselection.property != None) {
+      std::fprintf(out, "[pasted %s]", pastedText(display, window, pasted).c_str());
       std::fflush(out);
+    } else if (event.type == KeyPress) {
+      char text[32];
+      KeySym keysym;
+      const int size = XLookupString(&event.xkey, text, sizeof text, &keysym, nullptr);
+      if (event.xkey.state & ControlMask) {
+        if (keysym == XK_c && !selection.empty()) XSetSelectionOwner(display, clipboard, window, event.xkey.time);
+        if (keysym == XK_v)
+          XConvertSelection(display, clipboard, XInternAtom(display, "UTF8_STRING", False), pasted, window,
+                            event.xkey.time);
+        XFlush(display);
+      } else if (size > 0) {
+        std::fwrite(text, 1, static_cast<size_t>(size), out);
+        std::fflush(out);
+      }
     }
   }
 }
@@ -92,6 +154,6 @@ int main(int argc, char** argv) {
   const std::string command = argv[1];
   if (command == "press") return press(display, argc - 2, argv + 2);
   if (command == "hold" && argc == 4) return hold(display, argv[2], argv[3]);
-  if (command == "window") return window(display, argv[2]);
+  if (command == "window") return window(display, argv[2], argc > 3 ? argv[3] : "");
   return 2;
 }
