@@ -260,6 +260,15 @@ class DaemonTest(unittest.TestCase):
         headless = subprocess.run([ORLA, "daemon", self.folder], capture_output=True, text=True, timeout=30, env=env)
         self.assertEqual(headless.returncode, 2)
         self.assertIn("There is no X display to take hotkeys from (DISPLAY is not set).", headless.stderr)
+        # Started by systemd, its standard error is the journal's stream and
+        # each line carries the journal's priority.
+        journal = self.tmp / "journal"
+        with open(journal, "w") as stream:
+            status = os.fstat(stream.fileno())
+            env["JOURNAL_STREAM"] = f"{status.st_dev}:{status.st_ino}"
+            code = subprocess.run([ORLA, "daemon", self.folder], stderr=stream, env=env, timeout=30).returncode
+        self.assertEqual(code, 2)
+        self.assertTrue(journal.read_text().startswith("<3>There is no X display"), journal.read_text())
 
 
 if __name__ == "__main__":
