@@ -2,6 +2,10 @@
 // desktop, an X client of its own.
 //
 //   orla_hotkey_driver press <keysym>...      press the keys in order with XTest, then let go in reverse
+//   orla_hotkey_driver latency <count> <keysym>...
+//       show a focused window, press the keys <count> times; print, in
+//       microseconds, the time from each press to the first key that
+//       reaches the window (the shortcut's first event)
 //   orla_hotkey_driver hold <keysym> <mask>   grab the combination (mask: control+mod1+shift+mod4) until killed
 //   orla_hotkey_driver window <file> [<selection>]
 //       show a window, take the focus, append every typed character to <file>;
@@ -16,7 +20,9 @@
 #include <X11/keysym.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -145,6 +151,43 @@ int window(Display* display, const char* file, const std::string& selection) {
   }
 }
 
+int latency(Display* display, int rounds, int count, char** names) {
+  const int screen = DefaultScreen(display);
+  const Window window = XCreateSimpleWindow(display, RootWindow(display, screen), 100, 100, 200, 100, 1,
+                                            BlackPixel(display, screen), WhitePixel(display, screen));
+  XSelectInput(display, window, KeyPressMask | StructureNotifyMask);
+  XMapWindow(display, window);
+  for (XEvent event; XNextEvent(display, &event), event.type != MapNotify;) {
+  }
+  XSetInputFocus(display, window, RevertToParent, CurrentTime);
+  XSync(display, False);
+  usleep(200000);
+  for (int round = 0; round < rounds; ++round) {
+    const auto start = std::chrono::steady_clock::now();
+    if (press(display, count, names) != 0) return 2;
+    // The modifiers of the combination reach the window too, before the
+    // grabbed key: only a key the driver did not press counts.
+    for (;;) {
+      XEvent event;
+      XNextEvent(display, &event);
+      if (event.type != KeyPress) continue;
+      bool ours = false;
+      for (int i = 0; i < count; ++i)
+        ours = ours || XKeysymToKeycode(display, XStringToKeysym(names[i])) == event.xkey.keycode;
+      if (!ours) break;
+    }
+    const auto took = std::chrono::steady_clock::now() - start;
+    std::printf("%lld\n", static_cast<long long>(std::chrono::duration_cast<std::chrono::microseconds>(took).count()));
+    std::fflush(stdout);
+    usleep(100000);
+    while (XPending(display)) {
+      XEvent event;
+      XNextEvent(display, &event);
+    }
+  }
+  return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -153,6 +196,7 @@ int main(int argc, char** argv) {
   if (!display) return 1;
   const std::string command = argv[1];
   if (command == "press") return press(display, argc - 2, argv + 2);
+  if (command == "latency" && argc > 3) return latency(display, std::atoi(argv[2]), argc - 3, argv + 3);
   if (command == "hold" && argc == 4) return hold(display, argv[2], argv[3]);
   if (command == "window") return window(display, argv[2], argc > 3 ? argv[3] : "");
   return 2;

@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <cstring>
 #include <ctime>
-#include <sstream>
 
 #include "models/text.h"
 #include "plugins/framework/orla_plugin.h"
@@ -246,6 +245,12 @@ void Daemon::handleCommands() {
 // ---- Runs (worker thread) ----
 
 void Daemon::workerLoop() {
+  // One runner for every run: made once, so that a press does not wait for
+  // the plugins to be made. Its printed lines go nowhere; the results reach
+  // the log through the observer each run sets.
+  std::ostream discarded(nullptr);
+  Output output(discarded, false);
+  HostRunner runner(platform_, output);
   for (;;) {
     Queued next;
     {
@@ -255,7 +260,7 @@ void Daemon::workerLoop() {
       next = queue_.front();
       queue_.pop_front();
     }
-    runOne(next);
+    runOne(runner, next);
     {
       std::lock_guard lock(mutex_);
       busy_.erase(next.name);
@@ -264,7 +269,7 @@ void Daemon::workerLoop() {
   }
 }
 
-void Daemon::runOne(const Queued& queued) {
+void Daemon::runOne(HostRunner& runner, const Queued& queued) {
   std::shared_ptr<const std::vector<Shortcut>> library;
   {
     std::lock_guard lock(mutex_);
@@ -283,9 +288,6 @@ void Daemon::runOne(const Queued& queued) {
   if (!hotkeys_->waitForModifiersReleased(kReleaseWait))
     log_.info("the keys of " + queued.trigger + " are still held; " + orla::quoted(queued.name) + " runs anyway");
   RunRecord record{queued.name, queued.trigger, true, {}, std::chrono::system_clock::now()};
-  std::ostringstream discarded;  // the results go to the log below instead
-  Output output(discarded, false);
-  HostRunner runner(platform_, output);
   runner.setLibrary(library);
   runner.setResultObserver([&](std::string_view kind, const PluginResult& result) {
     if (result.isFailure() && record.ok) {
@@ -297,6 +299,8 @@ void Daemon::runOne(const Queued& queued) {
   runner.setRequestHandler([&](const std::string& action) { handleRequest(action, *shortcut); });
   runner.runShortcut(*shortcut);
   platform_->scheduler().waitUntilIdle();
+  runner.setResultObserver({});
+  runner.setRequestHandler({});
   if (record.ok) log_.info(orla::quoted(queued.name) + " ran (" + queued.trigger + ")");
   {
     std::lock_guard lock(mutex_);

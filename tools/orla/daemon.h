@@ -28,6 +28,7 @@
 #include "platform/host_desktop.h"
 #include "platform/platform.h"
 #include "tools/orla/daemon_log.h"
+#include "tools/orla/host_runner.h"
 #include "tools/orla/shortcut_folder.h"
 
 namespace orla::cli {
@@ -94,7 +95,7 @@ class Daemon {
   void wake();
 
   void workerLoop();
-  void runOne(const Queued& queued);
+  void runOne(HostRunner& runner, const Queued& queued);
   void handleRequest(const std::string& action, const Shortcut& shortcut);
   void enqueueFromHistory(std::size_t back, const std::string& current);
   std::string reportText() const;

@@ -65,6 +65,7 @@ bool HostRunner::runShortcut(const Shortcut& shortcut) {
   actionsStarted_ = 0;
   exhausted_ = false;
   failed_ = false;
+  quitting_ = false;
   return runShortcut(shortcut, 0);
 }
 
