@@ -46,8 +46,8 @@ class GlobalHotkeys {
   // The presses that arrived since the last call, in order; never blocks.
   virtual std::vector<Press> takePresses() = 0;
 
-  // Returns once no modifier key is held down, or when `limit` has passed;
-  // answers whether they were all released.
+  // Returns once no modifier key and no key of a held combination is down,
+  // or when `limit` has passed; answers whether they were all let go of.
   virtual bool waitForModifiersReleased(std::chrono::milliseconds limit) = 0;
 };
 

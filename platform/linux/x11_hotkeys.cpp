@@ -48,7 +48,12 @@ struct Grab {
 
 class X11GlobalHotkeys final : public GlobalHotkeys {
  public:
-  explicit X11GlobalHotkeys(Display* display) : display_(display), root_(DefaultRootWindow(display)) {
+  // `query` is a second connection for reading the keyboard's state from
+  // the worker thread: a round trip on the grabbing connection there would
+  // read a press off the socket into Xlib's queue, where the host's poll on
+  // the socket would never see it.
+  X11GlobalHotkeys(Display* display, Display* query)
+      : display_(display), query_(query), root_(DefaultRootWindow(display)) {
     {
       std::lock_guard lock(errorMutex);
       hotkeyDisplay = display_;
@@ -66,6 +71,7 @@ class X11GlobalHotkeys final : public GlobalHotkeys {
       for (const auto& [id, grab] : grabs_) ungrabLocked(grab);
       XCloseDisplay(display_);
     }
+    XCloseDisplay(query_);
     std::lock_guard lock(errorMutex);
     if (hotkeyDisplay == display_) hotkeyDisplay = nullptr;
   }
@@ -118,10 +124,16 @@ class X11GlobalHotkeys final : public GlobalHotkeys {
         XRefreshKeyboardMapping(&event.xmapping);
         readModifierMap();
       } else if (event.type == KeyRelease) {
-        down_.erase(static_cast<::KeyCode>(event.xkey.keycode));
+        lastPress_.erase(static_cast<::KeyCode>(event.xkey.keycode));
       } else if (event.type == KeyPress) {
+        // A key held down repeats its press with no release between; a
+        // press more than a second after the last one of its key is new
+        // even so, in case a release never reached us.
         const auto keycode = static_cast<::KeyCode>(event.xkey.keycode);
-        if (!down_.insert(keycode).second) continue;  // held down: a repeat
+        auto last = lastPress_.find(keycode);
+        const bool repeat = last != lastPress_.end() && event.xkey.time - last->second < 1000;
+        lastPress_[keycode] = event.xkey.time;
+        if (repeat) continue;
         const unsigned int mask = event.xkey.state & kChordMask;
         for (const auto& [id, grab] : grabs_)
           if (grab.keycode == keycode && grab.mask == mask) presses.push_back({id, std::chrono::steady_clock::now()});
@@ -180,22 +192,27 @@ class X11GlobalHotkeys final : public GlobalHotkeys {
   // of a grab is down the server sends every key to us, so keys posted
   // then would never reach the focused window.
   bool anyHeld() {
-    std::lock_guard lock(displayMutex_);
+    std::set<::KeyCode> watched;
+    {
+      std::lock_guard lock(displayMutex_);
+      watched = chordKeys_;
+      for (const auto& [id, grab] : grabs_) watched.insert(grab.keycode);
+    }
+    std::lock_guard lock(queryMutex_);
     char keys[32];
-    XQueryKeymap(display_, keys);
-    auto isDown = [&](::KeyCode code) { return (keys[code / 8] >> (code % 8)) & 1; };
-    for (::KeyCode code : chordKeys_)
-      if (isDown(code)) return true;
-    for (const auto& [id, grab] : grabs_)
-      if (isDown(grab.keycode)) return true;
+    XQueryKeymap(query_, keys);
+    for (::KeyCode code : watched)
+      if ((keys[code / 8] >> (code % 8)) & 1) return true;
     return false;
   }
 
   Display* display_;
+  Display* query_;
   XWindow root_;
   std::mutex displayMutex_;
+  std::mutex queryMutex_;
   std::map<Id, Grab> grabs_;
-  std::set<::KeyCode> down_;
+  std::map<::KeyCode, Time> lastPress_;
   std::set<::KeyCode> chordKeys_;
   unsigned int numLockMask_ = Mod2Mask;
 };
@@ -206,8 +223,12 @@ Checked<std::unique_ptr<GlobalHotkeys>> openX11GlobalHotkeys() {
   const char* name = std::getenv("DISPLAY");
   if (!name || !*name) return fail("There is no X display to take hotkeys from (DISPLAY is not set).");
   Display* display = XOpenDisplay(nullptr);
-  if (!display) return fail(std::string("The X display “") + name + "” cannot be opened.");
-  return std::unique_ptr<GlobalHotkeys>(std::make_unique<X11GlobalHotkeys>(display));
+  Display* query = display ? XOpenDisplay(nullptr) : nullptr;
+  if (!query) {
+    if (display) XCloseDisplay(display);
+    return fail(std::string("The X display “") + name + "” cannot be opened.");
+  }
+  return std::unique_ptr<GlobalHotkeys>(std::make_unique<X11GlobalHotkeys>(display, query));
 }
 
 }  // namespace orla::linux_desktop

@@ -255,7 +255,7 @@ class DaemonTest(unittest.TestCase):
         (self.folder / "a.json").unlink()
         (self.folder / "b.json").unlink()
         checked = subprocess.run([ORLA, "daemon", "--check", self.folder], capture_output=True, text=True, timeout=30)
-        self.assertEqual((checked.returncode, checked.stdout), (0, "1 shortcuts, 1 hotkeys: no problems\n"))
+        self.assertEqual((checked.returncode, checked.stdout), (0, "1 shortcut, 1 hotkey: no problems\n"))
         env = {k: v for k, v in self.env.items() if k != "DISPLAY"}
         headless = subprocess.run([ORLA, "daemon", self.folder], capture_output=True, text=True, timeout=30, env=env)
         self.assertEqual(headless.returncode, 2)

@@ -93,7 +93,8 @@ void Daemon::reload() {
   }
   applyGrabs(problems);
   report(std::move(problems), true);
-  log_.info("watching " + folder_.string() + ": " + std::to_string(grabbed_.size()) + " hotkeys" +
+  log_.info("watching " + folder_.string() + ": " + std::to_string(grabbed_.size()) +
+            (grabbed_.size() == 1 ? " hotkey" : " hotkeys") +
             (paused_ ? " (paused)" : ""));
 }
 
@@ -148,6 +149,9 @@ int Daemon::run(std::unique_ptr<FolderWatch> watch) {
 
 bool Daemon::step(std::chrono::milliseconds timeout) {
   if (quitting_) return false;
+  // Presses a grab's round trip read off the connection wait in the
+  // hotkeys' own queue, where poll cannot see them.
+  handlePresses();
   pollfd fds[3] = {{hotkeys_->descriptor(), POLLIN, 0}, {wakePipe_[0], POLLIN, 0}, {-1, POLLIN, 0}};
   if (watch_) fds[2].fd = watch_->descriptor();
   // Idle, the loop sleeps in poll without a timeout: it wakes only for a

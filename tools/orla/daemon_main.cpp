@@ -35,7 +35,11 @@ int checkShortcutFolder(std::shared_ptr<Platform> platform, const std::filesyste
   const ShortcutFolder read = readShortcutFolder(folder, nullptr, &registry);
   for (const FolderProblem& problem : read.problems) std::cout << problem.line() << std::endl;
   if (!read.problems.empty()) return 1;
-  std::cout << read.shortcuts.size() << " shortcuts, " << read.bindings.size() << " hotkeys: no problems" << std::endl;
+  const auto count = [](std::size_t n, const char* one, const char* many) {
+    return std::to_string(n) + " " + (n == 1 ? one : many);
+  };
+  std::cout << count(read.shortcuts.size(), "shortcut", "shortcuts") << ", "
+            << count(read.bindings.size(), "hotkey", "hotkeys") << ": no problems" << std::endl;
   return 0;
 }
 
