@@ -150,6 +150,18 @@ class DaemonTest(unittest.TestCase):
                                    timeout=10).stdout
         self.assertEqual(clipboard, "QUIET WORDS")
 
+    def test_a_run_waits_for_the_hotkeys_modifiers_to_be_let_go_of(self):
+        # The window takes no key typed with Control down: a run that did not
+        # wait would type nothing into it.
+        self.shortcut("greet.json", "Greet", "ctrl+alt+u", {"kind": "KeyboardShortcut", "data": {"text": "late"}})
+        self.window()
+        self.start_daemon()
+        subprocess.run([DRIVER, "linger", "400", "Control_L", "Alt_L", "u"], check=True, timeout=10)
+        self.assertTrue(wait_for(lambda: self.typed_text() == "late"), self.typed_text())
+        # Held past the limit, the run goes ahead and says so.
+        subprocess.run([DRIVER, "linger", "1300", "Control_L", "Alt_L", "u"], check=True, timeout=10)
+        self.assertTrue(self.logged("the keys of ⌃⌥U are still held; “Greet” runs anyway"), self.log_lines)
+
     def test_a_failure_is_a_notice_with_the_actions_sentence_and_a_log_line(self):
         notices = self.private_notification_server()
         sentence = "Nothing has been saved yet. Run a Save Clipboard command first, then Restore Clipboard."

@@ -2,6 +2,9 @@
 // desktop, an X client of its own.
 //
 //   orla_hotkey_driver press <keysym>...      press the keys in order with XTest, then let go in reverse
+//   orla_hotkey_driver linger <ms> <keysym>...
+//       the same, but the keys before the last stay down <ms> after the last
+//       one is let go of, as a user's slower fingers on the modifiers
 //   orla_hotkey_driver latency <count> <keysym>...
 //       show a focused window, press the keys <count> times; print, in
 //       microseconds, the time from each press to the first key that
@@ -28,7 +31,7 @@
 
 namespace {
 
-int press(Display* display, int count, char** names) {
+int press(Display* display, int count, char** names, int lingerMs = 0) {
   KeyCode codes[16];
   if (count > 16) return 2;
   for (int i = 0; i < count; ++i) {
@@ -40,7 +43,13 @@ int press(Display* display, int count, char** names) {
     }
   }
   for (int i = 0; i < count; ++i) XTestFakeKeyEvent(display, codes[i], True, CurrentTime);
-  for (int i = count - 1; i >= 0; --i) XTestFakeKeyEvent(display, codes[i], False, CurrentTime);
+  for (int i = count - 1; i >= 0; --i) {
+    XTestFakeKeyEvent(display, codes[i], False, CurrentTime);
+    if (i == count - 1 && lingerMs > 0) {
+      XSync(display, False);
+      usleep(static_cast<useconds_t>(lingerMs) * 1000);
+    }
+  }
   XSync(display, False);
   return 0;
 }
@@ -196,6 +205,7 @@ int main(int argc, char** argv) {
   if (!display) return 1;
   const std::string command = argv[1];
   if (command == "press") return press(display, argc - 2, argv + 2);
+  if (command == "linger" && argc > 3) return press(display, argc - 3, argv + 3, std::atoi(argv[2]));
   if (command == "latency" && argc > 3) return latency(display, std::atoi(argv[2]), argc - 3, argv + 3);
   if (command == "hold" && argc == 4) return hold(display, argv[2], argv[3]);
   if (command == "window") return window(display, argv[2], argc > 3 ? argv[3] : "");
