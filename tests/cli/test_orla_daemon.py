@@ -6,7 +6,7 @@ stand-in on a private session bus, a stand-in text editor, another X client
 that holds a combination first).
 
     python3 tests/cli/test_orla_daemon.py --orla build/dev/tools/orla/orla \
-        --driver build/dev/tests/orla_hotkey_driver
+        --driver build/dev/tests/orla_hotkey_driver --desktop-driver build/dev/tests/orla_desktop_driver
 
 They skip without the headless desktop of scripts/test (ORLA_DESKTOP_HARNESS).
 """
@@ -23,7 +23,7 @@ import time
 import unittest
 from pathlib import Path
 
-ORLA = DRIVER = None
+ORLA = DRIVER = DESKTOP_DRIVER = None
 # python3-dbusmock is installed for Debian's own python3.
 SYSTEM_PYTHON = "/usr/bin/python3"
 
@@ -158,9 +158,28 @@ class DaemonTest(unittest.TestCase):
         self.start_daemon()
         subprocess.run([DRIVER, "linger", "400", "Control_L", "Alt_L", "u"], check=True, timeout=10)
         self.assertTrue(wait_for(lambda: self.typed_text() == "late"), self.typed_text())
+        self.assertTrue(self.logged("“Greet” ran (⌃⌥U)"), self.log_lines)
         # Held past the limit, the run goes ahead and says so.
         subprocess.run([DRIVER, "linger", "1300", "Control_L", "Alt_L", "u"], check=True, timeout=10)
         self.assertTrue(self.logged("the keys of ⌃⌥U are still held; “Greet” runs anyway"), self.log_lines)
+
+    def test_a_message_shown_by_a_hotkey_run_is_answered_and_the_run_goes_on(self):
+        if not DESKTOP_DRIVER:
+            self.skipTest("no desktop driver given")
+        marker = self.tmp / "sent"
+        self.shortcut("ask.json", "Ask", "ctrl+alt+m",
+                      {"kind": "MessageShortcut", "data": {"title": "Send the report now?", "button1": "Send",
+                                                           "button2": "Stop", "button2Action": 1}},
+                      {"kind": "CommandShortcut", "data": {"command": f"touch {marker}"}})
+        daemon = self.start_daemon()
+        self.press("Control_L", "Alt_L", "m")
+        # The message is the daemon's own window, worked from outside over
+        # the accessibility bus.
+        pressed = subprocess.run([DESKTOP_DRIVER, "button", str(daemon.pid), "Send"], capture_output=True,
+                                 text=True, timeout=30, env=self.env)
+        self.assertEqual(pressed.returncode, 0, pressed.stderr + "\n".join(self.log_lines))
+        self.assertTrue(wait_for(marker.exists), self.log_lines)
+        self.assertTrue(self.logged("“Ask” ran (⌃⌥M)"), self.log_lines)
 
     def test_a_failure_is_a_notice_with_the_actions_sentence_and_a_log_line(self):
         notices = self.private_notification_server()
@@ -287,6 +306,7 @@ if __name__ == "__main__":
     parser = argparse.ArgumentParser()
     parser.add_argument("--orla", required=True)
     parser.add_argument("--driver", required=True)
+    parser.add_argument("--desktop-driver")
     args, rest = parser.parse_known_args()
-    ORLA, DRIVER = args.orla, args.driver
+    ORLA, DRIVER, DESKTOP_DRIVER = args.orla, args.driver, args.desktop_driver
     unittest.main(argv=[sys.argv[0], *rest])

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <condition_variable>
 #include <sstream>
 
 #include "platform/sim/sim_hotkeys.h"
@@ -20,13 +21,16 @@ class RecordingHostDesktop final : public HostDesktop {
  public:
   struct Log {
     std::mutex mutex;
+    std::condition_variable released;
+    bool holdNotices = false;  // a notice waits until this is false again
     std::vector<std::pair<std::string, std::string>> notices;
     std::vector<std::string> opened;
   };
   explicit RecordingHostDesktop(std::shared_ptr<Log> log) : log_(std::move(log)) {}
   Checked<void> showNotice(const std::string& summary, const std::string& body) override {
-    std::lock_guard lock(log_->mutex);
+    std::unique_lock lock(log_->mutex);
     log_->notices.emplace_back(summary, body);
+    log_->released.wait(lock, [&] { return !log_->holdNotices; });
     return {};
   }
   Checked<void> openInTextEditor(const std::filesystem::path& file) override {
@@ -173,16 +177,34 @@ TEST_F(DaemonTest, AShortcutThatRunsItselfStopsAtTheNestingLimit) {
 }
 
 TEST_F(DaemonTest, ASecondPressWhileRunningIsIgnoredAndLogged) {
-  write("a.json", "Greet", "ctrl+alt+u", kNothing);
+  // The run fails, and its notice is held up: the run is not over until
+  // the notice is shown.
+  write("a.json", "Broken", "ctrl+alt+b", kFailing);
   daemon->reload();
-  ASSERT_TRUE(keys->press(key("⌃⌥U")));
-  ASSERT_TRUE(keys->press(key("⌃⌥U")));
+  {
+    std::lock_guard lock(desktopLog->mutex);
+    desktopLog->holdNotices = true;
+  }
+  ASSERT_TRUE(keys->press(key("⌃⌥B")));
   daemon->step(milliseconds(0));
+  for (;;) {  // until the run has reached its notice
+    std::lock_guard lock(desktopLog->mutex);
+    if (!desktopLog->notices.empty()) break;
+  }
+  ASSERT_TRUE(keys->press(key("⌃⌥B")));
+  daemon->step(milliseconds(0));
+  {
+    std::lock_guard lock(desktopLog->mutex);
+    desktopLog->holdNotices = false;
+  }
+  desktopLog->released.notify_all();
   daemon->waitUntilIdle();
-  // Both presses reached the loop together: the second found the first
-  // queued and was dropped.
-  EXPECT_EQ(runs(), std::vector<std::string>{"Greet"});
-  EXPECT_NE(logText.str().find("“Greet” is still running; ⌃⌥U is ignored until it ends"), std::string::npos);
+  EXPECT_EQ(runs().size(), 1u);
+  EXPECT_NE(logText.str().find("“Broken” is still running; ⌃⌥B is ignored until it ends"), std::string::npos)
+      << logText.str();
+  // Once it is over, the next press runs it again.
+  EXPECT_TRUE(press("⌃⌥B"));
+  EXPECT_EQ(runs().size(), 2u);
 }
 
 TEST_F(DaemonTest, AQuitRequestEndsTheLoop) {

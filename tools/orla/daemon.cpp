@@ -270,6 +270,7 @@ void Daemon::workerLoop() {
       busy_.erase(next.name);
     }
     changed_.notify_all();
+    platform_->mainThread().wake();
   }
 }
 
@@ -370,6 +371,17 @@ std::string Daemon::reportText() const {
 void Daemon::waitUntilIdle() {
   std::unique_lock lock(mutex_);
   changed_.wait(lock, [&] { return busy_.empty(); });
+}
+
+bool Daemon::idle() const {
+  std::lock_guard lock(mutex_);
+  return busy_.empty();
+}
+
+void Daemon::dropQueued() {
+  std::lock_guard lock(mutex_);
+  for (const Queued& queued : queue_) busy_.erase(queued.name);
+  queue_.clear();
 }
 
 std::vector<Daemon::RunRecord> Daemon::history() const {

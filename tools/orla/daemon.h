@@ -76,6 +76,11 @@ class Daemon {
 
   // For tests and the report: waits until no run is queued or running.
   void waitUntilIdle();
+  // Whether no run is queued or running; any thread. Each run that ends
+  // wakes the platform's main thread, for a host that serves it until then.
+  bool idle() const;
+  // Forgets the runs that wait to start; any thread.
+  void dropQueued();
   std::vector<RunRecord> history() const;
   bool paused() const { return paused_; }
 

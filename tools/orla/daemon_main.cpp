@@ -1,9 +1,11 @@
 #include "tools/orla/daemon_main.h"
 
+#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <iostream>
 #include <system_error>
+#include <thread>
 
 #include "tools/orla/daemon.h"
 
@@ -71,7 +73,28 @@ int runDaemon(std::shared_ptr<Platform> platform, const std::filesystem::path& f
   sigemptyset(&action.sa_mask);
   sigaction(SIGTERM, &action, nullptr);
   sigaction(SIGINT, &action, nullptr);
-  const int status = daemon.run(watch ? std::move(watch).value() : nullptr);
+  std::unique_ptr<FolderWatch> folderWatch = watch ? std::move(watch).value() : nullptr;
+  MainThread& mainThread = platform->mainThread();
+  int status = 0;
+  if (mainThread.canServe() && mainThread.isMainThread()) {
+    // The main thread serves the desktop's loop, where the messages and
+    // menus that runs show must live; the daemon's own loop waits on
+    // another thread.
+    std::atomic<bool> ended{false};
+    std::thread loop([&] {
+      status = daemon.run(std::move(folderWatch));
+      ended = true;
+      mainThread.wake();
+    });
+    mainThread.serveUntil([&] { return ended.load(); });
+    loop.join();
+    // A run still going may be waiting for the main thread (a message is
+    // up): it is served until it ends; the runs waiting behind it do not start.
+    daemon.dropQueued();
+    mainThread.serveUntil([&] { return daemon.idle(); });
+  } else {
+    status = daemon.run(std::move(folderWatch));
+  }
   signalTarget = nullptr;
   return status;
 }

@@ -16,6 +16,7 @@ HostRunner::HostRunner(std::shared_ptr<Platform> platform, Output& output)
           auto it = n.userInfo.find(key);
           return it == n.userInfo.end() ? std::string() : it->second;
         };
+        std::lock_guard lock(requestsMutex_);
         requests_.push_back({field("action"), field("shortcutName")});
       });
 }
@@ -85,7 +86,12 @@ bool HostRunner::runAction(std::string_view kind, const ActionData& data, Plugin
   if (resultObserver_) resultObserver_(kind, result);
   // Work the plugin queued for the main thread (a notification posted from
   // another thread) runs before the next action, as the host's run loop would.
-  platform_->mainThread().runPending();
+  // Run on another thread while the main thread serves its loop (the
+  // daemon), the hop waits until the main thread has run what was queued
+  // before it.
+  MainThread& mainThread = platform_->mainThread();
+  if (!mainThread.isMainThread()) mainThread.runSync([] {});
+  mainThread.runPending();
   return !result.isFailure();
 }
 
@@ -119,9 +125,14 @@ bool HostRunner::runShortcut(const Shortcut& shortcut, int depth) {
 
 bool HostRunner::handleRequests(int depth) {
   bool ok = true;
-  while (!requests_.empty() && !exhausted_) {
-    Request request = std::move(requests_.front());
-    requests_.erase(requests_.begin());
+  for (;;) {
+    Request request;
+    {
+      std::lock_guard lock(requestsMutex_);
+      if (requests_.empty() || exhausted_) break;
+      request = std::move(requests_.front());
+      requests_.erase(requests_.begin());
+    }
     if (request.action != "runByName") {
       output_.host(request.action);
       if (request.action == "quit") quitting_ = true;
@@ -143,9 +154,14 @@ bool HostRunner::handleRequests(int depth) {
     }
     output_.host(request.action, request.shortcutName);
     // The nested shortcut has its own requests; keep ours until it is done.
-    auto pending = std::move(requests_);
-    requests_.clear();
+    std::vector<Request> pending;
+    {
+      std::lock_guard lock(requestsMutex_);
+      pending = std::move(requests_);
+      requests_.clear();
+    }
     ok = runShortcut(*target, depth + 1) && ok;
+    std::lock_guard lock(requestsMutex_);
     requests_.insert(requests_.end(), std::make_move_iterator(pending.begin()),
                      std::make_move_iterator(pending.end()));
   }

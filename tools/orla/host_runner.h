@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -76,6 +77,9 @@ class HostRunner {
   std::shared_ptr<const std::vector<Shortcut>> library_ = std::make_shared<const std::vector<Shortcut>>();
   std::function<void(const std::string&)> requestHandler_;
   std::function<void(std::string_view, const PluginResult&)> resultObserver_;
+  // Filled by the observer, which runs on the main thread, while the run
+  // may be on another.
+  std::mutex requestsMutex_;
   std::vector<Request> requests_;
   NotificationCenter::Token observer_ = 0;
   // The sentences as this desktop words them.
