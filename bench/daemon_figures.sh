@@ -34,8 +34,10 @@ figures() {
   # The driver presses and lets go in one go, so the run's wait for the
   # keys to be let go of ends at once and is not counted.
   "$driver" latency 40 Control_L Alt_L j | sort -n | awk '
-    {v[NR] = $1} END {printf "press to first event: median %.2f ms, p90 %.2f ms, max %.2f ms (%d presses)\n",
-                      v[int(NR/2)+1]/1000, v[int(NR*0.9)]/1000, v[NR]/1000, NR}'
+    $1 < 0 {lost++; next}
+    {v[++n] = $1}
+    END {printf "press to first event: median %.2f ms, p90 %.2f ms, max %.2f ms (%d presses, %d with nothing in 2 s)\n",
+                v[int(n/2)+1]/1000, v[int(n*0.9)]/1000, v[n]/1000, n, lost}'
   sleep 2
   local before after
   before=$(switches "$daemon")

@@ -21,6 +21,7 @@
 #include <X11/Xutil.h>
 #include <X11/extensions/XTest.h>
 #include <X11/keysym.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -175,20 +176,34 @@ int latency(Display* display, int rounds, int count, char** names) {
     const auto start = std::chrono::steady_clock::now();
     if (press(display, count, names) != 0) return 2;
     // The modifiers of the combination reach the window too, before the
-    // grabbed key: only a key the driver did not press counts.
-    for (;;) {
+    // grabbed key: only a key the driver did not press counts. A press
+    // that brings nothing within 2 s is reported as -1.
+    bool arrived = false;
+    while (!arrived && std::chrono::steady_clock::now() - start < std::chrono::seconds(2)) {
+      if (!XPending(display)) {
+        pollfd fd{ConnectionNumber(display), POLLIN, 0};
+        ::poll(&fd, 1, 50);
+        continue;
+      }
       XEvent event;
       XNextEvent(display, &event);
       if (event.type != KeyPress) continue;
       bool ours = false;
       for (int i = 0; i < count; ++i)
         ours = ours || XKeysymToKeycode(display, XStringToKeysym(names[i])) == event.xkey.keycode;
-      if (!ours) break;
+      arrived = !ours;
+    }
+    if (!arrived) {
+      std::printf("-1\n");
+      std::fflush(stdout);
+      continue;
     }
     const auto took = std::chrono::steady_clock::now() - start;
     std::printf("%lld\n", static_cast<long long>(std::chrono::duration_cast<std::chrono::microseconds>(took).count()));
     std::fflush(stdout);
-    usleep(100000);
+    // Time for the run to end, so that the next press is not ignored as
+    // one made while it runs.
+    usleep(300000);
     while (XPending(display)) {
       XEvent event;
       XNextEvent(display, &event);
