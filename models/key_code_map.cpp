@@ -138,4 +138,19 @@ std::string KeyCodeMap::displayString(std::int64_t keyCode, std::uint64_t modifi
   return result;
 }
 
+std::int64_t KeyCodeMap::keyCodeForName(std::string_view name) {
+  if (name.empty()) return -1;
+  const auto sameLetters = [](std::string_view a, std::string_view b) {
+    if (a.size() != b.size()) return false;
+    for (std::size_t i = 0; i < a.size(); ++i) {
+      const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
+      if (lower(a[i]) != lower(b[i])) return false;
+    }
+    return true;
+  };
+  for (std::size_t code = 0; code < kNames.size(); ++code)
+    if (!kNames[code].empty() && sameLetters(kNames[code], name)) return static_cast<std::int64_t>(code);
+  return -1;
+}
+
 }  // namespace orla

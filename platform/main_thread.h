@@ -24,6 +24,16 @@ class MainThread {
   virtual void runAsync(Work work) = 0;
   // Runs what was queued, in order; answers how many ran.
   virtual std::size_t runPending() = 0;
+
+  // For a host whose own work waits on other threads (a daemon): whether
+  // `serveUntil` can hold the main thread, serving the work sent to it (a
+  // message a run shows) and the system's own events there.
+  virtual bool canServe() const { return false; }
+  // Serves until `done` answers true; `done` is asked after each event and
+  // after `wake`. Main thread only.
+  virtual void serveUntil(const std::function<bool()>& done) { (void)done; }
+  // Has `serveUntil` ask `done` again; any thread.
+  virtual void wake() {}
 };
 
 // Fire-and-forget work for the main thread: run now when already there,

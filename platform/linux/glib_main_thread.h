@@ -35,7 +35,10 @@ class GLibMainThread : public MainThread {
   void runWhileWaiting(const std::function<bool()>& done);
 
   // Wakes a `runWhileWaiting` so that it checks `done` again; any thread.
-  void wake();
+  void wake() override;
+
+  bool canServe() const override { return true; }
+  void serveUntil(const std::function<bool()>& done) override { runWhileWaiting(done); }
 
  private:
   // Shared with the idle sources that drain it, which may outlive this.

@@ -16,6 +16,7 @@ HostRunner::HostRunner(std::shared_ptr<Platform> platform, Output& output)
           auto it = n.userInfo.find(key);
           return it == n.userInfo.end() ? std::string() : it->second;
         };
+        std::lock_guard lock(requestsMutex_);
         requests_.push_back({field("action"), field("shortcutName")});
       });
 }
@@ -28,7 +29,7 @@ HostRunner::~HostRunner() {
 }
 
 const Shortcut* HostRunner::findShortcut(std::string_view name) const {
-  for (const Shortcut& shortcut : library_)
+  for (const Shortcut& shortcut : *library_)
     if (shortcut.name == name) return &shortcut;
   return nullptr;
 }
@@ -59,7 +60,15 @@ bool HostRunner::run(std::string_view kind, const ActionData& data) {
   return runAction(kind, data, result) && handleRequests(0);
 }
 
-bool HostRunner::runShortcut(const Shortcut& shortcut) { return runShortcut(shortcut, 0); }
+bool HostRunner::runShortcut(const Shortcut& shortcut) {
+  // Each top-level run has its own action budget and its own first failure,
+  // so that a host that runs many (the daemon) treats each one alike.
+  actionsStarted_ = 0;
+  exhausted_ = false;
+  failed_ = false;
+  quitting_ = false;
+  return runShortcut(shortcut, 0);
+}
 
 bool HostRunner::runAction(std::string_view kind, const ActionData& data, PluginResult& result) {
   ActionPlugin* plugin = registry_.find(kind);
@@ -69,13 +78,20 @@ bool HostRunner::runAction(std::string_view kind, const ActionData& data, Plugin
     result = PluginResult::failure("This run has started " + std::to_string(kMaxActions) +
                                    " actions, the most one run may; the rest do not run.");
     output_.result(kind, result);
+    if (resultObserver_) resultObserver_(kind, result);
     return false;
   }
   result = inDesktopWords(executeAction(*plugin, data));
   output_.result(kind, result);
+  if (resultObserver_) resultObserver_(kind, result);
   // Work the plugin queued for the main thread (a notification posted from
   // another thread) runs before the next action, as the host's run loop would.
-  platform_->mainThread().runPending();
+  // Run on another thread while the main thread serves its loop (the
+  // daemon), the hop waits until the main thread has run what was queued
+  // before it.
+  MainThread& mainThread = platform_->mainThread();
+  if (!mainThread.isMainThread()) mainThread.runSync([] {});
+  mainThread.runPending();
   return !result.isFailure();
 }
 
@@ -109,12 +125,18 @@ bool HostRunner::runShortcut(const Shortcut& shortcut, int depth) {
 
 bool HostRunner::handleRequests(int depth) {
   bool ok = true;
-  while (!requests_.empty() && !exhausted_) {
-    Request request = std::move(requests_.front());
-    requests_.erase(requests_.begin());
+  for (;;) {
+    Request request;
+    {
+      std::lock_guard lock(requestsMutex_);
+      if (requests_.empty() || exhausted_) break;
+      request = std::move(requests_.front());
+      requests_.erase(requests_.begin());
+    }
     if (request.action != "runByName") {
       output_.host(request.action);
       if (request.action == "quit") quitting_ = true;
+      if (requestHandler_) requestHandler_(request.action);
       continue;
     }
     const Shortcut* target = findShortcut(request.shortcutName);
@@ -122,7 +144,7 @@ bool HostRunner::handleRequests(int depth) {
       // The action itself succeeded; only the host could not follow it up,
       // which is said but does not count as a failed result.
       output_.host(request.action, request.shortcutName,
-                   library_.empty() ? "no shortcut library; give `orla sequence` a folder"
+                   library_->empty() ? "no shortcut library; give `orla sequence` a folder"
                                     : "no shortcut has this name");
       continue;
     }
@@ -132,9 +154,14 @@ bool HostRunner::handleRequests(int depth) {
     }
     output_.host(request.action, request.shortcutName);
     // The nested shortcut has its own requests; keep ours until it is done.
-    auto pending = std::move(requests_);
-    requests_.clear();
+    std::vector<Request> pending;
+    {
+      std::lock_guard lock(requestsMutex_);
+      pending = std::move(requests_);
+      requests_.clear();
+    }
     ok = runShortcut(*target, depth + 1) && ok;
+    std::lock_guard lock(requestsMutex_);
     requests_.insert(requests_.end(), std::make_move_iterator(pending.begin()),
                      std::make_move_iterator(pending.end()));
   }

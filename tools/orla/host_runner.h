@@ -4,7 +4,9 @@
 // control plugin posts ("orOrlaPluginAction").
 #pragma once
 
+#include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -32,7 +34,20 @@ class HostRunner {
   HostRunner& operator=(const HostRunner&) = delete;
 
   // The shortcuts "run by name" can find.
-  void setLibrary(std::vector<Shortcut> library) { library_ = std::move(library); }
+  void setLibrary(std::vector<Shortcut> library) {
+    library_ = std::make_shared<const std::vector<Shortcut>>(std::move(library));
+  }
+  void setLibrary(std::shared_ptr<const std::vector<Shortcut>> library) { library_ = std::move(library); }
+  // Carries out the control plugin's requests other than "run by name"
+  // (which runs here, within the nesting limit); without one they are only
+  // printed.
+  void setRequestHandler(std::function<void(const std::string& action)> handler) {
+    requestHandler_ = std::move(handler);
+  }
+  // Sees every action's result as it is printed.
+  void setResultObserver(std::function<void(std::string_view kind, const PluginResult&)> observer) {
+    resultObserver_ = std::move(observer);
+  }
   // By default a shortcut stops at its first failed action, so that a step
   // that depends on it (a deletion after a confirmation that could not be
   // shown) never runs; with this set it goes on, reporting each failure.
@@ -59,7 +74,12 @@ class HostRunner {
   std::shared_ptr<Platform> platform_;
   Output& output_;
   PluginRegistry registry_;
-  std::vector<Shortcut> library_;
+  std::shared_ptr<const std::vector<Shortcut>> library_ = std::make_shared<const std::vector<Shortcut>>();
+  std::function<void(const std::string&)> requestHandler_;
+  std::function<void(std::string_view, const PluginResult&)> resultObserver_;
+  // Filled by the observer, which runs on the main thread, while the run
+  // may be on another.
+  std::mutex requestsMutex_;
   std::vector<Request> requests_;
   NotificationCenter::Token observer_ = 0;
   // The sentences as this desktop words them.

@@ -19,6 +19,7 @@
 #include "models/json_codable.h"
 #include "models/text.h"
 #include "platform/sim/sim_state.h"
+#include "tools/orla/daemon_main.h"
 #include "tools/orla/host_runner.h"
 #include "tools/orla/state_file.h"
 
@@ -68,7 +69,7 @@ void requireKnownKind(const std::string& kind) {
 // FILE.json` before the subcommand. After the subcommand a separate argument
 // is never taken, so `orla sequence --sim shortcut.json` runs that shortcut.
 std::vector<std::string> splitSimArgument(int argc, char** argv) {
-  static const std::set<std::string_view> subcommands{"list", "validate", "run", "sequence"};
+  static const std::set<std::string_view> subcommands{"list", "validate", "run", "sequence", "daemon"};
   std::vector<std::string> args;
   bool seenSubcommand = false;
   for (int i = 1; i < argc; ++i) {
@@ -147,6 +148,12 @@ int realMain(int argc, char** argv) {
   sequence->add_flag("--keep-going", keepGoing,
                      "Run the remaining actions after one fails (by default the shortcut stops there)");
 
+  auto* daemon = app.add_subcommand("daemon", "Run shortcuts when their hotkeys are pressed");
+  std::string folder;
+  bool check = false;
+  daemon->add_option("FOLDER", folder, "Folder of shortcut files (default: $XDG_CONFIG_HOME/orla/shortcuts)");
+  daemon->add_flag("--check", check, "Check every shortcut and hotkey of the folder, then exit");
+
   try {
     auto args = splitSimArgument(argc, argv);
     app.parse(args);
@@ -162,6 +169,13 @@ int realMain(int argc, char** argv) {
   try {
     if ((!options.simState.empty() || !options.stateOut.empty() || options.trace) && !options.sim)
       throw UsageError{"--trace, --state-out and a state file need --sim"};
+
+    if (daemon->parsed()) {
+      if (options.sim || options.json) throw UsageError{"`orla daemon` runs on the desktop, without --sim or --json"};
+      const std::filesystem::path where = folder.empty() ? defaultShortcutFolder() : std::filesystem::path(folder);
+      if (check) return checkShortcutFolder(Platform::current(), where);
+      return runDaemon(Platform::current(), where);
+    }
 
     Output output(std::cout, options.json);
     std::shared_ptr<sim::SimDesktop> desktop;

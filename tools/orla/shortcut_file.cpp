@@ -51,6 +51,14 @@ Checked<Shortcut> parseShortcut(std::string_view text, std::string fallbackName)
   Shortcut shortcut;
   shortcut.name = json.contains("name") && json["name"].is_string() ? json["name"].get<std::string>()
                                                                     : std::move(fallbackName);
+  if (json.contains("hotkey")) {
+    if (!json["hotkey"].is_string()) return fail(R"("hotkey" must be a text such as "ctrl+alt+u")");
+    shortcut.hotkey = json["hotkey"].get<std::string>();
+  }
+  if (json.contains("enabled")) {
+    if (!json["enabled"].is_boolean()) return fail(R"("enabled" must be true or false)");
+    shortcut.enabled = json["enabled"].get<bool>();
+  }
   size_t index = 0;
   for (const auto& item : json["actions"]) {
     ++index;
@@ -77,7 +85,9 @@ Checked<Shortcut> loadShortcut(const std::filesystem::path& path) {
   if (!text) return fail(text.error());
   auto shortcut = parseShortcut(*text, path.stem().string());
   if (!shortcut) return fail(path.string() + ": " + shortcut.error());
-  return shortcut;
+  Shortcut loaded = std::move(shortcut).value();
+  loaded.file = path;
+  return loaded;
 }
 
 Checked<std::vector<Shortcut>> loadLibrary(const std::filesystem::path& folder) {

@@ -20,6 +20,11 @@ struct Action {
 struct Shortcut {
   std::string name;  // the file's "name", else the file name without ".json"
   std::vector<Action> actions;
+  // The daemon's key combination as the file writes it (empty: none), and
+  // whether the daemon binds it.
+  std::string hotkey;
+  bool enabled = true;
+  std::filesystem::path file;  // where it was read from, when from a file
 };
 
 Checked<std::string> readTextFile(const std::filesystem::path& path);
