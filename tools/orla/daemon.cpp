@@ -159,7 +159,9 @@ bool Daemon::step(std::chrono::milliseconds timeout) {
   int wait = timeout.count() < 0 ? -1 : static_cast<int>(timeout.count());
   if (reloadAt_) {
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(*reloadAt_ - std::chrono::steady_clock::now());
-    const int settle = static_cast<int>(std::max<std::int64_t>(0, left.count()));
+    // Rounded up, so that poll does not return just short of the time and
+    // spin through the last fraction of a millisecond.
+    const int settle = static_cast<int>(std::max<std::int64_t>(0, left.count() + 1));
     wait = wait < 0 ? settle : std::min(wait, settle);
   }
   const int ready = ::poll(fds, 3, wait);
