@@ -14,6 +14,7 @@
 #include "plugins/flow/conditional_plugin.h"
 #include "plugins/flow/pause_plugin.h"
 #include "plugins/framework/orla_plugin.h"
+#include "plugins/input/interface_plugin.h"
 #include "plugins/input/key_shortcut_plugin.h"
 #include "plugins/input/menu_plugin.h"
 #include "plugins/input/message_plugin.h"
@@ -60,7 +61,7 @@ constexpr std::array<Row, 31> kTable{{
     {{"FinderWindowShortcut", "FinderWindowPlugin", true}, &make<FinderWindowPlugin>},
     {{"FocusModeAction", "FocusModePlugin", false}, nullptr},
     {{"FolderShortcut", "FolderPlugin", false}, nullptr},
-    {{"InterfaceShortcut", "InterfacePlugin", false}, nullptr},
+    {{"InterfaceShortcut", "InterfacePlugin", true}, &make<InterfacePlugin>},
     {{"JavaScriptAction", "JavaScriptPlugin", true}, &make<JavaScriptPlugin>},
     {{"KeyShortcut", "KeyShortcutPlugin", true}, &make<KeyShortcutPlugin>},
     {{"KeyboardShortcut", "TypeTextPlugin", true}, &make<TypeTextPlugin>},
