@@ -153,8 +153,38 @@ InterfacePlugin::Pass InterfacePlugin::searchPass(const Query& q, ProcessId pid)
   for (AXElement& window : reader_.elements(app, "AXWindows"))
     if (std::find(windows.begin(), windows.end(), window) == windows.end()) windows.push_back(std::move(window));
 
+  // One element: whether it is the one, and whether it is listed.
+  const auto visit = [&](const AXElement& element) {
+    const std::string role = reader_.role(element);
+    if (listedRole(role, q.kind)) pass.listed.push_back(element);
+    bool candidate = roleOfKind(role, q.kind);
+    if (candidate && !q.identifier.empty())
+      candidate = reader_.string(element, "AXIdentifier").value_or("") == q.identifier;
+    if (candidate && !q.title.empty()) {
+      const auto names = elementNames(reader_, element);
+      candidate = std::any_of(names.begin(), names.end(), [&](const std::string& n) { return q.matcher->matches(n); });
+    }
+    if (candidate && ++pass.candidates == q.occurrence) pass.found = element;
+    return pass.found.has_value();
+  };
+  const auto limitReached = [&] { return Pass{std::nullopt, pass.candidates, std::move(pass.listed)}; };
+  std::vector<std::string> roles;
+  if (q.kind != anyKind)
+    for (std::string_view role : kKinds[static_cast<std::size_t>(q.kind)].roles)
+      if (!role.empty()) roles.emplace_back(role);
+
   std::size_t visited = 0;
   for (const AXElement& window : windows) {
+    // Where the desktop can hand over a whole window in one request, the
+    // elements of the kind come with their names; the 40 levels are not
+    // known there, only the count.
+    if (auto quick = reader_.accessibility().descendants(window, roles, mostElements - visited)) {
+      for (const AXElement& element : quick->elements)
+        if (visit(element)) return pass;
+      visited += quick->counted;
+      if (visited > mostElements) return limitReached();
+      continue;
+    }
     // Depth-first, in the order of the children; the window is no candidate.
     std::vector<std::pair<AXElement, int>> stack;
     const auto pushChildren = [&](const AXElement& parent, int level) {
@@ -165,25 +195,12 @@ InterfacePlugin::Pass InterfacePlugin::searchPass(const Query& q, ProcessId pid)
     while (!stack.empty()) {
       auto [element, level] = std::move(stack.back());
       stack.pop_back();
-      if (++visited > mostElements) return {std::nullopt, pass.candidates, std::move(pass.listed)};
-      const std::string role = reader_.role(element);
-      if (listedRole(role, q.kind)) pass.listed.push_back(element);
-      bool candidate = roleOfKind(role, q.kind);
-      if (candidate && !q.identifier.empty())
-        candidate = reader_.string(element, "AXIdentifier").value_or("") == q.identifier;
-      if (candidate && !q.title.empty()) {
-        const auto names = elementNames(reader_, element);
-        candidate = std::any_of(names.begin(), names.end(), [&](const std::string& n) { return q.matcher->matches(n); });
-      }
-      if (candidate && ++pass.candidates == q.occurrence) {
-        pass.found = element;
-        return pass;
-      }
-      if (level < deepestLevel) {
-        pushChildren(element, level + 1);
-      } else if (!reader_.children(element).empty()) {
-        return {std::nullopt, pass.candidates, std::move(pass.listed)};  // too deep to search further
-      }
+      // The menu bar is the menu action's to search.
+      if (reader_.role(element) == "AXMenuBar") continue;
+      if (++visited > mostElements) return limitReached();
+      if (visit(element)) return pass;
+      if (level < deepestLevel) pushChildren(element, level + 1);
+      else if (!reader_.children(element).empty()) return limitReached();  // too deep to search further
     }
   }
   return pass;
