@@ -114,6 +114,10 @@ class [[nodiscard]] AXResult {
 // The sentence a desktop without the interface gives.
 inline constexpr std::string_view kAccessibilityUnavailable =
     "The accessibility interface is not available on this desktop in this build of Orla.";
+// The sentence of a desktop whose windows can be worked but whose
+// applications' own menus and controls cannot be read (`Capability::menuBars`).
+inline constexpr std::string_view kApplicationInterfaceUnavailable =
+    "The menus and controls of other applications cannot be read on this desktop in this build of Orla.";
 
 class Accessibility {
  public:

@@ -22,10 +22,16 @@ constexpr const char* kAccessible = "org.a11y.atspi.Accessible";
 // once read.
 struct Element : AXElement::Handle {
   Element(AtspiRef r, bool menu, int barParent = -1) : ref(std::move(r)), asMenu(menu), inMenuBar(barParent) {}
+  // What a search reads of an element besides its name, all in one request.
+  struct Details {
+    std::string description;
+    std::string identifier;
+    std::string placeholder;
+  };
   Element(AtspiRef r, int barParent, int knownRole, std::string knownName,
-          std::optional<std::string> knownDescription = std::nullopt)
+          std::optional<Details> knownDetails = std::nullopt)
       : ref(std::move(r)), asMenu(false), inMenuBar(barParent), role(knownRole), name(std::move(knownName)),
-        description(std::move(knownDescription)), nameRead(std::chrono::steady_clock::now()) {}
+        details(std::move(knownDetails)), nameRead(std::chrono::steady_clock::now()) {}
   bool sameElement(const Handle& other) const override {
     const auto* o = dynamic_cast<const Element*>(&other);
     return o && o->ref == ref && o->asMenu == asMenu;
@@ -37,15 +43,13 @@ struct Element : AXElement::Handle {
   // The name as read with the list it came in, good for the length of one
   // action (a walk, a search, the sentence that lists what is there).
   std::optional<std::string> name;
-  std::optional<std::string> description;  // read with the name by a search
+  std::optional<Details> details;  // read with the name by a search
   std::chrono::steady_clock::time_point nameRead{};
   static constexpr auto kNameFresh = std::chrono::seconds(10);
   const std::string* freshName() const {
     return name && std::chrono::steady_clock::now() - nameRead < kNameFresh ? &*name : nullptr;
   }
-  const std::string* freshDescription() const {
-    return description && freshName() ? &*description : nullptr;
-  }
+  const Details* freshDetails() const { return details && freshName() ? &*details : nullptr; }
 };
 
 AXElement make(AtspiRef ref, bool asMenu = false, int inMenuBar = -1) {
@@ -203,8 +207,16 @@ class AtspiAccessibility : public Accessibility {
           if (roles.empty() || (name && std::find(roles.begin(), roles.end(), *name) != roles.end()))
             out.elements.push_back(*button);
         }
+      const auto app = applicationOf(x11->pid);
+      if (!app) return AXError::apiDisabled;  // it shows windows but publishes nothing of them
       const auto found = frameOf(x11->pid, root);
-      if (!found) return out;
+      if (!found) {
+        // No window on the bus: the application is busy (or hung), or it
+        // has not published this one.
+        auto count = bus_->property(*app, kAccessible, "ChildCount");
+        if (!count && count.error() == AXError::cannotComplete) return AXError::cannotComplete;
+        return out;
+      }
       frame = *found;
     }
     if (out.counted > limit) return out;
@@ -362,10 +374,13 @@ class AtspiAccessibility : public Accessibility {
       return nonEmpty(nameOf(e));
     }
     if (attribute == "AXDescription") {
-      if (const std::string* known = e.freshDescription()) return nonEmpty(*known);
+      if (const auto* known = e.freshDetails()) return nonEmpty(known->description);
       return nonEmpty(stringProperty(e.ref, kAccessible, "Description"));
     }
-    if (attribute == "AXIdentifier") return nonEmpty(stringProperty(e.ref, kAccessible, "AccessibleId"));
+    if (attribute == "AXIdentifier") {
+      if (const auto* known = e.freshDetails()) return nonEmpty(known->identifier);
+      return nonEmpty(stringProperty(e.ref, kAccessible, "AccessibleId"));
+    }
     if (attribute == "AXSubrole") {
       if (*role == ATSPI_ROLE_PASSWORD_TEXT) return AXValue("AXSecureTextField");
       if (*role == ATSPI_ROLE_TOGGLE_BUTTON) return AXValue("AXSwitch");
@@ -391,7 +406,11 @@ class AtspiAccessibility : public Accessibility {
     }
     if (attribute == "AXValue") return valueOf(e, *role);
     // Only fields show a placeholder.
-    if (attribute == "AXPlaceholderValue") return isTextRole(*role) ? placeholderOf(e.ref) : AXError::noValue;
+    if (attribute == "AXPlaceholderValue") {
+      if (!isTextRole(*role)) return AXError::noValue;
+      if (const auto* known = e.freshDetails()) return nonEmpty(known->placeholder);
+      return placeholderOf(e.ref);
+    }
     if (attribute == "AXTitleUIElement") return namesItself(*role) ? AXError::noValue : labelOf(e.ref);
     return AXError::attributeUnsupported;
   }
@@ -524,8 +543,8 @@ class AtspiAccessibility : public Accessibility {
   // The elements below `root` whose role is (or with `none`, is not) one of
   // `atspiRoles` (any when empty), in pre-order, at most `count`: the
   // Collection interface walks the subtree inside the application.
-  std::optional<std::vector<AtspiRef>> matches(const AtspiRef& root, const std::vector<int>& atspiRoles, bool none,
-                                               std::size_t count) {
+  AXResult<std::vector<AtspiRef>> matches(const AtspiRef& root, const std::vector<int>& atspiRoles, bool none,
+                                          std::size_t count) {
     GVariantBuilder states, attributes, roleBits, interfaces;
     g_variant_builder_init(&states, G_VARIANT_TYPE("ai"));
     g_variant_builder_init(&attributes, G_VARIANT_TYPE("a{ss}"));
@@ -546,7 +565,7 @@ class AtspiAccessibility : public Accessibility {
                             g_variant_new("(@(aiia{ss}iaiiasib)uib)", rule, ATSPI_Collection_SORT_ORDER_CANONICAL,
                                           static_cast<gint32>(std::min<std::size_t>(count, G_MAXINT32)), TRUE),
                             "(a(so))", std::chrono::duration_cast<std::chrono::milliseconds>(deadline));
-    if (!reply) return std::nullopt;
+    if (!reply) return reply.error();
     GVariant* array = g_variant_get_child_value(reply->get(), 0);
     auto refs = refsFrom(array);
     g_variant_unref(array);
@@ -564,17 +583,22 @@ class AtspiAccessibility : public Accessibility {
       if (isMenuRole(role)) menuRoles.push_back(role);
       else if (std::find(roles.begin(), roles.end(), axRole(role, false, false)) != roles.end()) wanted.push_back(role);
     }
-    auto all = matches(frame, menuRoles, true, limit + 1);
-    if (!all) return AXError::notImplemented;  // no Collection here: the caller walks
-    out.counted += all->size();
-    if (all->size() > limit) all->resize(limit);
+    auto found = matches(frame, menuRoles, true, limit + 1);
+    if (!found) {
+      // No Collection here: the caller walks the children.
+      if (found.error() == AXError::cannotComplete || found.error() == AXError::invalidUIElement) return found.error();
+      return AXError::notImplemented;
+    }
+    std::vector<AtspiRef> all = *found;
+    out.counted += all.size();
+    if (all.size() > limit) all.resize(limit);
     std::map<std::string, std::size_t> position;
-    for (std::size_t i = 0; i < all->size(); ++i) position.emplace((*all)[i].path, i);
+    for (std::size_t i = 0; i < all.size(); ++i) position.emplace(all[i].path, i);
 
     std::vector<std::pair<std::size_t, int>> picked;  // position, role
     if (roles.empty()) {
       std::vector<AtspiBus::Request> requests;
-      for (const AtspiRef& ref : *all) requests.push_back({ref, kAccessible, "GetRole", nullptr, "(u)"});
+      for (const AtspiRef& ref : all) requests.push_back({ref, kAccessible, "GetRole", nullptr, "(u)"});
       const auto replies = bus_->callMany(requests);
       for (std::size_t i = 0; i < replies.size(); ++i) {
         guint32 role = 0;
@@ -584,37 +608,42 @@ class AtspiAccessibility : public Accessibility {
     } else {
       for (int role : wanted) {
         const auto some = matches(frame, {role}, false, limit + 1);
-        if (!some) return AXError::cannotComplete;
+        if (!some) return some.error();
         for (const AtspiRef& ref : *some)
           if (auto at = position.find(ref.path); at != position.end()) picked.emplace_back(at->second, role);
       }
       std::sort(picked.begin(), picked.end());
     }
 
+    // All the element's properties come in one reply: its name, its
+    // description, its identifier and its attributes (a field's placeholder).
     std::vector<AtspiBus::Request> requests;
     for (const auto& [at, role] : picked)
-      for (const char* property : {"Name", "Description"})
-        requests.push_back({(*all)[at], "org.freedesktop.DBus.Properties", "Get",
-                            g_variant_new("(ss)", kAccessible, property), "(v)"});
+      requests.push_back({all[at], "org.freedesktop.DBus.Properties", "GetAll", g_variant_new("(s)", kAccessible),
+                          "(a{sv})"});
     const auto replies = bus_->callMany(requests);
-    const auto text = [](const AXResult<Variant>& reply) -> std::optional<std::string> {
-      if (!reply) return std::nullopt;
-      GVariant* boxed = nullptr;
-      g_variant_get(reply->get(), "(v)", &boxed);
-      std::optional<std::string> value;
-      if (boxed && g_variant_is_of_type(boxed, G_VARIANT_TYPE_STRING)) value = g_variant_get_string(boxed, nullptr);
-      if (boxed) g_variant_unref(boxed);
-      return value;
-    };
     for (std::size_t i = 0; i < picked.size(); ++i) {
       const auto& [at, role] = picked[i];
-      auto name = text(replies[2 * i]);
-      if (role < 0 || !name) {
-        out.elements.push_back(make((*all)[at], false, 0));
+      if (role < 0 || !replies[i]) {
+        out.elements.push_back(make(all[at], false, 0));
         continue;
       }
-      out.elements.emplace_back(std::make_shared<const Element>((*all)[at], 0, role, std::move(*name),
-                                                                text(replies[2 * i + 1]).value_or("")));
+      GVariant* map = g_variant_get_child_value(replies[i]->get(), 0);
+      const auto text = [&](const char* key) {
+        const gchar* value = nullptr;
+        return g_variant_lookup(map, key, "&s", &value) && value ? std::string(value) : std::string();
+      };
+      Element::Details details{text("Description"), text("AccessibleId"), {}};
+      if (GVariant* attributes = g_variant_lookup_value(map, "Attributes", G_VARIANT_TYPE("a{ss}"))) {
+        const gchar* placeholder = nullptr;
+        if (g_variant_lookup(attributes, "placeholder-text", "&s", &placeholder) && placeholder)
+          details.placeholder = placeholder;
+        g_variant_unref(attributes);
+      }
+      std::string name = text("Name");
+      g_variant_unref(map);
+      out.elements.emplace_back(
+          std::make_shared<const Element>(all[at], 0, role, std::move(name), std::move(details)));
     }
     return out;
   }

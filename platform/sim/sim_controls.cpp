@@ -78,10 +78,14 @@ SimControl SimUserInterface::describeControl(const Tree& tree, NodeId id) const 
   return control;
 }
 
-std::string SimUserInterface::describeControlNode(const Node& node) const {
+std::string SimUserInterface::describeControlNode(const Tree& tree, const Node& node) const {
   SimControl named;
   named.title = node.title;
   named.description = node.description;
+  if (node.label) {
+    const auto& labelValue = tree.nodes.at(node.label).controlValue;
+    if (labelValue && labelValue->asString()) named.label = *labelValue->asString();
+  }
   named.placeholder = node.placeholder;
   named.identifier = node.identifier;
   std::string name = firstName(named);

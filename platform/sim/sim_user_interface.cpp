@@ -432,7 +432,7 @@ std::string SimUserInterface::describe(const Tree& tree, NodeId id) const {
       std::string part = node.subrole.substr(2);  // "IncrementArrow"
       return part + " of " + describe(tree, node.parent);
     }
-    case Kind::control: return describeControlNode(node);
+    case Kind::control: return describeControlNode(tree, node);
   }
   return "element";
 }

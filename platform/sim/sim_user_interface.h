@@ -259,7 +259,7 @@ class SimUserInterface {
   AXResult<AXValue> readControl(ProcessId pid, Tree& tree, NodeId id, Node& node, std::string_view attribute);
   AXError writeControl(Tree& tree, NodeId id, Node& node, std::string_view attribute, const AXValue& value);
   AXError pressControl(Tree& tree, NodeId id, Node& node, std::string_view action);
-  std::string describeControlNode(const Node& node) const;
+  std::string describeControlNode(const Tree& tree, const Node& node) const;
   Rect visibleFrameFor(const Rect& frame) const;
   std::string describeValue(const Tree& tree, const AXValue& value) const;
 

@@ -104,6 +104,8 @@ struct InterfacePlugin::Pass {
   std::optional<AXElement> found;
   std::int64_t candidates = 0;
   std::vector<AXElement> listed;  // of the listed kinds, in visiting order
+  bool unanswered = false;         // a window's application did not answer in time
+  bool unpublished = false;        // the application does not publish its controls
 };
 
 InterfacePlugin::InterfacePlugin() : InterfacePlugin(Platform::current()) {}
@@ -178,11 +180,18 @@ InterfacePlugin::Pass InterfacePlugin::searchPass(const Query& q, ProcessId pid)
     // Where the desktop can hand over a whole window in one request, the
     // elements of the kind come with their names; the 40 levels are not
     // known there, only the count.
-    if (auto quick = reader_.accessibility().descendants(window, roles, mostElements - visited)) {
+    auto quick = reader_.accessibility().descendants(window, roles, mostElements - visited);
+    if (quick) {
       for (const AXElement& element : quick->elements)
         if (visit(element)) return pass;
       visited += quick->counted;
       if (visited > mostElements) return limitReached();
+      continue;
+    }
+    // Walking a window whose application does not answer, or does not
+    // publish what is in it, would only find nothing more slowly.
+    if (quick.error() == AXError::cannotComplete || quick.error() == AXError::apiDisabled) {
+      (quick.error() == AXError::cannotComplete ? pass.unanswered : pass.unpublished) = true;
       continue;
     }
     // Depth-first, in the order of the children; the window is no candidate.
@@ -207,6 +216,12 @@ InterfacePlugin::Pass InterfacePlugin::searchPass(const Query& q, ProcessId pid)
 }
 
 std::string InterfacePlugin::notFound(const Query& q, const Pass& pass, const std::string& appName) const {
+  if (pass.candidates == 0 && pass.unanswered)
+    return quoted(appName) + " is not answering the accessibility interface right now, so its controls cannot be "
+                             "read. Wait until it responds, then click Test again.";
+  if (pass.candidates == 0 && pass.unpublished)
+    return quoted(appName) + " does not share its controls with the accessibility interface, so Orla cannot find "
+                             "them. Turn on its accessibility support, then click Test again.";
   std::string message;
   if (pass.candidates == 0) {
     message = "Found no " + std::string(kKinds[static_cast<std::size_t>(q.kind)].noun) + " ";
@@ -247,6 +262,8 @@ PluginResult InterfacePlugin::execute(const ActionData& data) {
                       "Settings → Privacy & Security → Accessibility.");
       !usable)
     return PluginResult::failure(usable.error());
+  if (!platform_->supports(Capability::menuBars))
+    return PluginResult::failure(std::string(kApplicationInterfaceUnavailable));
 
   Query q;
   q.command = resolvedActionType(data);

@@ -291,8 +291,10 @@ PluginResult MenuPlugin::click(const AXElement& menuBar, const std::vector<PathS
 
 PluginResult MenuPlugin::execute(const ActionData& data) {
   if (auto problem = settingsProblem(data)) return PluginResult::failure(std::move(*problem));
-  if (!platform_->supports(Capability::accessibility) || !platform_->supports(Capability::menuBars))
+  if (!platform_->supports(Capability::accessibility))
     return PluginResult::failure(std::string(kAccessibilityUnavailable));
+  if (!platform_->supports(Capability::menuBars))
+    return PluginResult::failure(std::string(kApplicationInterfaceUnavailable));
   const Target target = findTarget(data);
   if (!target.app)
     return PluginResult::failure(
