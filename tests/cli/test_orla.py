@@ -1353,7 +1353,7 @@ class InterfaceTest(OrlaTestCase):
         run, saved = self.run_one("InterfaceShortcut", {"title": "Sync", "elementKind": 1}, state=saved)
         self.assertEqual(self.results(run), [result("InterfaceShortcut", "success", message="Pressed “Sync”.")])
         self.assertEqual(self.traced(run, "sleep"), ["250ms"] * 4)
-        self.assertEqual([w["title"] for w in self.notes(saved)["windows"]], ["Synced", "Groceries", "Ideas"])
+        self.assertEqual([w["title"] for w in self.notes(saved)["windows"]], ["Synced", "Groceries"])
         self.assertNotIn("appearsAfter", self.notes(saved)["windows"][1]["controls"][2]["children"][0])
 
     def test_malformed_controls_are_refused(self):
