@@ -90,9 +90,11 @@ struct Need {
   std::array<Capability, 2> capabilities;
   size_t count;
 };
-constexpr std::array<Need, 9> kNeeds{{
+constexpr std::array<Need, 10> kNeeds{{
     {"AppleScriptShortcut", {Capability::appleScript}, 1},
     {"ClipboardShortcut", {Capability::pasteboard}, 1},
+    // Controls are read the way menus are.
+    {"InterfaceShortcut", {Capability::accessibility, Capability::menuBars}, 2},
     {"KeyShortcut", {Capability::keyboardEvents}, 1},
     {"KeyboardShortcut", {Capability::keyboardEvents}, 1},
     {"MenuShortcut", {Capability::accessibility, Capability::menuBars}, 2},

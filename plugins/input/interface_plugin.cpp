@@ -273,7 +273,6 @@ PluginResult InterfacePlugin::execute(const ActionData& data) {
   q.match = rawMatch >= 2 && rawMatch <= 5 ? static_cast<Selection>(rawMatch) : Selection::nameFull;
   q.kind = readIntOr(data, kKind, anyKind);
   q.occurrence = readIntOr(data, kOccurrence, 1);
-  q.matcher.emplace(q.title, q.match);
 
   const TargetApplication target = findTargetApplication(
       *platform_, data,
@@ -286,6 +285,8 @@ PluginResult InterfacePlugin::execute(const ActionData& data) {
   const RunningApplication& app = *target.app;
   const std::string appName = app.localizedName.empty() ? "the application" : app.localizedName;
   if (q.command != getValue) bringApplicationToFront(*platform_, app, activationPoll, activationPolls);
+  // The title is brought into its compared form once per run.
+  q.matcher.emplace(q.title, q.match);
 
   // One pass at once, then one every quarter second, the last at the
   // deadline.
