@@ -4,6 +4,9 @@
 //   - a menu click by a three-level path (File > Export > PDF), quiet walk;
 //   - finding a button by title among 1,000 in a window, the way a search
 //     pass goes (depth first, children with their titles);
+//   - the UI element action finding the last of those 1,000 buttons by
+//     title (reading its value, so that nothing is pressed), with the kind
+//     "button" and with any kind;
 //   - one bus round trip (an element's state);
 //   - listing 1,000 children with their names, the names asked for
 //     together.
@@ -19,6 +22,7 @@
 
 #include "platform/linux/atspi_accessibility.h"
 #include "plugins/input/accessibility_readers.h"
+#include "plugins/input/interface_plugin.h"
 #include "plugins/input/menu_plugin.h"
 
 extern char** environ;
@@ -108,6 +112,23 @@ void BM_FindByTitleAmong1000(benchmark::State& state) {
   state.counters["calls"] = double(calls() - before) / double(state.iterations());
 }
 BENCHMARK(BM_FindByTitleAmong1000)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void BM_InterfaceFindAmong1000(benchmark::State& state) {
+  if (!ready(state)) return;
+  orla::InterfacePlugin plugin;
+  const orla::ActionData data{{"applicationPath", "orla_gtk_test_app"},
+                              {"title", "Button 1000"},
+                              {"subAction", "read"},
+                              {"elementKind", state.range(0)},
+                              {"timeout", 0}};
+  const auto before = calls();
+  for (auto _ : state) {
+    auto result = plugin.execute(data);
+    if (result.kind() != orla::PluginResult::Kind::success) state.SkipWithError(result.message().c_str());
+  }
+  state.counters["calls"] = double(calls() - before) / double(state.iterations());
+}
+BENCHMARK(BM_InterfaceFindAmong1000)->Arg(1)->Arg(0)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void BM_OneRoundTrip(benchmark::State& state) {
   if (!ready(state)) return;

@@ -114,6 +114,10 @@ class [[nodiscard]] AXResult {
 // The sentence a desktop without the interface gives.
 inline constexpr std::string_view kAccessibilityUnavailable =
     "The accessibility interface is not available on this desktop in this build of Orla.";
+// The sentence of a desktop whose windows can be worked but whose
+// applications' own menus and controls cannot be read (`Capability::menuBars`).
+inline constexpr std::string_view kApplicationInterfaceUnavailable =
+    "The menus and controls of other applications cannot be read on this desktop in this build of Orla.";
 
 class Accessibility {
  public:
@@ -128,6 +132,24 @@ class Accessibility {
                                     const AXValue& value) = 0;
   // "AXPress", "AXPick", "AXCancel", "AXRaise", ...
   virtual AXError performAction(const AXElement& element, std::string_view action) = 0;
+
+  // A search's shortcut through a whole subtree. Among the first `limit`
+  // elements below `root` in depth-first pre-order (menu bars and menus
+  // left out), those whose "AXRole" is one of `roles` (every one when
+  // `roles` is empty), in that order; each answers "AXRole", "AXTitle" and
+  // "AXDescription" without asking the application again. `counted` is how
+  // many elements there were below `root`, at most `limit` + 1. A backend
+  // whose system cannot list a subtree in one request answers
+  // notImplemented, and the caller walks "AXChildren" itself.
+  struct Descendants {
+    std::vector<AXElement> elements;
+    std::size_t counted = 0;
+  };
+  virtual AXResult<Descendants> descendants(const AXElement& root, const std::vector<std::string>& roles,
+                                            std::size_t limit) {
+    (void)root, (void)roles, (void)limit;
+    return AXError::notImplemented;
+  }
 };
 
 }  // namespace orla

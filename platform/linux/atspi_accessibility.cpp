@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cmath>
 #include <deque>
+#include <map>
 
 #include "platform/linux/atspi_bus.h"
 #include "platform/linux/x11_accessibility.h"
@@ -21,9 +22,16 @@ constexpr const char* kAccessible = "org.a11y.atspi.Accessible";
 // once read.
 struct Element : AXElement::Handle {
   Element(AtspiRef r, bool menu, int barParent = -1) : ref(std::move(r)), asMenu(menu), inMenuBar(barParent) {}
-  Element(AtspiRef r, int barParent, int knownRole, std::string knownName)
+  // What a search reads of an element besides its name, all in one request.
+  struct Details {
+    std::string description;
+    std::string identifier;
+    std::string placeholder;
+  };
+  Element(AtspiRef r, int barParent, int knownRole, std::string knownName,
+          std::optional<Details> knownDetails = std::nullopt)
       : ref(std::move(r)), asMenu(false), inMenuBar(barParent), role(knownRole), name(std::move(knownName)),
-        nameRead(std::chrono::steady_clock::now()) {}
+        details(std::move(knownDetails)), nameRead(std::chrono::steady_clock::now()) {}
   bool sameElement(const Handle& other) const override {
     const auto* o = dynamic_cast<const Element*>(&other);
     return o && o->ref == ref && o->asMenu == asMenu;
@@ -35,11 +43,13 @@ struct Element : AXElement::Handle {
   // The name as read with the list it came in, good for the length of one
   // action (a walk, a search, the sentence that lists what is there).
   std::optional<std::string> name;
+  std::optional<Details> details;  // read with the name by a search
   std::chrono::steady_clock::time_point nameRead{};
   static constexpr auto kNameFresh = std::chrono::seconds(10);
   const std::string* freshName() const {
     return name && std::chrono::steady_clock::now() - nameRead < kNameFresh ? &*name : nullptr;
   }
+  const Details* freshDetails() const { return details && freshName() ? &*details : nullptr; }
 };
 
 AXElement make(AtspiRef ref, bool asMenu = false, int inMenuBar = -1) {
@@ -53,6 +63,29 @@ bool isWindowRole(int role) {
 bool isTextRole(int role) {
   return role == ATSPI_ROLE_ENTRY || role == ATSPI_ROLE_TEXT || role == ATSPI_ROLE_PASSWORD_TEXT ||
          role == ATSPI_ROLE_SPIN_BUTTON;
+}
+// Roles whose name is what they show (their label or text): a label
+// pointing at one of them would only repeat it, so it is not asked for.
+bool namesItself(int role) {
+  switch (role) {
+    case ATSPI_ROLE_PUSH_BUTTON:
+    case ATSPI_ROLE_TOGGLE_BUTTON:
+    case ATSPI_ROLE_CHECK_BOX:
+    case ATSPI_ROLE_RADIO_BUTTON:
+    case ATSPI_ROLE_LINK:
+    case ATSPI_ROLE_LABEL:
+    case ATSPI_ROLE_STATIC:
+    case ATSPI_ROLE_MENU_ITEM:
+    case ATSPI_ROLE_CHECK_MENU_ITEM:
+    case ATSPI_ROLE_RADIO_MENU_ITEM:
+    case ATSPI_ROLE_PAGE_TAB:
+    case ATSPI_ROLE_HEADING: return true;
+    default: return false;
+  }
+}
+bool isMenuRole(int role) {
+  return role == ATSPI_ROLE_MENU_BAR || role == ATSPI_ROLE_MENU || role == ATSPI_ROLE_MENU_ITEM ||
+         role == ATSPI_ROLE_CHECK_MENU_ITEM || role == ATSPI_ROLE_RADIO_MENU_ITEM || role == ATSPI_ROLE_TEAROFF_MENU_ITEM;
 }
 bool isCheckRole(int role) {
   return role == ATSPI_ROLE_CHECK_BOX || role == ATSPI_ROLE_TOGGLE_BUTTON || role == ATSPI_ROLE_RADIO_BUTTON ||
@@ -152,6 +185,42 @@ class AtspiAccessibility : public Accessibility {
       wanted = range->first + std::clamp(*number, 0.0, 1.0) * (range->second - range->first);
     }
     return bus_->setProperty(e->ref, "org.a11y.atspi.Value", "CurrentValue", g_variant_new_double(wanted));
+  }
+
+  AXResult<Descendants> descendants(const AXElement& root, const std::vector<std::string>& roles,
+                                    std::size_t limit) override {
+    Descendants out;
+    AtspiRef frame;
+    if (const auto* e = dynamic_cast<const Element*>(root.handle())) {
+      frame = e->ref;
+    } else {
+      const auto x11 = describeX11Element(root);
+      if (!x11 || x11->isButton || x11->window == 0) return AXError::notImplemented;
+      // The title-bar buttons come first, as among the window's children.
+      auto buttons = windows_->copyAttributeValue(root, "AXChildren");
+      if (buttons && buttons->asList())
+        for (const AXValue& value : *buttons->asList()) {
+          const AXElement* button = value.asElement();
+          if (!button || ++out.counted > limit) continue;
+          auto role = windows_->copyAttributeValue(*button, "AXRole");
+          const std::string* name = role ? role->asString() : nullptr;
+          if (roles.empty() || (name && std::find(roles.begin(), roles.end(), *name) != roles.end()))
+            out.elements.push_back(*button);
+        }
+      const auto app = applicationOf(x11->pid);
+      if (!app) return AXError::apiDisabled;  // it shows windows but publishes nothing of them
+      const auto found = frameOf(x11->pid, root);
+      if (!found) {
+        // No window on the bus: the application is busy (or hung), or it
+        // has not published this one.
+        auto count = bus_->property(*app, kAccessible, "ChildCount");
+        if (!count && count.error() == AXError::cannotComplete) return AXError::cannotComplete;
+        return out;
+      }
+      frame = *found;
+    }
+    if (out.counted > limit) return out;
+    return descendantsOf(frame, roles, limit - out.counted, std::move(out));
   }
 
   AXError performAction(const AXElement& element, std::string_view action) override {
@@ -304,8 +373,14 @@ class AtspiAccessibility : public Accessibility {
       if (*role == ATSPI_ROLE_LABEL || *role == ATSPI_ROLE_STATIC) return AXError::noValue;
       return nonEmpty(nameOf(e));
     }
-    if (attribute == "AXDescription") return nonEmpty(stringProperty(e.ref, kAccessible, "Description"));
-    if (attribute == "AXIdentifier") return nonEmpty(stringProperty(e.ref, kAccessible, "AccessibleId"));
+    if (attribute == "AXDescription") {
+      if (const auto* known = e.freshDetails()) return nonEmpty(known->description);
+      return nonEmpty(stringProperty(e.ref, kAccessible, "Description"));
+    }
+    if (attribute == "AXIdentifier") {
+      if (const auto* known = e.freshDetails()) return nonEmpty(known->identifier);
+      return nonEmpty(stringProperty(e.ref, kAccessible, "AccessibleId"));
+    }
     if (attribute == "AXSubrole") {
       if (*role == ATSPI_ROLE_PASSWORD_TEXT) return AXValue("AXSecureTextField");
       if (*role == ATSPI_ROLE_TOGGLE_BUTTON) return AXValue("AXSwitch");
@@ -331,8 +406,13 @@ class AtspiAccessibility : public Accessibility {
     }
     if (attribute == "AXValue") return valueOf(e, *role);
     if (attribute == "AXSelectedText") return selectedTextOf(e, *role);
-    if (attribute == "AXPlaceholderValue") return placeholderOf(e.ref);
-    if (attribute == "AXTitleUIElement") return labelOf(e.ref);
+    // Only fields show a placeholder.
+    if (attribute == "AXPlaceholderValue") {
+      if (!isTextRole(*role)) return AXError::noValue;
+      if (const auto* known = e.freshDetails()) return nonEmpty(known->placeholder);
+      return placeholderOf(e.ref);
+    }
+    if (attribute == "AXTitleUIElement") return namesItself(*role) ? AXError::noValue : labelOf(e.ref);
     return AXError::attributeUnsupported;
   }
 
@@ -473,6 +553,116 @@ class AtspiAccessibility : public Accessibility {
     auto parent = bus_->property(e.ref, kAccessible, "Parent");
     if (!parent) return parent.error();
     return booleanCall(refFrom(parent->get()), "org.a11y.atspi.Selection", "ClearSelection", nullptr);
+  }
+
+  // --- searching a subtree in one request ---------------------------------
+
+  // The elements below `root` whose role is (or with `none`, is not) one of
+  // `atspiRoles` (any when empty), in pre-order, at most `count`: the
+  // Collection interface walks the subtree inside the application.
+  AXResult<std::vector<AtspiRef>> matches(const AtspiRef& root, const std::vector<int>& atspiRoles, bool none,
+                                          std::size_t count) {
+    GVariantBuilder states, attributes, roleBits, interfaces;
+    g_variant_builder_init(&states, G_VARIANT_TYPE("ai"));
+    g_variant_builder_init(&attributes, G_VARIANT_TYPE("a{ss}"));
+    g_variant_builder_init(&roleBits, G_VARIANT_TYPE("ai"));
+    g_variant_builder_init(&interfaces, G_VARIANT_TYPE("as"));
+    std::array<guint32, (ATSPI_ROLE_COUNT + 31) / 32> bits{};
+    for (int role : atspiRoles) bits[static_cast<std::size_t>(role / 32)] |= 1u << (role % 32);
+    if (!atspiRoles.empty())
+      for (guint32 word : bits) g_variant_builder_add(&roleBits, "i", static_cast<gint32>(word));
+    const gint32 roleMatch = atspiRoles.empty() ? ATSPI_Collection_MATCH_ALL
+                             : none             ? ATSPI_Collection_MATCH_NONE
+                                                : ATSPI_Collection_MATCH_ANY;
+    GVariant* rule = g_variant_new("(aiia{ss}iaiiasib)", &states, ATSPI_Collection_MATCH_ALL, &attributes,
+                                   ATSPI_Collection_MATCH_ALL, &roleBits, roleMatch, &interfaces,
+                                   ATSPI_Collection_MATCH_ALL, FALSE);
+    const auto deadline = AtspiBus::kDeadline + std::chrono::microseconds(600) * count;
+    auto reply = bus_->call(root, "org.a11y.atspi.Collection", "GetMatches",
+                            g_variant_new("(@(aiia{ss}iaiiasib)uib)", rule, ATSPI_Collection_SORT_ORDER_CANONICAL,
+                                          static_cast<gint32>(std::min<std::size_t>(count, G_MAXINT32)), TRUE),
+                            "(a(so))", std::chrono::duration_cast<std::chrono::milliseconds>(deadline));
+    if (!reply) return reply.error();
+    GVariant* array = g_variant_get_child_value(reply->get(), 0);
+    auto refs = refsFrom(array);
+    g_variant_unref(array);
+    return refs;
+  }
+
+  // The requests come in a handful whatever the size of the window: one
+  // for the order of everything, one per role asked for, and the names and
+  // descriptions of the elements of those roles all in flight together.
+  AXResult<Descendants> descendantsOf(const AtspiRef& frame, const std::vector<std::string>& roles,
+                                      std::size_t limit, Descendants out) {
+    std::vector<int> menuRoles;
+    std::vector<int> wanted;
+    for (int role = 0; role < ATSPI_ROLE_LAST_DEFINED; ++role) {
+      if (isMenuRole(role)) menuRoles.push_back(role);
+      else if (std::find(roles.begin(), roles.end(), axRole(role, false, false)) != roles.end()) wanted.push_back(role);
+    }
+    auto found = matches(frame, menuRoles, true, limit + 1);
+    if (!found) {
+      // No Collection here: the caller walks the children.
+      if (found.error() == AXError::cannotComplete || found.error() == AXError::invalidUIElement) return found.error();
+      return AXError::notImplemented;
+    }
+    std::vector<AtspiRef> all = *found;
+    out.counted += all.size();
+    if (all.size() > limit) all.resize(limit);
+    std::map<std::string, std::size_t> position;
+    for (std::size_t i = 0; i < all.size(); ++i) position.emplace(all[i].path, i);
+
+    std::vector<std::pair<std::size_t, int>> picked;  // position, role
+    if (roles.empty()) {
+      std::vector<AtspiBus::Request> requests;
+      for (const AtspiRef& ref : all) requests.push_back({ref, kAccessible, "GetRole", nullptr, "(u)"});
+      const auto replies = bus_->callMany(requests);
+      for (std::size_t i = 0; i < replies.size(); ++i) {
+        guint32 role = 0;
+        if (replies[i]) g_variant_get(replies[i]->get(), "(u)", &role);
+        picked.emplace_back(i, replies[i] ? static_cast<int>(role) : -1);
+      }
+    } else {
+      for (int role : wanted) {
+        const auto some = matches(frame, {role}, false, limit + 1);
+        if (!some) return some.error();
+        for (const AtspiRef& ref : *some)
+          if (auto at = position.find(ref.path); at != position.end()) picked.emplace_back(at->second, role);
+      }
+      std::sort(picked.begin(), picked.end());
+    }
+
+    // All the element's properties come in one reply: its name, its
+    // description, its identifier and its attributes (a field's placeholder).
+    std::vector<AtspiBus::Request> requests;
+    for (const auto& [at, role] : picked)
+      requests.push_back({all[at], "org.freedesktop.DBus.Properties", "GetAll", g_variant_new("(s)", kAccessible),
+                          "(a{sv})"});
+    const auto replies = bus_->callMany(requests);
+    for (std::size_t i = 0; i < picked.size(); ++i) {
+      const auto& [at, role] = picked[i];
+      if (role < 0 || !replies[i]) {
+        out.elements.push_back(make(all[at], false, 0));
+        continue;
+      }
+      GVariant* map = g_variant_get_child_value(replies[i]->get(), 0);
+      const auto text = [&](const char* key) {
+        const gchar* value = nullptr;
+        return g_variant_lookup(map, key, "&s", &value) && value ? std::string(value) : std::string();
+      };
+      Element::Details details{text("Description"), text("AccessibleId"), {}};
+      if (GVariant* attributes = g_variant_lookup_value(map, "Attributes", G_VARIANT_TYPE("a{ss}"))) {
+        const gchar* placeholder = nullptr;
+        if (g_variant_lookup(attributes, "placeholder-text", "&s", &placeholder) && placeholder)
+          details.placeholder = placeholder;
+        g_variant_unref(attributes);
+      }
+      std::string name = text("Name");
+      g_variant_unref(map);
+      out.elements.emplace_back(
+          std::make_shared<const Element>(all[at], 0, role, std::move(name), std::move(details)));
+    }
+    return out;
   }
 
   // --- applications and windows ------------------------------------------

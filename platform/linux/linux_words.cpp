@@ -9,9 +9,21 @@ namespace {
 // display to reach: where macOS sends the user to the Accessibility
 // settings, the sentence says what is missing here. The longer phrases
 // come first.
-constexpr std::array<PhraseReplacement, 18> kLinuxWords{{
+constexpr std::array<PhraseReplacement, 21> kLinuxWords{{
     // Folders need no permission of their own here: their permissions are all.
     {" (on macOS allow Orla Pro in System Settings \u2192 Privacy & Security \u2192 Files and Folders)", ""},
+    // Menus and controls are read over the accessibility bus, which a
+    // session may lack, and which an application may not publish on.
+    {"The menus and controls of other applications cannot be read on this desktop in this build of Orla.",
+     "The accessibility bus (AT-SPI) is not running on this desktop, so Orla cannot read the menus and controls of "
+     "applications. Start it (at-spi-bus-launcher of at-spi2-core), then start the application again; Qt "
+     "applications also need QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1."},
+    {"Turn on its accessibility support, then click Test again.",
+     "Start it while the accessibility bus (AT-SPI) is running; Qt applications also need "
+     "QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1. Then click Test again."},
+    {"Allow Orla Pro in System Settings \u2192 Privacy & Security \u2192 Accessibility, and make sure",
+     "Check that it publishes its interface on the accessibility bus (AT-SPI; Qt applications need "
+     "QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1), and that"},
     {"Accessibility permission is required", "An X11 display is required"},
     {"Enable Orla Pro in System Settings \u2192 Privacy & Security \u2192 Accessibility",
      "Run Orla Pro in an X11 desktop session (with DISPLAY set)"},

@@ -110,6 +110,7 @@ void SimDesktop::sleep(std::chrono::microseconds duration) {
       timeline_.erase(timeline_.begin());
     }
   }
+  ui_.passTime(duration);
   for (auto& work : due) work();  // outside the lock: it changes the desktop
   notifyIfFrontChanged(before);
 }

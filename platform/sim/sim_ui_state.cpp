@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cmath>
 
 namespace orla::sim {
@@ -139,6 +140,88 @@ json scrollBarJson(const SimScrollBar& bar) {
   return {{"value", bar.value}, {"arrows", bar.arrows}, {"pages", bar.pages}};
 }
 
+// Controls nest at most this deep: the searches stop at 40 levels anyway.
+constexpr int kControlDepthLimit = 64;
+
+Checked<std::optional<AXValue>> readControlValue(const json& value) {
+  if (value.is_null()) return std::optional<AXValue>();
+  if (value.is_string()) return std::optional(AXValue(value.get<std::string>()));
+  if (value.is_boolean()) return std::optional(AXValue(value.get<bool>()));
+  if (value.is_number() && std::isfinite(value.get<double>())) return std::optional(AXValue(value.get<double>()));
+  // A value of another kind, which no reader takes for a text or a number.
+  if (finiteNumbers(value, 2)) return std::optional(AXValue(Point{value[0].get<double>(), value[1].get<double>()}));
+  return wrongType("value", "a text, a number, true or false, [x, y] or null");
+}
+
+json controlValueJson(const AXValue& value) {
+  if (const auto* text = value.asString()) return *text;
+  if (const auto* on = value.asBool()) return *on;
+  if (const auto* n = value.asNumber()) return *n;
+  if (const auto* p = value.asPoint()) return {p->x, p->y};
+  return nullptr;
+}
+
+Checked<SimControl> readControl(const json& value, int depth = 0) {
+  if (depth > kControlDepthLimit)
+    return fail("\"controls\" nest deeper than " + std::to_string(kControlDepthLimit) + " levels.");
+  if (!value.is_object()) return wrongType("controls", "a list of objects");
+  SimControl control;
+  ORLA_TRY(readOptional(value, "role", control.role));
+  ORLA_TRY(readOptional(value, "subrole", control.subrole));
+  ORLA_TRY(readOptional(value, "title", control.title));
+  ORLA_TRY(readOptional(value, "description", control.description));
+  ORLA_TRY(readOptional(value, "label", control.label));
+  ORLA_TRY(readOptional(value, "placeholder", control.placeholder));
+  ORLA_TRY(readOptional(value, "identifier", control.identifier));
+  ORLA_TRY(readOptional(value, "enabled", control.enabled));
+  ORLA_TRY(readOptional(value, "settable", control.settable));
+  ORLA_TRY(readOptional(value, "press", control.press));
+  ORLA_TRY(readOptional(value, "opens", control.opens));
+  if (!control.role.starts_with("AX")) return wrongType("role", "an accessibility role such as “AXButton”");
+  if (std::find(std::begin(kSimControlPresses), std::end(kSimControlPresses), control.press) ==
+      std::end(kSimControlPresses))
+    return wrongType("press", "one of “nothing”, “toggle”, “open” and “refuse”");
+  if (auto it = value.find("value"); it != value.end()) {
+    auto read = readControlValue(*it);
+    if (!read) return fail(read.error());
+    control.value = *read;
+  }
+  if (auto it = value.find("appearsAfter"); it != value.end()) {
+    if (!it->is_number() || !(it->get<double>() >= 0 && it->get<double>() <= 86400))
+      return wrongType("appearsAfter", "a number of seconds from 0 to 86400");
+    control.appearsAfter = std::chrono::microseconds(static_cast<std::int64_t>(std::llround(it->get<double>() * 1e6)));
+  }
+  if (auto it = value.find("children"); it != value.end()) {
+    if (!it->is_array()) return wrongType("children", "a list of controls");
+    for (const json& child : *it) {
+      auto read = readControl(child, depth + 1);
+      if (!read) return fail(read.error());
+      control.children.push_back(std::move(read).value());
+    }
+  }
+  return control;
+}
+
+json controlJson(const SimControl& control) {
+  json out = {{"role", control.role}};
+  for (const auto& [key, text] : {std::pair{"subrole", &control.subrole}, {"title", &control.title},
+                                  {"description", &control.description}, {"label", &control.label},
+                                  {"placeholder", &control.placeholder}, {"identifier", &control.identifier}})
+    if (!text->empty()) out[key] = *text;
+  if (control.value) out["value"] = controlValueJson(*control.value);
+  if (!control.enabled) out["enabled"] = false;
+  if (!control.settable) out["settable"] = false;
+  if (control.press != "nothing") out["press"] = control.press;
+  if (!control.opens.empty()) out["opens"] = control.opens;
+  if (control.appearsAfter.count() > 0) out["appearsAfter"] = static_cast<double>(control.appearsAfter.count()) / 1e6;
+  if (!control.children.empty()) {
+    json children = json::array();
+    for (const SimControl& child : control.children) children.push_back(controlJson(child));
+    out["children"] = std::move(children);
+  }
+  return out;
+}
+
 Checked<SimWindow> readWindow(const json& value) {
   if (!value.is_object()) return wrongType("windows", "a list of objects");
   SimWindow window;
@@ -166,6 +249,14 @@ Checked<SimWindow> readWindow(const json& value) {
     window.verticalScrollBar = *vertical;
     window.horizontalScrollBar = *horizontal;
   }
+  if (auto controls = value.find("controls"); controls != value.end()) {
+    if (!controls->is_array()) return wrongType("controls", "a list of objects");
+    for (const json& item : *controls) {
+      auto control = readControl(item);
+      if (!control) return fail(control.error());
+      window.controls.push_back(std::move(control).value());
+    }
+  }
   return window;
 }
 
@@ -178,6 +269,11 @@ json windowJson(const SimWindow& window) {
     if (window.verticalScrollBar) bars["vertical"] = scrollBarJson(*window.verticalScrollBar);
     if (window.horizontalScrollBar) bars["horizontal"] = scrollBarJson(*window.horizontalScrollBar);
     out["scrollBars"] = std::move(bars);
+  }
+  if (!window.controls.empty()) {
+    json controls = json::array();
+    for (const SimControl& control : window.controls) controls.push_back(controlJson(control));
+    out["controls"] = std::move(controls);
   }
   return out;
 }

@@ -203,6 +203,8 @@ void SimUserInterface::removeSubtree(Tree& tree, NodeId id) {
   if (it == tree.nodes.end()) return;
   const std::vector<NodeId> children = it->second.children;
   for (NodeId child : children) removeSubtree(tree, child);
+  if (const NodeId label = it->second.label) tree.nodes.erase(label);
+  if (tree.focusedControl == id) tree.focusedControl = 0;
   if (auto parent = tree.nodes.find(it->second.parent); parent != tree.nodes.end())
     std::erase(parent->second.children, id);
   std::erase(tree.windows, id);
@@ -270,6 +272,7 @@ SimUserInterface::NodeId SimUserInterface::addWindow(Tree& tree, const SimWindow
       }
     }
   }
+  for (const SimControl& control : window.controls) addControl(tree, id, control);
   tree.windows.push_back(id);
   return id;
 }
@@ -335,6 +338,7 @@ SimWindow SimUserInterface::describeWindow(const Tree& tree, NodeId id) const {
   for (NodeId child : node.children) {
     const Node& c = tree.nodes.at(child);
     if (c.kind == Kind::button) window.buttons.push_back(buttonName(c.subrole));
+    if (c.kind == Kind::control) window.controls.push_back(describeControl(tree, child));
     if (c.kind != Kind::scrollArea) continue;
     for (NodeId barId : c.children) {
       const Node& bar = tree.nodes.at(barId);
@@ -384,6 +388,12 @@ std::vector<std::string> SimUserInterface::chosenMenuItems(ProcessId pid) const 
   return it == trees_.end() ? std::vector<std::string>() : it->second.chosen;
 }
 
+void SimUserInterface::passTime(std::chrono::microseconds duration) {
+  if (duration.count() <= 0) return;
+  std::lock_guard lock(mutex_);
+  for (auto& [pid, tree] : trees_) tree.elapsed += duration;
+}
+
 // --- Descriptions for the trace --------------------------------------------
 
 std::string SimUserInterface::menuPath(const Tree& tree, NodeId id) const {
@@ -422,6 +432,7 @@ std::string SimUserInterface::describe(const Tree& tree, NodeId id) const {
       std::string part = node.subrole.substr(2);  // "IncrementArrow"
       return part + " of " + describe(tree, node.parent);
     }
+    case Kind::control: return describeControlNode(tree, node);
   }
   return "element";
 }
@@ -491,7 +502,11 @@ std::vector<SimUserInterface::NodeId> SimUserInterface::visibleChildren(const Tr
     return out;
   }
   if (node.kind == Kind::menu && node.fillsWhenOpened && !node.open) return {};
-  return node.children;
+  std::vector<NodeId> out;
+  for (NodeId child : node.children)
+    if (const Node& c = tree.nodes.at(child); c.kind != Kind::control || c.appearsAt <= tree.elapsed)
+      out.push_back(child);
+  return out;
 }
 
 std::optional<SimUserInterface::NodeId> SimUserInterface::focusedWindow(const Tree& tree, bool mainOnly) const {
@@ -540,6 +555,7 @@ AXResult<AXValue> SimUserInterface::readLocked(ProcessId pid, Tree& tree, NodeId
       {Kind::window, "AXWindow"},           {Kind::button, "AXButton"},     {Kind::scrollArea, "AXScrollArea"},
       {Kind::scrollBar, "AXScrollBar"},     {Kind::scrollPart, "AXButton"},
   };
+  if (node.kind == Kind::control) return readControl(pid, tree, id, node, attribute);
   if (attribute == "AXRole")
     for (const auto& [kind, role] : kRoles)
       if (kind == node.kind) return AXValue(role);
@@ -555,6 +571,7 @@ AXResult<AXValue> SimUserInterface::readLocked(ProcessId pid, Tree& tree, NodeId
       if (attribute == "AXWindows") return list(tree.windows);
       if (attribute == "AXFocusedWindow") return elementOrNone(focusedWindow(tree, false));
       if (attribute == "AXMainWindow") return elementOrNone(focusedWindow(tree, true));
+      if (attribute == "AXFocusedUIElement") return elementOrNone(tree.focusedControl);
       break;
     case Kind::menuBarItem:
     case Kind::menuItem:
@@ -593,6 +610,7 @@ AXResult<AXValue> SimUserInterface::readLocked(ProcessId pid, Tree& tree, NodeId
       break;
     case Kind::menuBar:
     case Kind::menu:
+    case Kind::control:
       break;
   }
   return AXError::attributeUnsupported;
@@ -607,8 +625,9 @@ AXError SimUserInterface::write(const AXElement& element, std::string_view attri
             std::string(axErrorName(at.error));
     return at.error;
   }
+  const bool secret = at.node->subrole == "AXSecureTextField" && attribute == "AXValue";
   trace = std::string(attribute) + " of " + describe(*at.tree, at.id) + " pid=" + std::to_string(at.pid) + " = " +
-          describeValue(*at.tree, value);
+          (secret ? std::string("(hidden)") : describeValue(*at.tree, value));
   const AXError error = writeLocked(*at.tree, at.id, *at.node, attribute, value);
   if (error != AXError::success) trace += ": " + std::string(axErrorName(error));
   return error;
@@ -616,6 +635,7 @@ AXError SimUserInterface::write(const AXElement& element, std::string_view attri
 
 AXError SimUserInterface::writeLocked(Tree& tree, NodeId id, Node& node, std::string_view attribute,
                                       const AXValue& value) {
+  if (node.kind == Kind::control) return writeControl(tree, id, node, attribute, value);
   if (node.kind == Kind::window) {
     if (attribute == "AXPosition") {
       const Point* p = value.asPoint();
@@ -726,6 +746,7 @@ AXError SimUserInterface::performLocked(Tree& tree, NodeId id, Node& node, std::
       bar.value = std::clamp(bar.value + direction * step, 0.0, 1.0);
       return AXError::success;
     }
+    case Kind::control: return pressControl(tree, id, node, action);
     case Kind::application:
     case Kind::menuBar:
     case Kind::separator:

@@ -23,6 +23,7 @@
 // Thread safety: every method may be called from any thread.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <mutex>
@@ -59,6 +60,35 @@ struct SimScrollBar {
   friend bool operator==(const SimScrollBar&, const SimScrollBar&) = default;
 };
 
+// One control of a window's content: a button, a text field, a checkbox, a
+// label, ... as the accessibility interface shows it.
+struct SimControl {
+  std::string role = "AXButton";
+  std::string subrole{};      // "AXSecureTextField", "AXSwitch", ...
+  std::string title{};        // "AXTitle"
+  std::string description{};  // "AXDescription"
+  std::string label{};        // the text of the label it names as its "AXTitleUIElement"
+  std::string placeholder{};  // "AXPlaceholderValue"
+  std::string identifier{};   // "AXIdentifier"
+  // "AXValue": a text, a number, a Boolean or a value of another kind; none
+  // for a control without one.
+  std::optional<AXValue> value{};
+  bool enabled = true;
+  // Whether its value and its focus can be set.
+  bool settable = true;
+  // What a press does: "nothing" (it is taken and changes nothing),
+  // "toggle" (a checkbox's value flips; a radio button turns on), "open"
+  // (a window titled `opens` comes to the front), "refuse" (the press fails).
+  std::string press = "nothing";
+  std::string opens{};
+  // Virtual time after the scene was set up before it shows.
+  std::chrono::microseconds appearsAfter{0};
+  std::vector<SimControl> children{};
+  friend bool operator==(const SimControl&, const SimControl&) = default;
+};
+
+inline constexpr const char* kSimControlPresses[] = {"nothing", "toggle", "open", "refuse"};
+
 // "close", "minimize", "zoom", "toolbar".
 inline constexpr const char* kSimWindowButtons[] = {"close", "minimize", "zoom", "toolbar"};
 
@@ -73,6 +103,8 @@ struct SimWindow {
   bool resizable = true;
   std::optional<SimScrollBar> verticalScrollBar{};
   std::optional<SimScrollBar> horizontalScrollBar{};
+  // Its content, after the buttons and the scroll area.
+  std::vector<SimControl> controls{};
   friend bool operator==(const SimWindow&, const SimWindow&) = default;
 };
 
@@ -125,6 +157,8 @@ class SimUserInterface {
   bool hasInterface(ProcessId pid) const;
   // The titles of the menu items chosen so far, as paths ("File > Save…").
   std::vector<std::string> chosenMenuItems(ProcessId pid) const;
+  // Virtual time passes for every application: controls due show up.
+  void passTime(std::chrono::microseconds duration);
 
   // The accessibility interface over these trees.
   AXElement applicationElement(ProcessId pid);
@@ -137,7 +171,10 @@ class SimUserInterface {
 
  private:
   using NodeId = std::uint64_t;
-  enum class Kind { application, menuBar, menuBarItem, menu, menuItem, separator, window, button, scrollArea, scrollBar, scrollPart };
+  enum class Kind {
+    application, menuBar, menuBarItem, menu, menuItem, separator, window, button, scrollArea, scrollBar, scrollPart,
+    control,
+  };
   struct Node {
     Kind kind = Kind::application;
     NodeId parent = 0;
@@ -161,6 +198,18 @@ class SimUserInterface {
     // Scroll bars.
     bool vertical = true;
     double value = 0;
+    // Controls (`title`, `subrole` and `enabled` above too). A label named
+    // by a control hangs from it without being one of its children.
+    std::string role;
+    std::string description;
+    std::string placeholder;
+    std::string identifier;
+    NodeId label = 0;
+    std::optional<AXValue> controlValue;
+    bool settable = true;
+    std::string press;
+    std::string opens;
+    std::chrono::microseconds appearsAt{0};  // on the tree's own clock
   };
   struct Tree {
     bool accessible = true;
@@ -170,6 +219,8 @@ class SimUserInterface {
     NodeId menuBar = 0;
     std::vector<NodeId> windows;  // front to back
     std::vector<std::string> chosen;
+    std::chrono::microseconds elapsed{0};  // virtual time since the tree was set up
+    NodeId focusedControl = 0;
   };
 
   Tree& treeLocked(ProcessId pid);
@@ -202,6 +253,13 @@ class SimUserInterface {
   AXError pressButton(Tree& tree, Node& node);
   void closeMenus(Tree& tree, NodeId from);
   void raiseWindow(Tree& tree, NodeId id);
+  // Controls (sim_controls.cpp).
+  NodeId addControl(Tree& tree, NodeId parent, const SimControl& control);
+  SimControl describeControl(const Tree& tree, NodeId id) const;
+  AXResult<AXValue> readControl(ProcessId pid, Tree& tree, NodeId id, Node& node, std::string_view attribute);
+  AXError writeControl(Tree& tree, NodeId id, Node& node, std::string_view attribute, const AXValue& value);
+  AXError pressControl(Tree& tree, NodeId id, Node& node, std::string_view action);
+  std::string describeControlNode(const Tree& tree, const Node& node) const;
   Rect visibleFrameFor(const Rect& frame) const;
   std::string describeValue(const Tree& tree, const AXValue& value) const;
 

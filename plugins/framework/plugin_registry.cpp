@@ -16,6 +16,7 @@
 #include "plugins/flow/pause_plugin.h"
 #include "plugins/framework/orla_plugin.h"
 #include "plugins/input/focus_mode_plugin.h"
+#include "plugins/input/interface_plugin.h"
 #include "plugins/input/key_shortcut_plugin.h"
 #include "plugins/input/menu_plugin.h"
 #include "plugins/input/message_plugin.h"
@@ -63,7 +64,7 @@ constexpr std::array<Row, 31> kTable{{
     {{"FinderWindowShortcut", "FinderWindowPlugin", true}, &make<FinderWindowPlugin>},
     {{"FocusModeAction", "FocusModePlugin", true}, &make<FocusModePlugin>},
     {{"FolderShortcut", "FolderPlugin", true}, &make<FolderPlugin>},
-    {{"InterfaceShortcut", "InterfacePlugin", false}, nullptr},
+    {{"InterfaceShortcut", "InterfacePlugin", true}, &make<InterfacePlugin>},
     {{"JavaScriptAction", "JavaScriptPlugin", true}, &make<JavaScriptPlugin>},
     {{"KeyShortcut", "KeyShortcutPlugin", true}, &make<KeyShortcutPlugin>},
     {{"KeyboardShortcut", "TypeTextPlugin", true}, &make<TypeTextPlugin>},
@@ -92,11 +93,13 @@ struct Need {
   std::array<Capability, 2> capabilities;
   size_t count;
 };
-constexpr std::array<Need, 12> kNeeds{{
+constexpr std::array<Need, 13> kNeeds{{
     {"AppleScriptShortcut", {Capability::appleScript}, 1},
     {"ClipboardShortcut", {Capability::pasteboard}, 1},
     {"FocusModeAction", {Capability::focusModes}, 1},
     {"FolderShortcut", {Capability::popUpMenus}, 1},
+    // Controls are read the way menus are.
+    {"InterfaceShortcut", {Capability::accessibility, Capability::menuBars}, 2},
     {"KeyShortcut", {Capability::keyboardEvents}, 1},
     {"KeyboardShortcut", {Capability::keyboardEvents}, 1},
     {"MenuShortcut", {Capability::accessibility, Capability::menuBars}, 2},

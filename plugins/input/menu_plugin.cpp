@@ -1,11 +1,10 @@
 #include "plugins/input/menu_plugin.h"
 
-#include <filesystem>
-
 #include "models/parameter_readers.h"
 #include "models/text.h"
 #include "models/typing_target_context.h"
 #include "plugins/input/menu_popup.h"
+#include "plugins/input/target_application.h"
 
 namespace orla {
 
@@ -81,23 +80,6 @@ std::vector<PathStep> stepsFromOldestForm(const ActionData& data, std::int64_t c
   return steps;
 }
 
-std::string standardized(std::string_view path) {
-  if (path.empty()) return {};
-  std::string normal = std::filesystem::path(path).lexically_normal().string();
-  while (normal.size() > 1 && normal.back() == '/') normal.pop_back();
-  return normal;
-}
-
-// "/Applications/TextEdit.app" is shown as TextEdit; a bundle identifier or
-// a name as it stands.
-std::string displayNameOf(std::string_view application) {
-  if (application.find('/') == std::string_view::npos) return std::string(application);
-  std::filesystem::path path(standardized(application));
-  std::string name = path.filename().string();
-  if (name.ends_with(".app")) name.resize(name.size() - 4);
-  return name;
-}
-
 }  // namespace
 
 MenuPlugin::MenuPlugin() : MenuPlugin(Platform::current()) {}
@@ -146,37 +128,12 @@ std::optional<std::string> MenuPlugin::settingsProblem(const ActionData& data) {
 std::optional<std::string> MenuPlugin::validate(const ActionData& data) const { return settingsProblem(data); }
 
 MenuPlugin::Target MenuPlugin::findTarget(const ActionData& data) const {
-  Workspace& workspace = platform_->workspace();
-  const ProcessId host = platform_->host().processIdentifier();
-  const std::string hostId = platform_->host().bundleIdentifier();
-  const auto usable = [&](const RunningApplication& app) {
-    return !app.terminated && app.processIdentifier != host;
-  };
-  if (const auto application = readString(data, {"applicationPath", "Application"})) {
-    const std::string path = standardized(platform_->environment().expandTilde(*application));
-    const auto running = workspace.runningApplications();
-    // By location or identifier first; a name as the user sees it last.
-    for (const RunningApplication& app : running)
-      if (usable(app) && ((!app.bundlePath.empty() && standardized(app.bundlePath) == path) ||
-                          (!app.executablePath.empty() && standardized(app.executablePath) == path) ||
-                          app.bundleIdentifier == *application))
-        return {app, std::nullopt};
-    for (const RunningApplication& app : running)
-      if (usable(app) && !app.localizedName.empty() && equalsIgnoringCase(app.localizedName, *application))
-        return {app, std::nullopt};
-    return {std::nullopt, orla::quoted(displayNameOf(*application)) + " is not running. Launch it, then click Test again."};
-  }
-  const auto front = workspace.frontmostApplication();
-  if (!front) return {};
-  const bool hostInFront = front->processIdentifier == host || (!hostId.empty() && front->bundleIdentifier == hostId);
-  if (!hostInFront) return {front, std::nullopt};
-  if (const auto last = TypingTargetContext::lastUserAppBundleID())
-    for (const RunningApplication& app : workspace.runningApplications())
-      if (usable(app) && app.bundleIdentifier == *last) return {app, std::nullopt};
-  return {std::nullopt,
-          "This command works on the menu bar of a specific application and cannot be tested from inside Orla "
-          "alone. Click into the application whose menu you want (for example TextEdit), then come back and "
-          "click Test. Or enter the application in the Application field."};
+  auto found = findTargetApplication(
+      *platform_, data,
+      "This command works on the menu bar of a specific application and cannot be tested from inside Orla "
+      "alone. Click into the application whose menu you want (for example TextEdit), then come back and "
+      "click Test. Or enter the application in the Application field.");
+  return {std::move(found.app), std::move(found.problem)};
 }
 
 std::optional<std::string> MenuPlugin::targetApplicationProblem(const ActionData& data) const {
@@ -184,18 +141,7 @@ std::optional<std::string> MenuPlugin::targetApplicationProblem(const ActionData
 }
 
 void MenuPlugin::bringToFront(const RunningApplication& app) {
-  Workspace& workspace = platform_->workspace();
-  const auto isFront = [&] {
-    const auto front = workspace.frontmostApplication();
-    return front && front->processIdentifier == app.processIdentifier;
-  };
-  if (isFront()) return;
-  workspace.activate(app.processIdentifier, activation_options::ignoringOtherApps);
-  // The menus are worked on even when it does not come forward in time.
-  for (int poll = 0; poll < activationPolls; ++poll) {
-    platform_->clock().sleep(activationPoll);
-    if (isFront()) return;
-  }
+  bringApplicationToFront(*platform_, app, activationPoll, activationPolls);
 }
 
 std::optional<AXElement> MenuPlugin::pick(const std::vector<AXElement>& children, const PathStep& step) const {
@@ -345,8 +291,10 @@ PluginResult MenuPlugin::click(const AXElement& menuBar, const std::vector<PathS
 
 PluginResult MenuPlugin::execute(const ActionData& data) {
   if (auto problem = settingsProblem(data)) return PluginResult::failure(std::move(*problem));
-  if (!platform_->supports(Capability::accessibility) || !platform_->supports(Capability::menuBars))
+  if (!platform_->supports(Capability::accessibility))
     return PluginResult::failure(std::string(kAccessibilityUnavailable));
+  if (!platform_->supports(Capability::menuBars))
+    return PluginResult::failure(std::string(kApplicationInterfaceUnavailable));
   const Target target = findTarget(data);
   if (!target.app)
     return PluginResult::failure(

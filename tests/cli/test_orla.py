@@ -1415,6 +1415,50 @@ class InterfaceTest(OrlaTestCase):
         self.assertIn("AXPress “File > Export > Text” pid=201", self.traced(run, "axAction"))
         self.assertEqual(saved["menuChoices"], [])
 
+    def test_ui_elements_act_wait_and_keep_their_state(self):
+        controls = [
+            {"role": "AXTextField", "label": "Item", "value": "", "identifier": "item"},
+            {"role": "AXCheckBox", "title": "Done", "value": 0, "press": "toggle"},
+            {"role": "AXGroup", "children": [
+                {"role": "AXButton", "title": "Sync", "appearsAfter": 1, "press": "open", "opens": "Synced"}]},
+        ]
+        windows = [dict(self.STATE["applications"][1]["windows"][0], controls=controls)]
+        apps = [self.STATE["applications"][0], dict(self.STATE["applications"][1], windows=windows)]
+        state = dict(self.STATE, applications=apps)
+        run, saved = self.run_one("InterfaceShortcut", {"subAction": "fill", "identifier": "item", "text": "Milk"},
+                                  state=state)
+        self.assertEqual(self.results(run), [result("InterfaceShortcut", "success",
+                                                     message="Set the text of “Item”.")])
+        self.assertEqual(self.traced(run, "axWrite"), ["AXFocused of AXTextField “Item” pid=201 = true",
+                                                       "AXValue of AXTextField “Item” pid=201 = “Milk”"])
+        kept = self.notes(saved)["windows"][0]["controls"]
+        self.assertEqual(kept[0], dict(controls[0], value="Milk"))
+        self.assertEqual(kept[1:], controls[1:])
+        # The state written is the state read: the next run goes on from it.
+        run, saved = self.run_one("InterfaceShortcut", {"subAction": "check", "title": "done"}, state=saved)
+        self.assertEqual(self.results(run), [result("InterfaceShortcut", "success", message="Turned “Done” on.")])
+        self.assertEqual(self.notes(saved)["windows"][0]["controls"][1]["value"], 1)
+        run, saved = self.run_one("InterfaceShortcut", {"title": "Sync", "elementKind": 1}, state=saved)
+        self.assertEqual(self.results(run), [result("InterfaceShortcut", "success", message="Pressed “Sync”.")])
+        self.assertEqual(self.traced(run, "sleep"), ["250ms"] * 4)
+        self.assertEqual([w["title"] for w in self.notes(saved)["windows"]], ["Synced", "Groceries"])
+        self.assertNotIn("appearsAfter", self.notes(saved)["windows"][1]["controls"][2]["children"][0])
+
+    def test_malformed_controls_are_refused(self):
+        cases = [
+            ({"role": "button"}, "“role”"),
+            ({"press": "explode"}, "“press”"),
+            ({"value": {"a": 1}}, "“value”"),
+            ({"appearsAfter": -1}, "“appearsAfter”"),
+            ({"children": {}}, "“children”"),
+        ]
+        for control, fragment in cases:
+            with self.subTest(fragment):
+                windows = [{"title": "W", "controls": [control]}]
+                apps = [dict(self.STATE["applications"][1], windows=windows)]
+                self.assertUsageError(self.sim("run", "InterfaceShortcut", '{"title":"x"}',
+                                               state=dict(self.STATE, applications=apps)), fragment)
+
     def test_windows_tile_on_the_main_screen_and_keep_the_result(self):
         cases = [
             # (data, message, frame of the front window afterwards)

@@ -26,6 +26,18 @@ TEST(LinuxWords, SentencesNamingMacOnlyThingsReadTrueOnLinux) {
       {"Accessibility permission is required for window actions. Enable Orla in System Settings \u2192 Privacy & "
        "Security \u2192 Accessibility.",
        "An X11 display is required for window actions. Run Orla in an X11 desktop session (with DISPLAY set)."},
+      {"Cannot read the menu bar of Mousepad. Allow Orla Pro in System Settings \u2192 Privacy & Security \u2192 "
+       "Accessibility, and make sure Mousepad has a menu bar.",
+       "Cannot read the menu bar of Mousepad. Check that it publishes its interface on the accessibility bus (AT-SPI; "
+       "Qt applications need QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1), and that Mousepad has a menu bar."},
+      {"The menus and controls of other applications cannot be read on this desktop in this build of Orla.",
+       "The accessibility bus (AT-SPI) is not running on this desktop, so Orla cannot read the menus and controls of "
+       "applications. Start it (at-spi-bus-launcher of at-spi2-core), then start the application again; Qt "
+       "applications also need QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1."},
+      {"Accessibility permission is required for UI element actions. Enable Orla Pro in System Settings \u2192 "
+       "Privacy & Security \u2192 Accessibility.",
+       "An X11 display is required for UI element actions. Run Orla Pro in an X11 desktop session (with DISPLAY "
+       "set)."},
       {"No printers are set up. Add one in System Settings \u2192 Printers & Scanners.",
        "No printers are set up. Add one in the printer settings of this computer."},
       {"No folder chosen. Click Browse\u2026 and pick the folder to show in Finder.",

@@ -136,8 +136,10 @@ TEST_F(AtspiMenus, WithoutAnAccessibilityBusMenusAreUnavailable) {
   ASSERT_TRUE(app.app().ready());
   const OrlaRun run = runOrla("MenuShortcut", menuJson("File > Export > PDF"),
                               {{"AT_SPI_BUS_ADDRESS", "unix:path=/nonexistent/bus"}, {"DBUS_SESSION_BUS_ADDRESS", ""}});
-  EXPECT_EQ(run.output, "MenuShortcut: failure: The accessibility interface is not available on this desktop in "
-                        "this build of Orla.");
+  EXPECT_EQ(run.output,
+            "MenuShortcut: failure: The accessibility bus (AT-SPI) is not running on this desktop, so Orla cannot read "
+            "the menus and controls of applications. Start it (at-spi-bus-launcher of at-spi2-core), then start the "
+            "application again; Qt applications also need QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1.");
   EXPECT_LT(run.took, 5s);
 }
 

@@ -72,12 +72,20 @@ GtkApp::GtkApp(const std::string& program, std::vector<std::string> arguments,
                std::map<std::string, std::string> environment) {
   // The toolkit publishes its interface only when nothing tells it not to.
   environment.emplace("NO_AT_BRIDGE", "");
+  const bool publishes = environment["NO_AT_BRIDGE"].empty();
   std::vector<std::string> argv{findProgram(program)};
   argv.insert(argv.end(), arguments.begin(), arguments.end());
   pid_ = spawn(argv, environmentWith(environment));
   if (pid_ <= 0) return;
   // Applications register on the bus after their window shows: poll.
-  ready_ = waitUntilAnswering(pid_, std::chrono::seconds(15));
+  if (publishes) {
+    ready_ = waitUntilAnswering(pid_, std::chrono::seconds(15));
+    return;
+  }
+  AXReader reader(Platform::current()->accessibility());
+  const auto end = SteadyClock::now() + std::chrono::seconds(15);
+  while (!(ready_ = !reader.windows(pid_).empty()) && SteadyClock::now() < end)
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
 }
 
 bool GtkApp::waitUntilAnswering(ProcessId pid, std::chrono::milliseconds wait) {

@@ -7,6 +7,7 @@
 //   pressed Submit                      a button or tool button
 //   text Name=Ada                       the name field changed
 //   opened Report                       the report window came up
+//   vanished                            the field "Vanishing" took the focus and went away
 //   scrolled vertical 100               the text view's scroll bar moved (0 to 100)
 // Its window "Orla GTK Test" holds a menu bar (File, Edit, View; File's
 // "Open Recent" fills only when opened; "Print…" and "Undo" are disabled), a
@@ -178,6 +179,19 @@ GtkWidget* textView() {
   return scrolled;
 }
 
+// The field "Vanishing" goes away as soon as it takes the focus, the way a
+// control a program replaces does: whoever found it finds it gone.
+gboolean vanish(gpointer field) {
+  gtk_widget_destroy(GTK_WIDGET(field));
+  note("vanished");
+  return G_SOURCE_REMOVE;
+}
+
+gboolean onVanishingFocus(GtkWidget* field, GdkEvent*, gpointer) {
+  g_idle_add_full(G_PRIORITY_HIGH, vanish, field, nullptr);
+  return FALSE;
+}
+
 GtkWidget* form() {
   GtkWidget* grid = gtk_grid_new();
   GtkWidget* label = gtk_label_new("Name");
@@ -196,6 +210,10 @@ GtkWidget* form() {
   GtkWidget* report = gtk_button_new_with_label("Open Report");
   g_signal_connect(report, "clicked", G_CALLBACK(onOpenReport), nullptr);
   gtk_grid_attach(GTK_GRID(grid), report, 2, 2, 1, 1);
+  GtkWidget* vanishing = gtk_entry_new();
+  gtk_entry_set_placeholder_text(GTK_ENTRY(vanishing), "Vanishing");
+  g_signal_connect(vanishing, "focus-in-event", G_CALLBACK(onVanishingFocus), nullptr);
+  gtk_grid_attach(GTK_GRID(grid), vanishing, 1, 3, 1, 1);
   return grid;
 }
 
