@@ -411,9 +411,25 @@ class X11EventSource : public EventSource {
     return std::nullopt;
   }
 
+  // Caps Lock would type every letter in the other case (a letter's key
+  // reads its Shift level while the lock is on), so it is lifted for the
+  // text and put back after, as the lock state alone: no Caps Lock key
+  // event reaches a window.
+  Checked<void> typeLocked(const std::u16string& text) {
+    Display* display = connection_->display();
+    XkbStateRec state{};
+    const bool capsLocked = XkbGetState(display, XkbUseCoreKbd, &state) == Success && (state.locked_mods & LockMask);
+    if (!capsLocked) return typeRunsLocked(text);
+    XkbLockModifiers(display, XkbUseCoreKbd, LockMask, 0);
+    auto typed = typeRunsLocked(text);
+    XkbLockModifiers(display, XkbUseCoreKbd, LockMask, LockMask);
+    XFlush(display);
+    return typed;
+  }
+
   // Types the text in runs: as many characters as the spare keycodes can
   // carry at once go on them in one change, then are typed, then the next.
-  Checked<void> typeLocked(const std::u16string& text) {
+  Checked<void> typeRunsLocked(const std::u16string& text) {
     Display* display = connection_->display();
     const bool shiftHeld = heldLocked() & bit(Modifier::shift);
     const ::KeyCode shift = XKeysymToKeycode(display, XK_Shift_L);

@@ -1,5 +1,6 @@
 #include "tests/platform/desktop/desktop_backends.h"
 
+#include <X11/XKBlib.h>
 #include <X11/keysym.h>
 #include <signal.h>
 #include <spawn.h>
@@ -355,6 +356,23 @@ X11DesktopBackend::X11DesktopBackend() : platform(makeNativePlatform()) {
 
 std::unique_ptr<Receiver> X11DesktopBackend::receiver(bool announcesProcess) {
   return std::make_unique<X11Receiver>(announcesProcess);
+}
+
+void X11DesktopBackend::setCapsLock(bool on) {
+  Display* display = XOpenDisplay(nullptr);
+  if (!display) return;
+  XkbLockModifiers(display, XkbUseCoreKbd, LockMask, on ? LockMask : 0);
+  XSync(display, False);
+  XCloseDisplay(display);
+}
+
+bool X11DesktopBackend::capsLockIsOn() {
+  Display* display = XOpenDisplay(nullptr);
+  if (!display) return false;
+  XkbStateRec state{};
+  const bool on = XkbGetState(display, XkbUseCoreKbd, &state) == Success && (state.locked_mods & LockMask);
+  XCloseDisplay(display);
+  return on;
 }
 
 }  // namespace orla::desktop_testing

@@ -109,6 +109,10 @@ struct X11DesktopBackend {
   std::unique_ptr<OtherProgram> otherProgram();
   // orla_test_app, a separate X client, behind a desktop entry.
   std::unique_ptr<TestApplications> applications();
+  // Locks or unlocks Caps Lock on a connection of its own, as the user's
+  // keyboard would; and reads the lock back.
+  static void setCapsLock(bool on);
+  static bool capsLockIsOn();
 
   std::shared_ptr<Platform> platform;
 };

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <type_traits>
 
 #include "models/text.h"
 #include "plugins/input/key_shortcut_plugin.h"
@@ -116,6 +117,29 @@ TYPED_TEST(EventsConformance, TextArrivesUnchangedWhateverTheLayout) {
   std::size_t characters = 0;
   for (unsigned char c : expected) characters += (c & 0xC0) != 0x80;
   EXPECT_EQ(receiver->text(characters), expected);
+}
+
+// With Caps Lock on, text still arrives as written, and the lock is on
+// again afterwards.
+TYPED_TEST(EventsConformance, TextArrivesAsWrittenWithCapsLockOn) {
+  if constexpr (std::is_same_v<TypeParam, SimDesktopBackend>) {
+    GTEST_SKIP() << "the simulated desktop has no lock keys";
+  } else {
+    auto receiver = this->backend->receiver();
+    auto source = this->source();
+    ASSERT_TRUE(source);
+    TypeParam::setCapsLock(true);
+    ASSERT_TRUE(TypeParam::capsLockIsOn());
+    const std::string text = "Hello, World! caps ÉTÉ été";
+    const std::u16string units = toUtf16(text);
+    const bool posted = source->post({0, true, 0, units}) && source->post({0, false, 0, units});
+    const std::string received = receiver->text(26);
+    const bool stillLocked = TypeParam::capsLockIsOn();
+    TypeParam::setCapsLock(false);
+    EXPECT_TRUE(posted);
+    EXPECT_EQ(received, text);
+    EXPECT_TRUE(stillLocked);
+  }
 }
 
 TYPED_TEST(EventsConformance, TheCommandKeyCanBeSuper) {
