@@ -51,14 +51,27 @@ void GLibMainThread::runAsync(Work work) {
 }
 
 // An idle source on the default context runs the queue whenever the main
-// thread iterates it; one that finds the queue empty does nothing.
+// thread iterates it; one that finds the queue empty does nothing. At most
+// one is attached at a time.
 void GLibMainThread::scheduleDrain(const std::shared_ptr<Queue>& queue) {
+  {
+    std::lock_guard lock(queue->mutex);
+    if (queue->drainScheduled) return;
+    queue->drainScheduled = true;
+  }
   GSource* source = g_idle_source_new();
   g_source_set_priority(source, G_PRIORITY_DEFAULT);
   g_source_set_callback(
       source,
       [](gpointer data) -> gboolean {
-        drain(**static_cast<std::shared_ptr<Queue>*>(data));
+        Queue& pending = **static_cast<std::shared_ptr<Queue>*>(data);
+        {
+          // Cleared before draining: work posted from here on gets a source
+          // of its own.
+          std::lock_guard lock(pending.mutex);
+          pending.drainScheduled = false;
+        }
+        drain(pending);
         return G_SOURCE_REMOVE;
       },
       new std::shared_ptr<Queue>(queue), [](gpointer data) { delete static_cast<std::shared_ptr<Queue>*>(data); });

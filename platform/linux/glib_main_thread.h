@@ -46,6 +46,10 @@ class GLibMainThread : public MainThread {
     std::mutex mutex;
     std::deque<Work> work;
     int looping = 0;  // how deep the main thread is in `runWhileWaiting`
+    // An idle source is attached and has not run yet: more work needs no
+    // other one, so posts made while nothing iterates the loop (as in
+    // `orla sequence` between messages) do not pile up sources.
+    bool drainScheduled = false;
   };
   static std::size_t drain(Queue& queue);
   static void scheduleDrain(const std::shared_ptr<Queue>& queue);
