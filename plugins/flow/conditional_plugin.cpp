@@ -78,9 +78,9 @@ bool ConditionalPlugin::hour(std::int64_t hour, std::int64_t start, std::int64_t
   return hour >= start || hour < end;
 }
 
-bool ConditionalPlugin::skipsFollowingAction(std::string_view pluginClass,
+bool ConditionalPlugin::skipsFollowingAction(std::string_view kind,
                                              const PluginResult& result) {
-  if (pluginClass != ConditionalPlugin::pluginClass) return false;
+  if (kind != pluginClass) return false;
   switch (result.kind()) {
     case PluginResult::Kind::conditionResult: return !result.conditionValue();
     case PluginResult::Kind::success: return result.message().ends_with(skipSuffix);

@@ -35,7 +35,7 @@ class ConditionalPlugin : public PluginBase<ConditionalPlugin> {
   // start < end: start <= hour < end. Otherwise the range wraps past
   // midnight (or is empty-to-full): hour >= start or hour < end.
   static bool hour(std::int64_t hour, std::int64_t start, std::int64_t end);
-  static bool skipsFollowingAction(std::string_view pluginClass, const PluginResult& result);
+  static bool skipsFollowingAction(std::string_view kind, const PluginResult& result);
 
   PluginResult execute(const ActionData& data) override;
   std::optional<std::string> validate(const ActionData& data) const override;
