@@ -6,16 +6,12 @@
 #include <string>
 
 #include "platform/posix/posix_services.h"
+#include "platform/linux/glib_handles.h"
 
 namespace orla::linux_desktop {
 
 namespace {
 
-struct GObjectDeleter {
-  void operator()(gpointer object) const { g_object_unref(object); }
-};
-template <class T>
-using GObjectPtr = std::unique_ptr<T, GObjectDeleter>;
 
 constexpr const char* kAttributes =
     G_FILE_ATTRIBUTE_STANDARD_NAME "," G_FILE_ATTRIBUTE_STANDARD_DISPLAY_NAME "," G_FILE_ATTRIBUTE_STANDARD_IS_HIDDEN

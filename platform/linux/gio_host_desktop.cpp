@@ -5,28 +5,11 @@
 #include <memory>
 
 #include "platform/host_desktop.h"
+#include "platform/linux/glib_handles.h"
 
 namespace orla::linux_desktop {
 namespace {
 
-struct GObjectDeleter {
-  void operator()(gpointer object) const { g_object_unref(object); }
-};
-template <class T>
-using GObjectPtr = std::unique_ptr<T, GObjectDeleter>;
-
-class ErrorOut {
- public:
-  GError** operator&() { return &error_; }
-  explicit operator bool() const { return error_ != nullptr; }
-  std::string message() const { return error_ && error_->message ? error_->message : "unknown error"; }
-  ~ErrorOut() {
-    if (error_) g_error_free(error_);
-  }
-
- private:
-  GError* error_ = nullptr;
-};
 
 // A notification server that does not answer within this time is treated
 // as absent, so that a failed run is still logged without delay.
@@ -37,7 +20,7 @@ class GioHostDesktop final : public HostDesktop {
   Checked<void> showNotice(const std::string& summary, const std::string& body) override {
     ErrorOut error;
     GObjectPtr<GDBusConnection> bus(g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, &error));
-    if (!bus) return fail("There is no session bus to show the notice on (" + error.message() + ").");
+    if (!bus) return fail("There is no session bus to show the notice on (" + error.message("unknown error") + ").");
     GVariantBuilder actions, hints;
     g_variant_builder_init(&actions, G_VARIANT_TYPE("as"));
     g_variant_builder_init(&hints, G_VARIANT_TYPE("a{sv}"));
@@ -46,7 +29,7 @@ class GioHostDesktop final : public HostDesktop {
         "org.freedesktop.Notifications", "Notify",
         g_variant_new("(susssasa{sv}i)", "orla", 0u, "", summary.c_str(), body.c_str(), &actions, &hints, -1),
         G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, kNoticeTimeoutMs, nullptr, &error);
-    if (!reply) return fail("The desktop shows no notices (" + error.message() + ").");
+    if (!reply) return fail("The desktop shows no notices (" + error.message("unknown error") + ").");
     g_variant_unref(reply);
     return {};
   }
@@ -60,7 +43,7 @@ class GioHostDesktop final : public HostDesktop {
     GList files{target.get(), nullptr, nullptr};
     ErrorOut error;
     if (!g_app_info_launch(editor.get(), &files, nullptr, &error))
-      return fail(file.string() + " cannot be opened (" + error.message() + ").");
+      return fail(file.string() + " cannot be opened (" + error.message("unknown error") + ").");
     return {};
   }
 
@@ -70,7 +53,7 @@ class GioHostDesktop final : public HostDesktop {
     ErrorOut error;
     const bool opened = g_app_info_launch_default_for_uri(uri, nullptr, &error);
     g_free(uri);
-    if (!opened) return fail(folder.string() + " cannot be shown (" + error.message() + ").");
+    if (!opened) return fail(folder.string() + " cannot be shown (" + error.message("unknown error") + ").");
     return {};
   }
 };

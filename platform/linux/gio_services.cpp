@@ -13,35 +13,12 @@
 #include "models/text.h"
 #include "models/url.h"
 #include "platform/posix/posix_services.h"
+#include "platform/linux/glib_handles.h"
 
 namespace orla::linux_desktop {
 
 namespace {
 
-struct GObjectDeleter {
-  void operator()(gpointer object) const { g_object_unref(object); }
-};
-template <class T>
-using GObjectPtr = std::unique_ptr<T, GObjectDeleter>;
-
-struct GFreeDeleter {
-  void operator()(gpointer memory) const { g_free(memory); }
-};
-using GString = std::unique_ptr<gchar, GFreeDeleter>;
-
-// Collects a GError for the call it is passed to, and frees it after.
-class ErrorOut {
- public:
-  GError** operator&() { return &error_; }
-  explicit operator bool() const { return error_ != nullptr; }
-  std::string message() const { return error_ && error_->message ? error_->message : "Unknown error."; }
-  ~ErrorOut() {
-    if (error_) g_error_free(error_);
-  }
-
- private:
-  GError* error_ = nullptr;
-};
 
 std::string fileName(std::string_view path) {
   const std::string name = std::filesystem::path(path).filename().string();
