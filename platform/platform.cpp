@@ -60,6 +60,30 @@ class UnavailableFocusModes : public FocusModes {
       "Switching Focus modes is not available on this desktop in this build of Orla.";
 };
 
+class UnavailableNetworkVolumes : public NetworkVolumes {
+ public:
+  Checked<std::vector<MountedNetworkVolume>> mounted() override { return fail(std::string(kMessage)); }
+  NetworkMountResult mount(const NetworkMountRequest&) override {
+    return {NetworkMountOutcome::failed, {}, std::string(kMessage)};
+  }
+  bool unmount(const MountedNetworkVolume&, std::chrono::milliseconds) override { return false; }
+
+ private:
+  static constexpr std::string_view kMessage =
+      "Network volumes are not available on this desktop in this build of Orla.";
+};
+
+class UnavailableNetworkLocations : public NetworkLocations {
+ public:
+  Checked<std::vector<std::string>> list() override { return fail(std::string(kMessage)); }
+  Checked<std::optional<std::string>> current() override { return fail(std::string(kMessage)); }
+  Checked<void> activate(std::string_view) override { return fail(std::string(kMessage)); }
+
+ private:
+  static constexpr std::string_view kMessage =
+      "Network locations are not available on this desktop in this build of Orla.";
+};
+
 }  // namespace
 
 Platform::Platform(std::string name, Services services, std::set<Capability> capabilities)
@@ -77,6 +101,14 @@ Platform::Platform(std::string name, Services services, std::set<Capability> cap
   if (!services_.focusModes) {
     services_.focusModes = std::make_unique<UnavailableFocusModes>();
     capabilities_.erase(Capability::focusModes);
+  }
+  if (!services_.networkVolumes) {
+    services_.networkVolumes = std::make_unique<UnavailableNetworkVolumes>();
+    capabilities_.erase(Capability::networkVolumes);
+  }
+  if (!services_.networkLocations) {
+    services_.networkLocations = std::make_unique<UnavailableNetworkLocations>();
+    capabilities_.erase(Capability::networkLocations);
   }
 }
 

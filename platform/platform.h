@@ -23,6 +23,7 @@
 #include "platform/javascript.h"
 #include "platform/keychain.h"
 #include "platform/main_thread.h"
+#include "platform/network.h"
 #include "platform/notifications.h"
 #include "platform/pasteboard.h"
 #include "platform/popup_menus.h"
@@ -75,6 +76,10 @@ enum class Capability {
   speech,
   // Switching do not disturb and the other Focus modes.
   focusModes,
+  // Mounting and unmounting server shares.
+  networkVolumes,
+  // Switching between network locations.
+  networkLocations,
 };
 
 class Platform {
@@ -114,6 +119,8 @@ class Platform {
     std::unique_ptr<JavaScriptRunner> javaScript;
     std::unique_ptr<SpeechSynthesizer> speech;
     std::unique_ptr<FocusModes> focusModes;
+    std::unique_ptr<NetworkVolumes> networkVolumes;
+    std::unique_ptr<NetworkLocations> networkLocations;
   };
 
   Platform(std::string name, Services services, std::set<Capability> capabilities);
@@ -153,6 +160,8 @@ class Platform {
   JavaScriptRunner& javaScript() const { return *services_.javaScript; }
   SpeechSynthesizer& speech() const { return *services_.speech; }
   FocusModes& focusModes() const { return *services_.focusModes; }
+  NetworkVolumes& networkVolumes() const { return *services_.networkVolumes; }
+  NetworkLocations& networkLocations() const { return *services_.networkLocations; }
 
   // The process default: the native desktop unless a host or a test put
   // another platform in its place.

@@ -109,6 +109,11 @@ std::unique_ptr<PopupMenus> makeGtkPopupMenus(GLibMainThread& mainThread) {
   return std::make_unique<GtkPopupMenus>(mainThread);
 }
 
+GMountOperation* newGtkMountOperation() {
+  GtkUi* ui = loadedUi();
+  return ui ? static_cast<GMountOperation*>(ui->newMountOperation()) : nullptr;
+}
+
 bool gtkLoaded() {
   std::lock_guard lock(gMutex);
   return gUi != nullptr;

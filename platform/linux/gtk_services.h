@@ -3,6 +3,8 @@
 // missing) they answer their "not available" sentences.
 #pragma once
 
+#include <gio/gio.h>
+
 #include <memory>
 
 #include "platform/alerts.h"
@@ -17,5 +19,10 @@ std::unique_ptr<PopupMenus> makeGtkPopupMenus(GLibMainThread& mainThread);
 // Whether GTK has been loaded into this process (for the memory figures and
 // the tests that check it is loaded only when needed).
 bool gtkLoaded();
+
+// The desktop's own mount dialogs (a GtkMountOperation, owned by the
+// caller), or null where GTK cannot start. Main thread only: the dialogs
+// are served by the default main context.
+GMountOperation* newGtkMountOperation();
 
 }  // namespace orla::linux_desktop

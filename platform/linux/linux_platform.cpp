@@ -21,6 +21,7 @@
 #include "platform/linux/desktop_settings.h"
 #include "platform/linux/espeak_speech.h"
 #include "platform/linux/gio_files.h"
+#include "platform/linux/gio_network_volumes.h"
 #include "platform/linux/gio_services.h"
 #include "platform/linux/gsettings_focus.h"
 #include "platform/linux/glib_main_thread.h"
@@ -405,6 +406,14 @@ std::shared_ptr<Platform> makeNativePlatform() {
     services.focusModes = linux_desktop::makeGSettingsFocusModes();
     capabilities.insert(Capability::focusModes);
   }
+  // GVfs mounts on the session bus and NetworkManager on the system bus,
+  // each reached when asked: without them the action says so.
+  if (linux_desktop::hasSessionBus()) {
+    services.networkVolumes = linux_desktop::makeGioNetworkVolumes(glibMainThread);
+    capabilities.insert(Capability::networkVolumes);
+  }
+  services.networkLocations = linux_desktop::makeNetworkManagerLocations();
+  capabilities.insert(Capability::networkLocations);
   // The login manager, the screen saver and GIO, each found when asked.
   services.sessionControl = linux_desktop::makeLinuxSessionControl();
   capabilities.insert(Capability::sessionControl);

@@ -29,6 +29,7 @@
 #include "platform/sim/sim_documents.h"
 #include "platform/sim/sim_finder.h"
 #include "platform/sim/sim_focus.h"
+#include "platform/sim/sim_network.h"
 #include "platform/sim/sim_keychain.h"
 #include "platform/sim/sim_programs.h"
 #include "platform/sim/sim_settings.h"
@@ -271,6 +272,9 @@ class SimDesktop {
   const SimSpeech& speech() const { return speech_; }
   SimFocus& focus() { return focus_; }
   const SimFocus& focus() const { return focus_; }
+  // Servers, mounted network volumes and network locations.
+  SimNetwork& network() { return network_; }
+  const SimNetwork& network() const { return network_; }
 
   // The next JavaScript run ends this way (a time-out or the memory
   // ceiling) without waiting for it; every later run is real again.
@@ -349,6 +353,7 @@ class SimDesktop {
   SimSounds sounds_;
   SimSpeech speech_;
   SimFocus focus_;
+  SimNetwork network_;
   SimUserInterface ui_;
   SimDocuments documents_;
   SimFinder finder_;

@@ -309,6 +309,8 @@ std::shared_ptr<Platform> makeSimPlatform(std::shared_ptr<SimDesktop> desktop) {
   services.javaScript = makeSimJavaScript(desktop);
   services.speech = makeSimSpeech(desktop);
   services.focusModes = makeSimFocusModes(desktop);
+  services.networkVolumes = makeSimNetworkVolumes(desktop);
+  services.networkLocations = makeSimNetworkLocations(desktop);
   return std::make_shared<Platform>(
       "sim", std::move(services),
       std::set<Capability>{Capability::pasteboard, Capability::workspace, Capability::accessibility,
@@ -318,7 +320,8 @@ std::shared_ptr<Platform> makeSimPlatform(std::shared_ptr<SimDesktop> desktop) {
                            Capability::mouseEvents, Capability::displays, Capability::trash,
                            Capability::recentDocuments, Capability::printers, Capability::menuBars,
                            Capability::settingsPanes, Capability::javaScript, Capability::speech,
-                           Capability::focusModes});
+                           Capability::focusModes, Capability::networkVolumes,
+                           Capability::networkLocations});
 }
 
 }  // namespace orla::sim

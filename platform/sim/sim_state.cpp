@@ -436,6 +436,7 @@ Checked<void> loadState(SimDesktop& desktop, const json& state) {
   ORLA_TRY(loadSoundsState(desktop.sounds(), state));
   ORLA_TRY(loadSpeechState(desktop.speech(), state));
   ORLA_TRY(loadFocusState(desktop.focus(), state));
+  ORLA_TRY(loadNetworkState(desktop.network(), state));
   ORLA_TRY(loadUserInterfaceState(desktop.ui(), state));
   ORLA_TRY(loadDocumentsState(desktop.documents(), state));
   ORLA_TRY(loadFinderState(desktop.finder(), state));
@@ -545,6 +546,7 @@ json saveState(const SimDesktop& desktop) {
   saveSoundsState(desktop.sounds(), state);
   saveSpeechState(desktop.speech(), state);
   saveFocusState(desktop.focus(), state);
+  saveNetworkState(desktop.network(), state);
   saveUserInterfaceState(desktop.ui(), state);
   saveDocumentsState(desktop.documents(), state);
   saveFinderState(desktop.finder(), state);

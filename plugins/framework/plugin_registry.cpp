@@ -9,6 +9,7 @@
 #include "plugins/apps/file_operation_plugin.h"
 #include "plugins/apps/finder_window_plugin.h"
 #include "plugins/apps/folder_plugin.h"
+#include "plugins/apps/network_plugin.h"
 #include "plugins/apps/preference_plugin.h"
 #include "plugins/apps/print_plugin.h"
 #include "plugins/apps/url_plugin.h"
@@ -71,7 +72,7 @@ constexpr std::array<Row, 31> kTable{{
     {{"MenuShortcut", "MenuPlugin", true}, &make<MenuPlugin>},
     {{"MessageShortcut", "MessagePlugin", true}, &make<MessagePlugin>},
     {{"MouseShortcut", "MousePlugin", true}, &make<MousePlugin>},
-    {{"NetworkShortcut", "NetworkPlugin", false}, nullptr},
+    {{"NetworkShortcut", "NetworkPlugin", true}, &make<NetworkPlugin>},
     {{"OrlaShortcut", "OrlaPlugin", true}, &make<OrlaPlugin>},
     {{"PauseShortcut", "PausePlugin", true}, &make<PausePlugin>},
     {{"PreferenceShortcut", "PreferencePlugin", true}, &make<PreferencePlugin>},

@@ -229,7 +229,8 @@ class ListTest(OrlaTestCase):
             self.assertTrue(simulated[kind], kind)
         for kind in ("SpeechAction", "FocusModeAction"):
             self.assertTrue(simulated[kind], kind)
-        self.assertFalse(simulated["NetworkShortcut"], "not in this build")
+        # The simulated desktop has servers and network locations.
+        self.assertTrue(simulated["NetworkShortcut"])
         if sys.platform.startswith("linux"):
             native = available()
             # No AppleScript and no Shortcuts app on Linux, whatever the display.
@@ -247,7 +248,7 @@ class ListTest(OrlaTestCase):
             self.assertEqual(native["FocusModeAction"], "show-banners" in schema.stdout.split())
         run = self.orla("--sim", "list")
         self.assertIn("available", run.stdout)
-        self.assertRegex(run.stdout, r"NetworkShortcut +NetworkPlugin +not in this build")
+        self.assertRegex(run.stdout, r"NetworkShortcut +NetworkPlugin +available")
         if sys.platform.startswith("linux"):
             self.assertRegex(self.orla("list").stdout,
                              r"AppleScriptShortcut +AppleScriptPlugin +not on this desktop")

@@ -19,6 +19,7 @@
 #include "models/json_codable.h"
 #include "models/text.h"
 #include "platform/sim/sim_state.h"
+#include "plugins/scripts/network_credential_store.h"
 #include "tools/orla/daemon_main.h"
 #include "tools/orla/host_runner.h"
 #include "tools/orla/state_file.h"
@@ -185,6 +186,9 @@ int realMain(int argc, char** argv) {
       desktop->setRecording(options.trace);
       platform = sim::makeSimPlatform(desktop);
       Platform::setCurrent(platform);
+      // Mount passwords of a simulated run stay in memory: the simulated
+      // keychain is written out with the state, and a password never is.
+      NetworkCredentialStore::setBackend(std::make_shared<InMemorySecretBackend>());
     } else {
       platform = Platform::current();
     }

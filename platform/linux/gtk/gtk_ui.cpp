@@ -246,6 +246,8 @@ GtkWidget* levelMenu(std::span<const MenuItem> items, std::size_t offset, const 
 
 class GtkUiImpl : public GtkUi {
  public:
+  void* newMountOperation() override { return gtk_mount_operation_new(nullptr); }
+
   Checked<int> runAlert(const Alert& alert, MainLoop& loop) override {
     Display* display = xDisplay();
     const Window previous = activeWindow(display);

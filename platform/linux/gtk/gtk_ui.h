@@ -34,6 +34,10 @@ class GtkUi {
   // when it was dismissed. Without `nested`, submenus are left out.
   virtual Checked<std::optional<MenuItemPath>> popUpMenu(std::span<const MenuItem> items, bool nested,
                                                          MainLoop& loop) = 0;
+  // A new GtkMountOperation (as a GMountOperation*, owned by the caller):
+  // the desktop's own password and question dialogs for a mount, shown
+  // while the caller runs the default main context.
+  virtual void* newMountOperation() = 0;
 };
 
 }  // namespace orla::linux_desktop
