@@ -51,7 +51,18 @@ struct Parts {
 std::optional<Parts> split(std::string_view text) {
   if (text.empty() || text.size() > kServerAddressLimit || text.find('\0') != std::string_view::npos)
     return std::nullopt;
-  const std::string copy(text);
+  // Letters outside ASCII (a share named "Büro", a password) are taken as
+  // their percent-encoded UTF-8, as a browser's address bar does.
+  std::string copy;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x80) {
+      copy += c;
+      continue;
+    }
+    static constexpr char kHex[] = "0123456789ABCDEF";
+    copy += {'%', kHex[byte >> 4], kHex[byte & 15]};
+  }
   std::unique_ptr<UriUriA, UriDeleter> uri(new UriUriA{});
   const char* errorAt = nullptr;
   if (uriParseSingleUriExA(uri.get(), copy.data(), copy.data() + copy.size(), &errorAt) != URI_SUCCESS)

@@ -83,8 +83,8 @@ class Services:
             self.why_not_sftp = self.start_sftp()
 
     def spawn(self, args, log, env=None):
-        process = subprocess.Popen(args, stdout=open(self.dir / log, "w"), stderr=subprocess.STDOUT,
-                                   stdin=subprocess.DEVNULL, env=env)
+        with open(self.dir / log, "w") as out:
+            process = subprocess.Popen(args, stdout=out, stderr=subprocess.STDOUT, stdin=subprocess.DEVNULL, env=env)
         self.processes.append(process)
         return process
 
@@ -182,6 +182,12 @@ def tearDownModule():
 
 
 class NetworkTestCase(OrlaTestCase):
+    def skipTest(self, reason):
+        # CI installs every service these tests use: a skip there is a fault.
+        if os.environ.get("CI"):
+            self.fail("cannot run on CI: " + reason)
+        super().skipTest(reason)
+
     def run_orla(self, *args, timeout=30):
         started = time.monotonic()
         completed = subprocess.run([str(test_orla.ORLA), *map(str, args)], capture_output=True, text=True,
@@ -349,11 +355,13 @@ import sys, dbus
 bus = dbus.bus.BusConnection(sys.argv[1])
 nm = bus.get_object("org.freedesktop.NetworkManager", "/org/freedesktop/NetworkManager")
 mock = dbus.Interface(nm, "org.freedesktop.DBus.Mock")
+settings = dbus.Interface(bus.get_object("org.freedesktop.NetworkManager", "/org/freedesktop/NetworkManager/Settings"),
+                          "org.freedesktop.NetworkManager.Settings")
 device = mock.AddEthernetDevice("mock_Ethernet1", "eth0", 100)
 paths = {}
 for name, kind in [("Automatic", "802-3-ethernet"), ("lo", "loopback"), ("Home", "802-3-ethernet"),
                    ("br0", "bridge"), ("Office", "802-3-ethernet")]:
-    paths[name] = mock.SettingsAddConnection(dbus.Dictionary({"connection": dbus.Dictionary(
+    paths[name] = settings.AddConnection(dbus.Dictionary({"connection": dbus.Dictionary(
         {"id": name, "type": kind, "uuid": "00000000-0000-4000-8000-00000000000" + str(len(paths))},
         signature="sv")}, signature="sa{sv}"))
 mock.AddActiveConnection([device], paths["Automatic"], "/", "Automatic", dbus.UInt32(2))
@@ -386,13 +394,12 @@ class NetworkManagerTest(NetworkTestCase):
                                 stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         self.addCleanup(lambda: (mock.kill(), mock.wait()))
         self.assertTrue(wait_for("the stand-in", lambda: self.log.exists() or mock.poll() is not None))
-        setup = None
-        for _ in range(100):
-            setup = subprocess.run([SYSTEM_PYTHON, "-c", MOCK_SETUP, self.bus], capture_output=True, text=True,
-                                   timeout=20)
-            if setup.returncode == 0:
-                break
-            time.sleep(0.1)
+        self.assertTrue(wait_for("the stand-in's name", lambda: subprocess.run(
+            ["gdbus", "call", "--address", self.bus, "--dest", "org.freedesktop.DBus", "--object-path",
+             "/org/freedesktop/DBus", "--method", "org.freedesktop.DBus.NameHasOwner",
+             "org.freedesktop.NetworkManager"], capture_output=True, text=True, timeout=20).stdout.strip() == "(true,)"))
+        setup = subprocess.run([SYSTEM_PYTHON, "-c", MOCK_SETUP, self.bus], capture_output=True, text=True,
+                               timeout=20)
         self.assertEqual(setup.returncode, 0, setup.stderr)
         self.home = setup.stdout.strip()
 
@@ -414,9 +421,6 @@ class NetworkManagerTest(NetworkTestCase):
         self.assertIn("ActivateConnection", self.log.read_text())
 
     def test_without_networkmanager_the_action_says_so(self):
-        run = self.run_orla("--json", "run", "NetworkShortcut", json.dumps({"actionType": 3, "location": "Home"}))
-        # This one talks to the stand-in; a bus without it is tried below.
-        self.assertEqual(run.lines[0]["result"], "failure")
         env = {**SERVICES.env, "DBUS_SYSTEM_BUS_ADDRESS": "unix:path=" + str(self.tmp / "no-bus")}
         completed = subprocess.run([str(test_orla.ORLA), "--json", "run", "NetworkShortcut",
                                     json.dumps({"actionType": 4})], capture_output=True, text=True, env=env,
