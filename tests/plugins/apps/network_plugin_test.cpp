@@ -254,6 +254,13 @@ TEST_F(NetworkTest, ASecondMountOfTheSameVolumeAsksNothing) {
   EXPECT_EQ(plugin.execute({{"serverURL", "sftp://ada@host:2222/srv/"}, {"openAfterMount", true}}),
             PluginResult::success("\u201csrv\u201d is already mounted at " + folder + "."));
   EXPECT_EQ(desktop->trace("reveal").size(), 2u);
+  // A server mounted whole holds every address on it.
+  volumes({{"sftp://host:2222", folder + "/", false}});
+  EXPECT_EQ(plugin.execute({{"serverURL", "sftp://host:2222/home/My%20Files/"}}),
+            PluginResult::success("\u201cMy Files\u201d is already mounted at " + folder + "/home/My Files."));
+  EXPECT_EQ(plugin.execute({{"subAction", "unmount"}, {"url", "sftp://host:2222/home"}}),
+            PluginResult::success("Unmounted \u201chome\u201d."));
+  EXPECT_EQ(networkTrace().back(), "unmount " + folder + "/");
 }
 
 TEST_F(NetworkTest, AServerThatNeverAnswersIsGivenUpAfterSixtySeconds) {
