@@ -271,6 +271,7 @@ bool GioNetworkVolumes::unmount(const MountedNetworkVolume& volume, std::chrono:
   PrivateContext context;
   struct Run {
     bool done = false;
+    bool unmounted = false;
   };
   auto* state = new Run;
   GObjectPtr<GMount> target;
@@ -296,8 +297,9 @@ bool GioNetworkVolumes::unmount(const MountedNetworkVolume& volume, std::chrono:
       target.get(), G_MOUNT_UNMOUNT_NONE, op.get(), cancellable.get(),
       [](GObject* source, GAsyncResult* result, gpointer data) {
         ErrorOut error;
-        (void)g_mount_unmount_with_operation_finish(G_MOUNT(source), result, &error);
-        static_cast<Run*>(data)->done = true;
+        auto* run = static_cast<Run*>(data);
+        run->unmounted = g_mount_unmount_with_operation_finish(G_MOUNT(source), result, &error);
+        run->done = true;
       },
       state);
   iterateUntil(context.get(), [&] { return state->done; }, Clock::now() + deadline);
@@ -306,9 +308,12 @@ bool GioNetworkVolumes::unmount(const MountedNetworkVolume& volume, std::chrono:
     iterateUntil(context.get(), [&] { return state->done; }, Clock::now() + std::chrono::seconds(2));
   }
   const bool late = !state->done;
+  const bool unmounted = !late && state->unmounted;
   if (!late) delete state;
   target.reset();
-  // Whatever the answer, the volume is unmounted when it is no longer listed.
+  if (unmounted) return true;
+  // A refusal or a time-out may still have taken the volume away: it is
+  // unmounted when it is no longer listed.
   for (const Listed& listed : listMounts())
     if (listed.volume.address == volume.address && listed.volume.mountPath == volume.mountPath) return false;
   return true;
