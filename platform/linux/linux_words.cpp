@@ -9,7 +9,7 @@ namespace {
 // display to reach: where macOS sends the user to the Accessibility
 // settings, the sentence says what is missing here. The longer phrases
 // come first.
-constexpr std::array<PhraseReplacement, 22> kLinuxWords{{
+constexpr std::array<PhraseReplacement, 23> kLinuxWords{{
     // Folders need no permission of their own here: their permissions are all.
     {" (on macOS allow Orla Pro in System Settings \u2192 Privacy & Security \u2192 Files and Folders)", ""},
     // Menus and controls are read over the accessibility bus, which a
@@ -35,6 +35,8 @@ constexpr std::array<PhraseReplacement, 22> kLinuxWords{{
     {"System Settings \u2192 Printers & Scanners", "the printer settings of this computer"},
     // Network locations are NetworkManager's connection profiles.
     {"System Settings \u2192 Network", "the network settings (NetworkManager)"},
+    // Passwords live in the Secret Service's keyring.
+    {"in the keychain", "in the keyring"},
     // Focus is the desktop's do-not-disturb switch among its notification
     // settings, kept by its settings store.
     {"Open Control Center once so that Focus appears there",

@@ -16,6 +16,13 @@ TEST(LinuxWords, SentencesNamingMacOnlyThingsReadTrueOnLinux) {
     const char* macOS;
     const char* linux;
   } cases[] = {
+      {"The system refused to switch to \u201cHome\u201d. Switch it in System Settings \u2192 Network, then try again.",
+       "The system refused to switch to \u201cHome\u201d. Switch it in the network settings (NetworkManager), then try "
+       "again."},
+      {"\u201cPublic\u201d needs a password. Type it into the action once (Orla keeps it in the keychain), or turn on "
+       "\u201cAsk for password\u201d.",
+       "\u201cPublic\u201d needs a password. Type it into the action once (Orla keeps it in the keyring), or turn on "
+       "\u201cAsk for password\u201d."},
       {"No application on this Mac can open ftp: addresses. Check the URL, or choose the application to open it with.",
        "No application on this computer can open ftp: addresses. Check the URL, or choose the application to open it "
        "with."},
