@@ -256,6 +256,12 @@ NetworkMountResult GioNetworkVolumes::run(const NetworkMountRequest& request, co
   NetworkMountResult result;
   result.outcome = late ? NetworkMountOutcome::timedOut : outcomeOf(*state, dialog);
   result.systemText = state->message;
+  // GVfs words a refused question as a cancelled dialog, which the user
+  // never saw.
+  if (state->questionRefused && result.outcome == NetworkMountOutcome::failed)
+    result.systemText =
+        "the server asked a question only you can answer (such as whether to trust its key); connect to it once "
+        "in the file manager";
   if (result.outcome == NetworkMountOutcome::mounted) {
     GString path(g_file_get_path(file.get()));
     result.mountPath = path ? path.get() : address.display();
