@@ -293,7 +293,13 @@ Checked<std::string> LinuxSessionControl::ejectRemovableDisks() {
 
 // Deletes a file or a folder with everything in it, through GIO.
 bool deleteTree(GFile* file, std::string& failure) {
-  if (g_file_query_file_type(file, G_FILE_QUERY_INFO_NOFOLLOW_SYMLINKS, nullptr) == G_FILE_TYPE_DIRECTORY) {
+  GError* error = nullptr;
+  // GVfs's trash deletes a folder in it whole, and forbids touching what is
+  // inside; a folder elsewhere is emptied first.
+  if (g_file_delete(file, nullptr, &error)) return true;
+  if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_NOT_EMPTY) &&
+      g_file_query_file_type(file, G_FILE_QUERY_INFO_NOFOLLOW_SYMLINKS, nullptr) == G_FILE_TYPE_DIRECTORY) {
+    g_clear_error(&error);
     if (GFileEnumerator* children = g_file_enumerate_children(file, G_FILE_ATTRIBUTE_STANDARD_NAME,
                                                               G_FILE_QUERY_INFO_NOFOLLOW_SYMLINKS, nullptr, nullptr)) {
       GFileInfo* info = nullptr;
@@ -302,9 +308,8 @@ bool deleteTree(GFile* file, std::string& failure) {
         if (!deleteTree(child, failure)) break;
       g_object_unref(children);
     }
+    if (g_file_delete(file, nullptr, &error)) return true;
   }
-  GError* error = nullptr;
-  if (g_file_delete(file, nullptr, &error)) return true;
   if (failure.empty()) {
     gchar* name = g_file_get_parse_name(file);
     failure = std::string(name) + " (" + reasonOf(error) + ")";
