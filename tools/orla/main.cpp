@@ -178,6 +178,10 @@ int realMain(int argc, char** argv) {
       desktop->setRecording(options.trace);
       platform = sim::makeSimPlatform(desktop);
       Platform::setCurrent(platform);
+    } else if (validate->parsed()) {
+      // Checking connects to nothing: no window system, no session bus.
+      platform = makeNativeCheckingPlatform();
+      Platform::setCurrent(platform);
     } else {
       platform = Platform::current();
     }
