@@ -356,10 +356,10 @@ bool hasSoundServer() {
 namespace {
 
 // `connect`: whether to reach the window system, the accessibility bus and
-// the session's daemons. Without, the platform is the one for checking
-// actions, which touches no system service: it costs no connection at the
-// start of `orla validate`, and its desktop services say they are not
-// available.
+// the desktop's settings at the start. Without, the platform is the one for
+// checking actions: it costs no connection at the start of `orla
+// validate`, its desktop services say they are not available, and the
+// keyring (which an action's check may ask for its key) connects when asked.
 std::shared_ptr<Platform> makeLinuxPlatform(bool connect) {
   Platform::Services services;
   services.clock = std::make_unique<posix::PosixClock>();
@@ -415,7 +415,9 @@ std::shared_ptr<Platform> makeLinuxPlatform(bool connect) {
   // The login manager, the screen saver and GIO, each found when asked.
   services.sessionControl = linux_desktop::makeLinuxSessionControl();
   capabilities.insert(Capability::sessionControl);
-  if (connect && linux_desktop::hasSessionBus()) {
+  // Kept for checking too: an action checks that its key is in the keyring,
+  // and the keyring connects only when first asked.
+  if (linux_desktop::hasSessionBus()) {
     services.keychain = linux_desktop::makeSecretServiceKeychain();
     capabilities.insert(Capability::keychain);
   }
