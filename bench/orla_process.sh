@@ -1,7 +1,10 @@
 #!/usr/bin/env bash
-# Times `orla validate` as a whole process (start-up, argument parsing, JSON,
-# registry, validation, output, exit), side by side with /bin/true as the
-# floor of starting any process on this machine.
+# Times `orla list`, `orla validate` and `orla run CommandShortcut` of `true`
+# as whole processes (start-up, argument parsing, JSON, registry, the action,
+# output, exit), side by side with /bin/true as the floor of starting any
+# process on this machine, and with `zsh -c true` and `sh -c true`, the
+# shells' own way of running `true`. Run it on the desktop (DISPLAY set) to
+# count the connections a run makes there; the load average is printed.
 #
 # Usage: bench/orla_process.sh [path/to/orla]
 #        (default: build/release/tools/orla/orla)
@@ -22,13 +25,18 @@ trap 'rm -f "$export_file"' EXIT
 # counted; hyperfine splits the command lines below the way a shell would.
 hyperfine -N --warmup 20 --runs 300 --style basic --export-json "$export_file" \
   -n 'true (floor)' '/bin/true' \
+  -n 'orla list' "$orla list" \
   -n 'orla validate OrlaShortcut' "$orla validate OrlaShortcut '{}'" \
+  -n 'orla run CommandShortcut true' "$orla run CommandShortcut '{\"command\":\"true\"}'" \
+  -n 'zsh -c true' "zsh -c true" \
+  -n 'sh -c true' "sh -c true" \
   -n 'orla --sim validate ConditionalAction (regex)' \
      "$orla --sim validate ConditionalAction '{\"conditionType\":1,\"pattern\":\"a+b\"}'"
 
 # A process of a millisecond or two is easily delayed by anything else the
 # machine is doing, so the median and minimum are printed beside the mean.
 echo
+echo "Load average: $(cut -d' ' -f1-3 /proc/loadavg)"
 echo "Means:"
 python3 - "$export_file" <<'PY'
 import json, sys

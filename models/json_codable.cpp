@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <limits>
+#include <optional>
+#include <variant>
+#include <vector>
 #include <string>
 #include <nlohmann/json.hpp>
 
@@ -131,17 +134,172 @@ Checked<nlohmann::json> parseJsonText(std::string_view text) {
   }
 }
 
-Checked<ActionData> actionDataFromJsonText(std::string_view text) {
-  if (auto deep = jsonNestingProblem(text, "PARAMS")) return fail(std::move(*deep));
-  auto parsed = parseJsonText(text);
-  if (!parsed) return fail("PARAMS is not valid JSON " + parsed.error() + ".");
-  const nlohmann::json& json = *parsed;
-  if (!json.is_object()) return fail("PARAMS must be a JSON object.");
-  auto value = anyFromJson(json);
-  if (!value) return fail(value.error());
-  if (const auto* dict = value->asDictionary()) return *dict;
-  // A lone {"$data": ...} object decodes to bytes, which is not a dictionary.
-  return fail("PARAMS must be a JSON object of parameters.");
+namespace {
+
+// Builds the parameter values straight from the parser's events, with no
+// JSON document between: each text moves from the parser's buffer into its
+// value, so a large text is held twice at most while it is read (the input
+// and the value), not five times. The sentences are those of the document
+// path above, which shortcut files still take.
+class ActionDataBuilder final : public nlohmann::json_sax<nlohmann::json> {
+ public:
+  explicit ActionDataBuilder(const JsonFileReader* readFile) : readFile_(readFile) {}
+
+  bool null() override { return add(AnyCodable(Null{})); }
+  bool boolean(bool value) override { return add(AnyCodable(value)); }
+  bool number_integer(number_integer_t value) override { return add(AnyCodable(std::int64_t{value})); }
+  bool number_unsigned(number_unsigned_t value) override {
+    if (value <= static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max()))
+      return add(AnyCodable(static_cast<std::int64_t>(value)));
+    return add(AnyCodable(static_cast<double>(value)));
+  }
+  bool number_float(number_float_t value, const string_t&) override { return add(AnyCodable(value)); }
+  bool string(string_t& value) override {
+    // The system cuts a text at its NUL, so a command, a path or a condition
+    // would be acted on as a shorter one than was written ("echo a\0; rm …"
+    // would run "echo a"). Under "$data" and "$file" the object's own check
+    // speaks first, as the value is not a text there.
+    if (!stack_.empty() && value.find('\0') != std::string::npos) {
+      const std::string& key = currentKey();
+      if (stack_.back().isObject && (key == "$data" || key == "$file"))
+        stack_.back().nulUnder = key;
+      else
+        return problem(nulSentence(key));
+    }
+    return add(AnyCodable(std::move(value)));
+  }
+  bool binary(binary_t&) override { return problem("That JSON value cannot be used as a parameter."); }
+  bool start_object(std::size_t) override { return open(true); }
+  bool key(string_t& name) override {
+    if (name.find('\0') != std::string::npos)
+      return problem("A parameter name holds a NUL character, which cannot be passed on.");
+    stack_.back().key = std::move(name);
+    return true;
+  }
+  bool end_object() override {
+    Frame frame = std::move(stack_.back());
+    stack_.pop_back();
+    // Alone, a "$data" or "$file" object is a value, not parameters.
+    if (stack_.empty()) rootIsValueObject_ = true;
+    auto& entries = frame.entries;
+    if (entries.size() == 1 && entries.begin()->first == "$data") return addData(entries.begin()->second);
+    if (entries.size() == 1 && entries.begin()->first == "$file" && readFile_)
+      return addFile(entries.begin()->second);
+    if (!frame.nulUnder.empty()) return problem(nulSentence(frame.nulUnder));
+    if (stack_.empty()) {
+      root_ = std::move(entries);
+      return true;
+    }
+    return add(AnyCodable(std::move(entries)));
+  }
+  bool start_array(std::size_t) override { return open(false); }
+  bool end_array() override {
+    AnyArray items = std::move(stack_.back().items);
+    stack_.pop_back();
+    return add(AnyCodable(std::move(items)));
+  }
+  bool parse_error(std::size_t position, const std::string&, const nlohmann::json::exception& error) override {
+    // 406: valid JSON all the same, but a number past what a double holds
+    // (1e400).
+    if (error.id == 406) syntax_ = "with a number too large to hold";
+    else syntaxAt_ = position;
+    return false;
+  }
+
+  // The sentence of the first problem, or the dictionary.
+  Checked<ActionData> finish(std::string_view text) {
+    if (syntaxAt_) return fail("PARAMS is not valid JSON at " + textPosition(text, *syntaxAt_) + ".");
+    if (!syntax_.empty()) return fail("PARAMS is not valid JSON " + syntax_ + ".");
+    if (problem_) return fail(std::move(*problem_));
+    if (root_) return std::move(*root_);
+    if (rootIsValueObject_) return fail("PARAMS must be a JSON object of parameters.");
+    return fail("PARAMS must be a JSON object.");
+  }
+
+ private:
+  struct Frame {
+    bool isObject = false;
+    AnyArray items;
+    AnyDictionary entries;
+    std::string key;       // of the value an object reads next
+    std::string name;      // the parameter an array's texts belong to
+    std::string nulUnder;  // "$data" or "$file" when its text held a NUL
+  };
+
+  // The parameter a value belongs to, for the sentences: the key it is read
+  // under, or, in an array, the key of the array.
+  const std::string& currentKey() const {
+    static const std::string none;
+    if (stack_.empty()) return none;
+    return stack_.back().isObject ? stack_.back().key : stack_.back().name;
+  }
+
+  static std::string nulSentence(const std::string& key) {
+    return (key.empty() ? std::string("A text") : "The parameter “" + key + "”") +
+           " holds a NUL character, which cannot be passed on.";
+  }
+
+  bool open(bool isObject) {
+    // The top object counts as the first level, as in the check of the
+    // nesting that the other inputs take before they are parsed.
+    if (stack_.size() + 1 > kJsonDepthLimit)
+      return problem("PARAMS nests deeper than " + std::to_string(kJsonDepthLimit) + " levels.");
+    Frame frame;
+    frame.isObject = isObject;
+    frame.name = currentKey();
+    stack_.push_back(std::move(frame));
+    return true;
+  }
+
+  bool add(AnyCodable value) {
+    if (stack_.empty()) return true;  // not an object of parameters: `finish` says so
+    Frame& frame = stack_.back();
+    // A key given twice keeps its last value, as a JSON document does.
+    if (frame.isObject) frame.entries.insert_or_assign(std::move(frame.key), std::move(value));
+    else frame.items.push_back(std::move(value));
+    return true;
+  }
+
+  bool addData(const AnyCodable& encoded) {
+    const std::string* text = encoded.asString();
+    if (!text) return problem("A “$data” value must be a Base64 text.");
+    auto bytes = base64Decode(*text);
+    if (!bytes) return problem("A “$data” value is not valid Base64.");
+    return add(AnyCodable(std::move(*bytes)));
+  }
+
+  bool addFile(const AnyCodable& path) {
+    const std::string* text = path.asString();
+    const std::string& key = currentKey();
+    if (!text || text->empty() || text->find('\0') != std::string::npos)
+      return problem("A “$file” value must be the path of a text file.");
+    auto contents = (*readFile_)(*text, key);
+    if (!contents) return problem(std::move(contents).error());
+    if (contents->find('\0') != std::string::npos) return problem(nulSentence(key));
+    return add(AnyCodable(std::move(contents).value()));
+  }
+
+  // Stops the parse at the first problem; its sentence is kept.
+  bool problem(std::string sentence) {
+    if (!problem_) problem_ = std::move(sentence);
+    return false;
+  }
+
+  const JsonFileReader* readFile_;
+  std::vector<Frame> stack_;
+  std::optional<AnyDictionary> root_;
+  bool rootIsValueObject_ = false;
+  std::optional<std::string> problem_;
+  std::optional<std::size_t> syntaxAt_;
+  std::string syntax_;
+};
+
+}  // namespace
+
+Checked<ActionData> actionDataFromJsonText(std::string_view text, const JsonFileReader* readFile) {
+  ActionDataBuilder builder(readFile);
+  nlohmann::json::sax_parse(text.data(), text.data() + text.size(), &builder);
+  return builder.finish(text);
 }
 
 }  // namespace orla

@@ -176,5 +176,10 @@ class Platform {
 
 // The native desktop of the system this was built for.
 std::shared_ptr<Platform> makeNativePlatform();
+// The same for checking actions only: it connects to nothing at its start
+// (no window system, no accessibility bus), so its desktop services say they
+// are not available; the keyring, which a check may ask for a key, connects
+// when asked.
+std::shared_ptr<Platform> makeNativeCheckingPlatform();
 
 }  // namespace orla

@@ -24,6 +24,9 @@ class CupsPrinters : public Printers {
 
 }  // namespace
 
-std::unique_ptr<Printers> makeCupsPrinters() { return std::make_unique<CupsPrinters>(); }
-
 }  // namespace orla::linux_desktop
+
+// The module orla_cups.so hands this to the program (cups_printers_loader.cpp).
+extern "C" __attribute__((visibility("default"))) orla::Printers* orla_cups_printers_create() {
+  return new orla::linux_desktop::CupsPrinters();
+}

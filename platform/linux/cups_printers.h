@@ -1,4 +1,6 @@
-// The printers of the Linux print system, through libcups.
+// The printers of the Linux print system, through libcups, which is loaded
+// the first time they are asked for: it lives in the module orla_cups.so
+// (see platform/posix/service_module.h).
 #pragma once
 
 #include <memory>

@@ -354,7 +354,14 @@ bool hasSoundServer() {
 
 }  // namespace linux_desktop
 
-std::shared_ptr<Platform> makeNativePlatform() {
+namespace {
+
+// `connect`: whether to reach the window system, the accessibility bus and
+// the desktop's settings at the start. Without, the platform is the one for
+// checking actions: it costs no connection at the start of `orla
+// validate`, its desktop services say they are not available, and the
+// keyring (which an action's check may ask for its key) connects when asked.
+std::shared_ptr<Platform> makeLinuxPlatform(bool connect) {
   Platform::Services services;
   services.clock = std::make_unique<posix::PosixClock>();
   services.notifications = std::make_unique<LocalNotificationCenter>();
@@ -402,7 +409,7 @@ std::shared_ptr<Platform> makeNativePlatform() {
   capabilities.insert(Capability::speech);
   // Do not disturb is GNOME's notification setting, where the schemas
   // have it.
-  if (linux_desktop::hasDoNotDisturbSetting()) {
+  if (connect && linux_desktop::hasDoNotDisturbSetting()) {
     services.focusModes = linux_desktop::makeGSettingsFocusModes();
     capabilities.insert(Capability::focusModes);
   }
@@ -417,11 +424,14 @@ std::shared_ptr<Platform> makeNativePlatform() {
   // The login manager, the screen saver and GIO, each found when asked.
   services.sessionControl = linux_desktop::makeLinuxSessionControl();
   capabilities.insert(Capability::sessionControl);
+  // Kept for checking too: an action checks that its key is in the keyring,
+  // and the keyring connects only when first asked.
   if (linux_desktop::hasSessionBus()) {
     services.keychain = linux_desktop::makeSecretServiceKeychain();
     capabilities.insert(Capability::keychain);
   }
-  if (auto x11 = linux_desktop::X11Connection::open()) {
+  using X11 = Checked<std::shared_ptr<linux_desktop::X11Connection>>;
+  if (auto x11 = connect ? linux_desktop::X11Connection::open() : X11(fail(std::string("not connected")))) {
     services.keyboard = linux_desktop::makeX11KeyboardEvents(*x11);
     services.mouse = linux_desktop::makeX11MouseEvents(*x11);
     services.displays = linux_desktop::makeX11Displays(*x11);
@@ -446,5 +456,10 @@ std::shared_ptr<Platform> makeNativePlatform() {
   }
   return std::make_shared<Platform>("linux", std::move(services), std::move(capabilities));
 }
+
+}  // namespace
+
+std::shared_ptr<Platform> makeNativePlatform() { return makeLinuxPlatform(true); }
+std::shared_ptr<Platform> makeNativeCheckingPlatform() { return makeLinuxPlatform(false); }
 
 }  // namespace orla

@@ -26,7 +26,9 @@ std::string asciiLowercase(std::string text) {
 
 }  // namespace
 
-std::optional<UrlParts> parseUrl(std::string_view text) {
+// libcurl's reading of an address, which the program's parseUrl asks for
+// (curl_http_loader.cpp), so that what is checked is what would be sent.
+std::optional<UrlParts> parseUrlWithCurl(std::string_view text) {
   std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> url(curl_url(), &curl_url_cleanup);
   if (!url) return std::nullopt;
   const std::string source(text);
@@ -50,18 +52,6 @@ std::optional<UrlParts> parseUrl(std::string_view text) {
   parts.host = hasAuthority ? part(CURLUPART_HOST).value_or("") : "";
   parts.hasCredentials = part(CURLUPART_USER).has_value() || part(CURLUPART_PASSWORD).has_value();
   return parts;
-}
-
-bool isValidHeaderName(std::string_view name) {
-  if (name.empty()) return false;
-  return std::all_of(name.begin(), name.end(), [](char c) {
-    if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9')) return true;
-    return std::string_view("!#$%&'*+-.^_`|~").find(c) != std::string_view::npos;
-  });
-}
-
-bool isValidHeaderValue(std::string_view value) {
-  return value.find_first_of(std::string_view("\r\n\0", 3)) == std::string_view::npos;
 }
 
 namespace posix {
@@ -439,11 +429,26 @@ void Transfer::cancel() {
 
 }  // namespace
 
-std::shared_ptr<HttpTask> CurlHttp::start(HttpRequest request) {
-  auto transfer = std::make_shared<Transfer>(std::move(request));
-  Session::shared().add(transfer);
-  return transfer;
-}
+// What the module hands to CurlHttp in the program (curl_http_loader.cpp).
+class SessionHttp : public Http {
+ public:
+  std::shared_ptr<HttpTask> start(HttpRequest request) override {
+    auto transfer = std::make_shared<Transfer>(std::move(request));
+    Session::shared().add(transfer);
+    return transfer;
+  }
+};
 
 }  // namespace posix
 }  // namespace orla
+
+extern "C" __attribute__((visibility("default"))) orla::Http* orla_curl_http_create() {
+  return new orla::posix::SessionHttp();
+}
+
+extern "C" __attribute__((visibility("default"))) bool orla_curl_parse_url(const char* text, std::size_t size,
+                                                                         orla::UrlParts* parts) {
+  auto parsed = orla::parseUrlWithCurl(std::string_view(text, size));
+  if (parsed) *parts = std::move(*parsed);
+  return parsed.has_value();
+}

@@ -3,6 +3,10 @@
 // handle, so connections (and DNS answers) are kept and reused between
 // requests, and a caller never blocks on the network itself, only on its own
 // wait with its own deadline.
+//
+// libcurl is loaded with the first request: the session and libcurl live in
+// the module orla_curl.so (see service_module.h); without it every request
+// ends at once with the sentence that the module is missing.
 #pragma once
 
 #include "platform/http.h"

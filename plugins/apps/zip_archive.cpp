@@ -4,7 +4,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <zip.h>
 
 #include <algorithm>
 #include <cctype>
@@ -14,6 +13,7 @@
 #include <unordered_set>
 
 #include "models/text.h"
+#include "platform/posix/service_module.h"
 #include "plugins/apps/file_transfer.h"
 
 namespace orla {
@@ -136,79 +136,31 @@ std::string placeKey(std::string_view name) {
   return join(kept);
 }
 
-constexpr std::size_t kLinkTargetLimit = 4096;
-
-class Archive {
- public:
-  explicit Archive(zip_t* archive) : archive_(archive) {}
-  ~Archive() {
-    if (archive_) zip_discard(archive_);
-  }
-  Archive(const Archive&) = delete;
-  Archive& operator=(const Archive&) = delete;
-  zip_t* get() const { return archive_; }
-  void reset(zip_t* archive) {
-    if (archive_) zip_discard(archive_);
-    archive_ = archive;
-  }
-
- private:
-  zip_t* archive_;
-};
-
-bool isLinkEntry(zip_t* archive, zip_uint64_t index) {
-  zip_uint8_t system = 0;
-  zip_uint32_t attributes = 0;
-  if (zip_file_get_external_attributes(archive, index, 0, &system, &attributes) != 0) return false;
-  // The Unix mode sits in the high half whatever system made the entry;
-  // unzip honours it for several systems, so every one counts here.
-  return ((attributes >> 16) & S_IFMT) == S_IFLNK;
-}
-
-// A link's target is its content; one that cannot be read (encrypted, an
-// unknown method, too long) counts as pointing to the root, which is outside.
-std::string linkTargetOf(zip_t* archive, zip_uint64_t index) {
-  zip_file_t* file = zip_fopen_index(archive, index, 0);
-  if (!file) return "/";
-  std::string target(kLinkTargetLimit + 1, '\0');
-  std::size_t length = 0;
-  for (;;) {
-    const zip_int64_t n = zip_fread(file, target.data() + length, target.size() - length);
-    if (n < 0) length = target.size();
-    if (n <= 0 || (length += static_cast<std::size_t>(n)) >= target.size()) break;
-  }
-  zip_fclose(file);
-  if (length > kLinkTargetLimit || length == 0) return "/";
-  target.resize(length);
-  return target;
-}
-
 }  // namespace
 
+// libzip, and the libraries it brings (a cryptography library among them),
+// load only when an archive is read: the reading lives in the module
+// orla_zip.so (zip_entries.cpp).
 Checked<std::vector<ArchiveEntry>> readArchiveEntries(const std::string& archivePath) {
-  int code = 0;
-  Archive archive(zip_open(archivePath.c_str(), ZIP_RDONLY | ZIP_CHECKCONS, &code));
-  // A strict reading refuses two entries of one name without saying which;
-  // read leniently then, so that the refusal can name it.
-  if (!archive.get() && code == ZIP_ER_EXISTS) archive.reset(zip_open(archivePath.c_str(), ZIP_RDONLY, &code));
-  if (!archive.get()) {
-    zip_error_t error;
-    zip_error_init_with_code(&error, code);
-    std::string text = zip_error_strerror(&error);
-    zip_error_fini(&error);
-    if (!text.empty()) text[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
-    return fail(text + ".");
-  }
-  const zip_int64_t count = zip_get_num_entries(archive.get(), 0);
+  struct Reader {
+    bool (*read)(const char*, std::vector<ArchiveEntry>*, std::string*) = nullptr;
+    std::string problem;  // why there is none
+  };
+  static const Reader reader = [] {
+    Reader r;
+    auto module = posix::loadServiceModule("orla_zip.so", "zip archives");
+    if (!module) {
+      r.problem = module.error();
+      return r;
+    }
+    r.read = reinterpret_cast<decltype(r.read)>(posix::moduleSymbol(*module, "orla_zip_read_entries"));
+    if (!r.read) r.problem = "Orla's module orla_zip.so is not the one this program was built with; reinstall Orla.";
+    return r;
+  }();
+  if (!reader.read) return fail(reader.problem);
   std::vector<ArchiveEntry> entries;
-  entries.reserve(static_cast<std::size_t>(std::max<zip_int64_t>(count, 0)));
-  for (zip_uint64_t i = 0; i < static_cast<zip_uint64_t>(std::max<zip_int64_t>(count, 0)); ++i) {
-    const char* name = zip_get_name(archive.get(), i, ZIP_FL_ENC_RAW);
-    if (!name) return fail("An entry of the archive has no readable name.");
-    ArchiveEntry entry{name, std::nullopt};
-    if (isLinkEntry(archive.get(), i)) entry.linkTarget = linkTargetOf(archive.get(), i);
-    entries.push_back(std::move(entry));
-  }
+  std::string error;
+  if (!reader.read(archivePath.c_str(), &entries, &error)) return fail(std::move(error));
   return entries;
 }
 

@@ -4,6 +4,7 @@
 // when one entry would land outside the target folder.
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -19,6 +20,9 @@ namespace orla {
 
 inline constexpr std::string_view kZipTool = "/usr/bin/zip";
 inline constexpr std::string_view kUnzipTool = "/usr/bin/unzip";
+// The longest link target read from an archive or the disk; a longer one
+// counts as pointing outside.
+inline constexpr std::size_t kLinkTargetLimit = 4096;
 
 // One entry of an archive's list; a symbolic link carries its target.
 struct ArchiveEntry {

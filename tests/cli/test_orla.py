@@ -349,10 +349,16 @@ class RunTest(OrlaTestCase):
         params_file = self.write("params.json", "\n" + text + "\n")
         expected = ran_by_name("Café “Tidy” …",
                                error="no shortcut library; give `orla sequence` a folder")
+        name_file = self.write("name.txt", params["shortcutName"])
+        by_file = json.dumps({"subAction": "runByName", "shortcutName": {"$file": str(name_file)}})
+        relative = json.dumps({"subAction": "runByName", "shortcutName": {"$file": "../name.txt"}})
         cases = [
             ("inline", [text], None),
             ("@FILE", ["@" + str(params_file)], None),
             ("standard input", ["-"], text),
+            ("a value from a file", [by_file], None),
+            ("a value from a file, from standard input", ["-"], by_file),
+            ("a value from a file named from the working folder", [relative], None),
         ]
         for name, args, stdin in cases:
             with self.subTest(name):
@@ -398,6 +404,29 @@ class UsageErrorTest(OrlaTestCase):
         for name, args, stdin, fragment in cases:
             with self.subTest(name):
                 self.assertUsageError(self.sim(*args, stdin=stdin), fragment)
+
+    def test_file_values_name_the_path_and_parameter_only(self):
+        latin1 = self.tmp / "latin1.txt"
+        latin1.write_bytes("café".encode("latin-1"))
+        nul = self.tmp / "nul.txt"
+        nul.write_bytes(b"a\0b")
+        missing = self.tmp / "missing.txt"
+        secret = "sk-do-not-echo-1234"
+        cases = [
+            # (name, path, fragments the sentence must hold)
+            ("missing", missing, [str(missing), "“shortcutName”", "No such file"]),
+            ("not UTF-8", latin1, [str(latin1), "“shortcutName”", "not UTF-8 text"]),
+            ("a NUL", nul, ["“shortcutName”", "NUL character"]),
+            ("a folder", self.tmp, [str(self.tmp), "“shortcutName”"]),
+        ]
+        for name, path, fragments in cases:
+            with self.subTest(name):
+                params = {"subAction": "runByName", "apiKey": secret, "shortcutName": {"$file": str(path)}}
+                run = self.sim("run", "OrlaShortcut", json.dumps(params))
+                self.assertUsageError(run)
+                for fragment in fragments:
+                    self.assertIn(fragment, run.stderr)
+                self.assertNotIn(secret, run.stderr + run.stdout)
 
     def test_state_files_need_sim(self):
         out = self.tmp / "out.json"

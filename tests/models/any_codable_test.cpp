@@ -124,5 +124,74 @@ TEST(JsonCodable, WritesBackWhatItRead) {
   EXPECT_EQ(anyToJson(AnyCodable(*data)), nlohmann::json::parse(text));
 }
 
+TEST(JsonCodable, KeepsTheSentencesOfEveryProblem) {
+  struct Case {
+    std::string text;
+    const char* message;
+  };
+  const std::string deepOk = std::string(511, '[');
+  const Case cases[] = {
+      {R"({"cmd":"echo a\u0000; rm"})", "The parameter “cmd” holds a NUL character, which cannot be passed on."},
+      {R"({"list":["x","a\u0000"]})", "The parameter “list” holds a NUL character, which cannot be passed on."},
+      {R"({"o":{"inner":"\u0000"}})", "The parameter “inner” holds a NUL character, which cannot be passed on."},
+      {R"({"a\u0000b":1})", "A parameter name holds a NUL character, which cannot be passed on."},
+      {R"({"x":{"$data":"\u0000"}})", "A “$data” value is not valid Base64."},
+      {R"({"x":{"$data":"\u0000","y":1}})", "The parameter “$data” holds a NUL character, which cannot be passed on."},
+      {"{\"a\":" + std::string(512, '[') + std::string(512, ']') + "}", "PARAMS nests deeper than 512 levels."},
+      {R"({"a":1} x)", "PARAMS is not valid JSON at line 1, column 9."},
+      {R"("a\u0000")", "PARAMS must be a JSON object."},
+  };
+  for (const auto& c : cases) {
+    auto data = actionDataFromJsonText(c.text);
+    ASSERT_FALSE(data) << c.text;
+    EXPECT_EQ(data.error(), c.message) << c.text;
+  }
+  auto deepest = actionDataFromJsonText("{\"a\":" + deepOk + std::string(511, ']') + "}");
+  EXPECT_TRUE(deepest) << deepest.error();
+}
+
+TEST(JsonCodable, KeepsTheLastOfARepeatedKey) {
+  auto data = actionDataFromJsonText(R"({"a":1,"b":[{"c":"x"}],"a":"two"})");
+  ASSERT_TRUE(data) << data.error();
+  EXPECT_EQ(data->at("a"), AnyCodable("two"));
+  EXPECT_EQ(data->at("b"), AnyCodable(AnyArray{AnyCodable(AnyDictionary{{"c", AnyCodable("x")}})}));
+}
+
+TEST(JsonCodable, ReadsFileValuesOnlyWithAReader) {
+  std::vector<std::pair<std::string, std::string>> asked;
+  const JsonFileReader reader = [&](const std::string& path, const std::string& key) -> Checked<std::string> {
+    asked.emplace_back(path, key);
+    if (path == "missing") return fail("cannot read missing for the parameter " + key);
+    if (path == "nul") return std::string("a\0b", 3);
+    return "text of " + path;
+  };
+  auto data = actionDataFromJsonText(R"({"text":{"$file":"a.txt"},"list":[{"$file":"b"}],"n":1})", &reader);
+  ASSERT_TRUE(data) << data.error();
+  EXPECT_EQ(data->at("text"), AnyCodable("text of a.txt"));
+  EXPECT_EQ(data->at("list"), AnyCodable(AnyArray{AnyCodable("text of b")}));
+  EXPECT_EQ(asked, (std::vector<std::pair<std::string, std::string>>{{"a.txt", "text"}, {"b", "list"}}));
+
+  struct Case {
+    const char* text;
+    const char* message;
+  };
+  const Case cases[] = {
+      {R"({"text":{"$file":"missing"},"apiKey":"sk-secret"})", "cannot read missing for the parameter text"},
+      {R"({"text":{"$file":"nul"}})", "The parameter “text” holds a NUL character, which cannot be passed on."},
+      {R"({"text":{"$file":5}})", "A “$file” value must be the path of a text file."},
+      {R"({"text":{"$file":""}})", "A “$file” value must be the path of a text file."},
+      {R"({"$file":"a.txt"})", "PARAMS must be a JSON object of parameters."},
+  };
+  for (const auto& c : cases) {
+    auto failed = actionDataFromJsonText(c.text, &reader);
+    ASSERT_FALSE(failed) << c.text;
+    EXPECT_EQ(failed.error(), c.message) << c.text;
+  }
+  // JSON from elsewhere never reads files: there it is an ordinary object.
+  auto plain = actionDataFromJsonText(R"({"text":{"$file":"/etc/passwd"}})");
+  ASSERT_TRUE(plain);
+  EXPECT_EQ(plain->at("text"), AnyCodable(AnyDictionary{{"$file", AnyCodable("/etc/passwd")}}));
+}
+
 }  // namespace
 }  // namespace orla

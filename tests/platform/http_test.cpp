@@ -6,6 +6,7 @@
 
 #include "platform/platform.h"
 #include "platform/posix/curl_http.h"
+#include "platform/posix/service_module.h"
 #include "platform/sim/sim_desktop.h"
 #include "tests/support/test_http_server.h"
 
@@ -339,6 +340,20 @@ TEST(HeaderChecks, RefuseLineBreaksAndNonTokens) {
   EXPECT_TRUE(isValidHeaderValue("Bearer abc; q=\"1\"\t"));
   for (std::string_view value : {std::string_view("a\rb"), std::string_view("a\nb"), std::string_view("a\0b", 3)})
     EXPECT_FALSE(isValidHeaderValue(value));
+}
+
+TEST(ServiceModules, LoadOnceAndNameWhatIsMissing) {
+  auto missing = posix::loadServiceModule("orla_no_such_module.so", "the tests");
+  ASSERT_FALSE(missing);
+  EXPECT_NE(missing.error().find("Orla's module orla_no_such_module.so, which the tests need, is missing"),
+            std::string::npos)
+      << missing.error();
+  auto curl = posix::loadServiceModule("orla_curl.so", "web requests");
+  ASSERT_TRUE(curl) << curl.error();
+  EXPECT_NE(posix::moduleSymbol(*curl, "orla_curl_http_create"), nullptr);
+  auto again = posix::loadServiceModule("orla_curl.so", "web requests");
+  ASSERT_TRUE(again);
+  EXPECT_EQ(*again, *curl);
 }
 
 }  // namespace

@@ -8,9 +8,7 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
-#include <iterator>
 #include <optional>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -22,6 +20,7 @@
 #include "plugins/scripts/network_credential_store.h"
 #include "tools/orla/daemon_main.h"
 #include "tools/orla/host_runner.h"
+#include "tools/orla/input_files.h"
 #include "tools/orla/state_file.h"
 
 namespace orla::cli {
@@ -36,21 +35,15 @@ struct UsageError {
 };
 
 // PARAMS: inline JSON, "@FILE", "-" for standard input, or nothing for {}.
+// A parameter value {"$file": PATH} is the text of that file.
 ActionData readParams(const std::string& params) {
-  std::string text;
   if (params.empty()) return {};
-  if (params == "-") {
-    auto input = readBoundedText(std::cin, "standard input");
-    if (!input) throw UsageError{input.error()};
-    text = std::move(input).value();
-  } else if (params.front() == '@') {
-    auto file = readTextFile(params.substr(1));
-    if (!file) throw UsageError{file.error()};
-    text = std::move(file).value();
-  } else {
-    text = params;
-  }
-  auto data = actionDataFromJsonText(text);
+  Checked<std::string> text = params == "-" ? readStandardInput()
+                              : params.front() == '@' ? readTextFile(params.substr(1))
+                                                      : Checked<std::string>(params);
+  if (!text) throw UsageError{text.error()};
+  static const JsonFileReader readFile = readParameterFile;
+  auto data = actionDataFromJsonText(*text, &readFile);
   if (!data) throw UsageError{data.error()};
   return std::move(data).value();
 }
@@ -189,6 +182,10 @@ int realMain(int argc, char** argv) {
       // Mount passwords of a simulated run stay in memory: the simulated
       // keychain is written out with the state, and a password never is.
       NetworkCredentialStore::setBackend(std::make_shared<InMemorySecretBackend>());
+    } else if (validate->parsed()) {
+      // Checking connects to nothing: no window system, no session bus.
+      platform = makeNativeCheckingPlatform();
+      Platform::setCurrent(platform);
     } else {
       platform = Platform::current();
     }

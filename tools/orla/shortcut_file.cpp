@@ -1,9 +1,7 @@
 #include "tools/orla/shortcut_file.h"
 
 #include <algorithm>
-#include <fstream>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
 #include "models/input_limits.h"
 #include "models/json_codable.h"
@@ -21,25 +19,6 @@ bool isKnownKind(std::string_view kind) {
 }
 
 }  // namespace
-
-Checked<std::string> readBoundedText(std::istream& in, const std::string& name) {
-  std::string text;
-  std::vector<char> chunk(std::size_t{1} << 16);
-  while (in) {
-    in.read(chunk.data(), static_cast<std::streamsize>(chunk.size()));
-    text.append(chunk.data(), static_cast<std::size_t>(in.gcount()));
-    if (text.size() > kInputFileLimit)
-      return fail(name + " is larger than " + std::string(kInputFileLimitWords) + ", more than orla reads");
-  }
-  if (in.bad()) return fail("cannot read " + name);
-  return text;
-}
-
-Checked<std::string> readTextFile(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return fail("cannot read " + path.string());
-  return readBoundedText(in, path.string());
-}
 
 Checked<Shortcut> parseShortcut(std::string_view text, std::string fallbackName) {
   if (auto deep = jsonNestingProblem(text, "The shortcut")) return fail(std::move(*deep));

@@ -3,12 +3,12 @@
 #pragma once
 
 #include <filesystem>
-#include <istream>
 #include <string>
 #include <vector>
 
 #include "models/any_codable.h"
 #include "models/checked.h"
+#include "tools/orla/input_files.h"
 
 namespace orla::cli {
 
@@ -27,10 +27,6 @@ struct Shortcut {
   std::filesystem::path file;  // where it was read from, when from a file
 };
 
-Checked<std::string> readTextFile(const std::filesystem::path& path);
-// The whole of a stream (standard input), up to the input limit; `name`
-// says what it is in the error.
-Checked<std::string> readBoundedText(std::istream& in, const std::string& name);
 // Parses one shortcut; every kind must be in the plugin table.
 Checked<Shortcut> parseShortcut(std::string_view text, std::string fallbackName);
 Checked<Shortcut> loadShortcut(const std::filesystem::path& path);
