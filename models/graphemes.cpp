@@ -2,9 +2,15 @@
 
 #include <unicode/brkiter.h>
 #include <unicode/uchar.h>
+#include <unicode/ucpmap.h>
+#include <unicode/uset.h>
 #include <unicode/utf8.h>
 
+#include <array>
+#include <cstring>
+#include <map>
 #include <memory>
+#include <string>
 
 namespace orla {
 
@@ -12,33 +18,151 @@ namespace graphemes_detail {
 
 namespace {
 
-Kind kindOf(UChar32 c) {
-  switch (u_getIntPropertyValue(c, UCHAR_GRAPHEME_CLUSTER_BREAK)) {
-    case U_GCB_OTHER:
-    case U_GCB_LV:
-    case U_GCB_LVT: return other;
-    case U_GCB_REGIONAL_INDICATOR: return regional;
-    case U_GCB_CONTROL: return control;
-    case U_GCB_CR: return cr;
-    case U_GCB_LF: return lf;
-    case U_GCB_EXTEND:
-    case U_GCB_SPACING_MARK: return mark;
-    default: return complex;
+std::uint8_t classOfBreakValue(uint32_t value) {
+  switch (value) {
+    case U_GCB_CR: return gCR;
+    case U_GCB_LF: return gLF;
+    case U_GCB_CONTROL: return gControl;
+    case U_GCB_EXTEND: return gExtend;
+    case U_GCB_ZWJ: return gZWJ;
+    case U_GCB_REGIONAL_INDICATOR: return gRegional;
+    case U_GCB_PREPEND: return gPrepend;
+    case U_GCB_SPACING_MARK: return gSpacingMark;
+    case U_GCB_L: return gL;
+    case U_GCB_V: return gV;
+    case U_GCB_T: return gT;
+    case U_GCB_LV: return gLV;
+    case U_GCB_LVT: return gLVT;
+    default: return gOther;  // Other, and the emoji classes no code point has had since Unicode 11
   }
 }
 
-}  // namespace
+bool isExtend(std::uint8_t cls) { return cls == gExtend || cls == gExtendCombining || cls == gVirama; }
 
-const Kind* bmpKinds() {
-  static const std::vector<Kind> table = [] {
-    std::vector<Kind> kinds(0x10000);
-    for (UChar32 c = 0; c < 0x10000; ++c) kinds[static_cast<size_t>(c)] = kindOf(c);
-    return kinds;
-  }();
-  return table.data();
+// Whether a cluster ends between what `state` remembers and a code point of
+// class `cls`.
+bool breaksBefore(std::uint8_t state, std::uint8_t cls) {
+  const auto is = [](std::uint8_t v, std::initializer_list<std::uint8_t> set) {
+    for (std::uint8_t s : set)
+      if (v == s) return true;
+    return false;
+  };
+  if (state == gCR && cls == gLF) return false;
+  if (is(state, {gCR, gLF, gControl})) return true;
+  if (is(cls, {gCR, gLF, gControl})) return true;
+  // Hangul syllables from their jamo.
+  if (state == gL && is(cls, {gL, gV, gLV, gLVT})) return false;
+  if (is(state, {gLV, gV}) && is(cls, {gV, gT})) return false;
+  if (is(state, {gLVT, gT}) && cls == gT) return false;
+  if (isExtend(cls) || cls == gZWJ || cls == gSpacingMark) return false;
+  if (state == gPrepend) return false;
+  // Emoji ZWJ sequences, conjuncts, and flags two indicators at a time.
+  if (state == sPictographicZWJ && cls == gPictographic) return false;
+  if (state == sConjunctLinked && cls == gLinkingConsonant) return false;
+  if (state == sRegionalOdd && cls == gRegional) return false;
+  return true;
 }
 
-CodePoint classifyNonAscii(std::string_view text, std::size_t i) {
+std::uint8_t stateAfter(std::uint8_t state, std::uint8_t cls, bool broke) {
+  const bool inEmoji = state == gPictographic || state == sPictographicExtend;
+  if (isExtend(cls) && inEmoji) return sPictographicExtend;
+  if (cls == gZWJ && inEmoji) return sPictographicZWJ;
+  // A consonant, then marks with a combining class or joiners, at least one
+  // of them a virama: the next consonant joins.
+  const bool inConjunct = state == gLinkingConsonant || state == sConjunctOpen || state == sConjunctLinked;
+  if (inConjunct && (cls == gVirama || cls == gExtendCombining || cls == gZWJ))
+    return cls == gVirama || state == sConjunctLinked ? sConjunctLinked : sConjunctOpen;
+  // The second indicator of a pair closes it; the state is then the plain
+  // class, after which a third opens a new pair.
+  if (cls == gRegional) return state == sRegionalOdd && !broke ? std::uint8_t{gRegional} : sRegionalOdd;
+  return cls;
+}
+
+// The code points of an ICU set pattern.
+template <class Visit>
+void forEachInSet(const char16_t* pattern, Visit&& visit) {
+  UErrorCode status = U_ZERO_ERROR;
+  USet* set = uset_openPattern(pattern, -1, &status);
+  if (U_FAILURE(status)) return;
+  const int32_t ranges = uset_getItemCount(set);
+  for (int32_t k = 0; k < ranges; ++k) {
+    UChar32 start = 0, end = 0;
+    if (uset_getItem(set, k, &start, &end, nullptr, 0, &status) != 0) continue;  // a string, not a range
+    for (UChar32 c = start; c <= end; ++c) visit(static_cast<std::size_t>(c));
+  }
+  uset_close(set);
+}
+
+// The full table of classes, one byte per code point, from ICU's own
+// property data, read range by range.
+std::vector<std::uint8_t> allClasses() {
+  std::vector<std::uint8_t> classes(0x110000, gOther);
+  UErrorCode status = U_ZERO_ERROR;
+  const UCPMap* map = u_getIntPropertyMap(UCHAR_GRAPHEME_CLUSTER_BREAK, &status);
+  if (U_SUCCESS(status)) {
+    for (UChar32 start = 0; start < 0x110000;) {
+      uint32_t value = 0;
+      const UChar32 end = ucpmap_getRange(map, start, UCPMAP_RANGE_NORMAL, 0, nullptr, nullptr, &value);
+      if (end < start) break;
+      std::memset(classes.data() + start, classOfBreakValue(value), static_cast<std::size_t>(end - start + 1));
+      start = end + 1;
+    }
+  }
+  forEachInSet(u"[:ExtPict:]", [&](std::size_t c) {
+    if (classes[c] == gOther) classes[c] = gPictographic;
+  });
+  // The scripts whose consonants join through a virama, as the character
+  // break rules of this ICU name them.
+  forEachInSet(u"[[\\p{Gujr}\\p{sc=Telu}\\p{sc=Mlym}\\p{sc=Orya}\\p{sc=Beng}\\p{sc=Deva}]&"
+               u"[\\p{Indic_Syllabic_Category=Consonant}]]",
+               [&](std::size_t c) {
+                 if (classes[c] == gOther) classes[c] = gLinkingConsonant;
+               });
+  forEachInSet(u"[[\\p{gcb=Extend}]-[\\p{ccc=0}]]", [&](std::size_t c) { classes[c] = gExtendCombining; });
+  forEachInSet(u"[[\\p{Gujr}\\p{sc=Telu}\\p{sc=Mlym}\\p{sc=Orya}\\p{sc=Beng}\\p{sc=Deva}]&"
+               u"[\\p{Indic_Syllabic_Category=Virama}]&[\\p{gcb=Extend}]]",
+               [&](std::size_t c) { classes[c] = gVirama; });
+  return classes;
+}
+
+struct BuiltTables {
+  std::array<std::uint8_t, 0x10000> bmp{};
+  std::vector<std::uint16_t> blockOf;  // for every block of 256, the BMP's included
+  std::vector<std::uint8_t> blocks;
+  std::array<std::uint8_t, kStateCount * kClasses> transitions{};
+  Tables view{};
+
+  BuiltTables() {
+    const std::vector<std::uint8_t> classes = allClasses();
+    std::memcpy(bmp.data(), classes.data(), bmp.size());
+    // The planes above are mostly unassigned: identical blocks are stored
+    // once.
+    std::map<std::string, std::uint16_t> seen;
+    blockOf.resize(0x110000 >> 8);
+    for (std::size_t block = 0; block < blockOf.size(); ++block) {
+      std::string bytes(reinterpret_cast<const char*>(classes.data() + (block << 8)), 256);
+      auto [at, added] = seen.emplace(bytes, static_cast<std::uint16_t>(blocks.size() >> 8));
+      if (added) blocks.insert(blocks.end(), bytes.begin(), bytes.end());
+      blockOf[block] = at->second;
+    }
+    for (std::uint8_t state = 0; state < kStateCount; ++state)
+      for (std::uint8_t cls = 0; cls < kClasses; ++cls) {
+        const bool broke = breaksBefore(state, cls);
+        transitions[state * kClasses + cls] =
+            static_cast<std::uint8_t>(stateAfter(state, cls, broke) | (broke ? kBreakBit : 0));
+      }
+    view = {bmp.data(), blockOf.data(), blocks.data(), transitions.data()};
+  }
+};
+
+}  // namespace
+
+const Tables& tables() {
+  static const BuiltTables built;
+  return built.view;
+}
+
+Decoded decodeSlow(std::string_view text, std::size_t i) {
   const auto* s = reinterpret_cast<const uint8_t*>(text.data());
   const auto n = static_cast<int32_t>(text.size());
   auto next = static_cast<int32_t>(i);
@@ -46,17 +170,15 @@ CodePoint classifyNonAscii(std::string_view text, std::size_t i) {
   U8_NEXT(s, next, n, c);
   const auto length = static_cast<std::uint32_t>(next - static_cast<int32_t>(i));
   // An invalid sequence stands alone, as the U+FFFD it decodes to would.
-  if (c < 0) return {length, other};
-  return {length, kindOf(c)};
+  if (c < 0) return {length, gOther};
+  return {length, classOf(tables(), static_cast<std::uint32_t>(c))};
 }
 
 void complexBoundaries(std::string_view piece, std::vector<std::uint32_t>& ends) {
   // UTF-16 of the piece with the UTF-8 offset of every unit, so that ICU's
   // boundaries map back to bytes; invalid bytes decode to U+FFFD.
-  thread_local std::u16string units;
-  thread_local std::vector<std::uint32_t> offsets;
-  units.clear();
-  offsets.clear();
+  std::u16string units;
+  std::vector<std::uint32_t> offsets;
   const auto* s = reinterpret_cast<const uint8_t*>(piece.data());
   const auto n = static_cast<int32_t>(piece.size());
   for (int32_t i = 0; i < n;) {
@@ -76,17 +198,14 @@ void complexBoundaries(std::string_view piece, std::vector<std::uint32_t>& ends)
   }
   offsets.push_back(static_cast<std::uint32_t>(n));
 
-  thread_local std::unique_ptr<icu::BreakIterator> iterator = [] {
-    UErrorCode status = U_ZERO_ERROR;
-    std::unique_ptr<icu::BreakIterator> it(icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
-    return U_SUCCESS(status) ? std::move(it) : nullptr;
-  }();
-  if (!iterator) {  // no break data: one code point per character
+  UErrorCode status = U_ZERO_ERROR;
+  std::unique_ptr<icu::BreakIterator> iterator(
+      icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
+  if (U_FAILURE(status) || !iterator) {  // no break data: one code point per character
     for (std::size_t k = 1; k < offsets.size(); ++k)
       if (offsets[k] != offsets[k - 1]) ends.push_back(offsets[k]);
     return;
   }
-  UErrorCode status = U_ZERO_ERROR;
   UText text = UTEXT_INITIALIZER;
   utext_openUChars(&text, units.data(), static_cast<int64_t>(units.size()), &status);
   iterator->setText(&text, status);
@@ -98,11 +217,30 @@ void complexBoundaries(std::string_view piece, std::vector<std::uint32_t>& ends)
 }  // namespace graphemes_detail
 
 std::size_t graphemeCount(std::string_view text) {
+  using namespace graphemes_detail;
+  const Tables& t = tables();
+  const auto* s = reinterpret_cast<const unsigned char*>(text.data());
+  const std::size_t n = text.size();
   std::size_t count = 0;
-  forEachGrapheme(text, [&](std::size_t, std::size_t) {
-    ++count;
-    return true;
-  });
+  std::uint8_t state = kStartState;
+  std::size_t i = 0;
+  while (i < n) {
+    // Runs of printable ASCII after an ordinary character: each byte is a
+    // character, unless a mark follows the last one, which the general step
+    // sees when it reads the mark.
+    if (state == gOther) {
+      std::size_t k = i;
+      while (k < n && s[k] >= 0x20 && s[k] < 0x7F) ++k;
+      count += k - i;
+      i = k;
+      if (i == n) break;
+    }
+    const Decoded d = decode(text, i, t);
+    const std::uint8_t step = t.transitions[state * kClasses + d.cls];
+    count += step >> 7;
+    state = step & 0x7F;
+    i += d.length;
+  }
   return count;
 }
 

@@ -55,7 +55,7 @@ bool codePointAt(std::string_view text, std::size_t i, graphemes_detail::CodePoi
     return true;
   }
   if (i + sequenceLength(lead) > text.size()) return false;
-  out = graphemes_detail::classify(text, i, graphemes_detail::bmpKinds());
+  out = graphemes_detail::classify(text, i);
   return true;
 }
 
@@ -112,20 +112,21 @@ bool isContinuation(unsigned char c) { return (c & 0xC0) == 0x80; }
 
 // The code point at `i`, which is not ASCII, checked as it is decoded: its
 // length is 0 when the bytes are not well-formed UTF-8.
-graphemes_detail::CodePoint decodeNonAscii(std::string_view text, std::size_t i, const graphemes_detail::Kind* table) {
+graphemes_detail::CodePoint decodeNonAscii(std::string_view text, std::size_t i, const graphemes_detail::Tables& t) {
+  using graphemes_detail::kindOfClass;
   const auto* s = reinterpret_cast<const unsigned char*>(text.data());
   const std::size_t n = text.size();
   const unsigned char c = s[i];
   if (c >= 0xC2 && c <= 0xDF) {
-    if (i + 1 < n && isContinuation(s[i + 1])) return {2, table[((c & 0x1Fu) << 6) | (s[i + 1] & 0x3Fu)]};
+    if (i + 1 < n && isContinuation(s[i + 1])) return {2, kindOfClass(t.bmp[((c & 0x1Fu) << 6) | (s[i + 1] & 0x3Fu)])};
   } else if (c >= 0xE0 && c <= 0xEF) {
     const unsigned char low = c == 0xE0 ? 0xA0 : 0x80, high = c == 0xED ? 0x9F : 0xBF;
     if (i + 2 < n && s[i + 1] >= low && s[i + 1] <= high && isContinuation(s[i + 2]))
-      return {3, table[((c & 0x0Fu) << 12) | ((s[i + 1] & 0x3Fu) << 6) | (s[i + 2] & 0x3Fu)]};
+      return {3, kindOfClass(t.bmp[((c & 0x0Fu) << 12) | ((s[i + 1] & 0x3Fu) << 6) | (s[i + 2] & 0x3Fu)])};
   } else if (c >= 0xF0 && c <= 0xF4) {
     const unsigned char low = c == 0xF0 ? 0x90 : 0x80, high = c == 0xF4 ? 0x8F : 0xBF;
     if (i + 3 < n && s[i + 1] >= low && s[i + 1] <= high && isContinuation(s[i + 2]) && isContinuation(s[i + 3]))
-      return {4, graphemes_detail::classifyNonAscii(text, i).kind};
+      return {4, graphemes_detail::classify(text, i).kind};
   }
   return {0, graphemes_detail::other};
 }
@@ -268,7 +269,7 @@ void StreamedText::segment(std::string_view region) {
 // trailing run, found from its end.
 void StreamedText::countFast(std::string_view region) {
   using namespace graphemes_detail;
-  const Kind* table = bmpKinds();
+  const Tables& table = tables();
   const std::size_t n = region.size();
   std::uint64_t count = 0;
   std::size_t previousStart = npos;  // the last code point counted on its own

@@ -11,6 +11,7 @@
 #include <array>
 #include <cstring>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "models/input_limits.h"
@@ -239,31 +240,14 @@ std::string matchFailure(UErrorCode status, std::string_view pattern) {
   return "The regex pattern " + quoted(pattern) + " could not be applied to this text.";
 }
 
-// A matcher over `input` (which must outlive it) that gives up after the
-// time limit.
-struct BoundedMatcher {
-  std::unique_ptr<icu::RegexPattern> pattern;
-  std::unique_ptr<icu::RegexMatcher> matcher;
-};
-
-Checked<BoundedMatcher> boundedMatcher(std::string_view pattern, const icu::UnicodeString& input) {
-  BoundedMatcher made{compile(pattern), nullptr};
-  if (!made.pattern) return fail(invalidPattern(pattern));
-  UErrorCode status = U_ZERO_ERROR;
-  made.matcher.reset(made.pattern->matcher(input, status));
-  if (U_SUCCESS(status)) made.matcher->setTimeLimit(kRegexTimeLimit, status);
-  if (U_FAILURE(status)) return fail(matchFailure(status, pattern));
-  return made;
-}
-
 // The replacement template, read once: "$" and a group number insert that
 // group (0 the whole match); a "$" with no digit after it, as in "US$", is an
 // ordinary character; a backslash makes the next character ordinary.
 // Digits after the first join the number only while it stays a group of the
 // pattern, so with two groups "$12" is group 1 and then "2".
 struct TemplatePiece {
-  icu::UnicodeString literal;
-  int32_t group = -1;  // -1: the literal
+  std::string literal;  // UTF-8
+  int32_t group = -1;   // -1: the literal
 };
 
 std::string templateMismatch(std::string_view replacement, std::string_view pattern) {
@@ -273,15 +257,24 @@ std::string templateMismatch(std::string_view replacement, std::string_view patt
 
 Checked<std::vector<TemplatePiece>> parseTemplate(std::string_view replacement, std::string_view pattern,
                                                   int32_t groupCount) {
-  const icu::UnicodeString text = unicodeString(replacement);
+  // Read as UTF-8, one code point at a time: "\\" makes the whole next
+  // character ordinary, whatever its length. Invalid bytes become U+FFFD.
   std::vector<TemplatePiece> pieces(1);
-  const auto digit = [&](int32_t at) { return at < text.length() && text[at] >= u'0' && text[at] <= u'9' ? text[at] - u'0' : -1; };
-  for (int32_t i = 0; i < text.length();) {
-    const char16_t c = text[i];
-    if (c == u'\\' && i + 1 < text.length()) {
-      pieces.back().literal.append(text[i + 1]);
-      i += 2;
-    } else if (c == u'$' && digit(i + 1) >= 0) {
+  const auto* s = reinterpret_cast<const uint8_t*>(replacement.data());
+  const auto n = static_cast<int32_t>(replacement.size());
+  const auto digit = [&](int32_t at) { return at < n && s[at] >= '0' && s[at] <= '9' ? s[at] - '0' : -1; };
+  const auto appendCodePointAt = [&](int32_t& i) {
+    UChar32 c;
+    const int32_t start = i;
+    U8_NEXT(s, i, n, c);
+    if (c < 0) pieces.back().literal += "\uFFFD";
+    else pieces.back().literal.append(replacement.substr(static_cast<size_t>(start), static_cast<size_t>(i - start)));
+  };
+  for (int32_t i = 0; i < n;) {
+    if (s[i] == '\\' && i + 1 < n) {
+      ++i;
+      appendCodePointAt(i);
+    } else if (s[i] == '$' && digit(i + 1) >= 0) {
       int32_t group = digit(i + 1);
       if (group > groupCount) return fail(templateMismatch(replacement, pattern));
       i += 2;
@@ -289,11 +282,46 @@ Checked<std::vector<TemplatePiece>> parseTemplate(std::string_view replacement, 
       pieces.push_back({{}, group});
       pieces.emplace_back();
     } else {
-      pieces.back().literal.append(c);
-      ++i;
+      appendCodePointAt(i);
     }
   }
   return pieces;
+}
+
+// A matcher over UTF-8 text in place: ICU reads it through a UText, so the
+// text is never copied to UTF-16 as a whole; match offsets are byte offsets.
+struct Utf8Matcher {
+  std::unique_ptr<icu::RegexPattern> pattern;
+  std::unique_ptr<icu::RegexMatcher> matcher;
+  UText* text = nullptr;
+  Utf8Matcher() = default;
+  Utf8Matcher(Utf8Matcher&& other) noexcept
+      : pattern(std::move(other.pattern)), matcher(std::move(other.matcher)), text(std::exchange(other.text, nullptr)) {}
+  Utf8Matcher& operator=(Utf8Matcher&&) = delete;
+  ~Utf8Matcher() {
+    matcher.reset();  // it holds a clone of the UText
+    if (text) utext_close(text);
+  }
+};
+
+// A matcher over `input` (which must be well-formed UTF-8 and outlive it)
+// that gives up after the time limit.
+Checked<Utf8Matcher> utf8Matcher(std::string_view pattern, std::string_view input) {
+  Utf8Matcher made;
+  made.pattern = compile(pattern);
+  if (!made.pattern) return fail(invalidPattern(pattern));
+  UErrorCode status = U_ZERO_ERROR;
+  made.text = utext_openUTF8(nullptr, input.data(), static_cast<int64_t>(input.size()), &status);
+  if (U_SUCCESS(status)) made.matcher.reset(made.pattern->matcher(status));
+  if (U_SUCCESS(status)) made.matcher->reset(made.text);
+  if (U_SUCCESS(status)) made.matcher->setTimeLimit(kRegexTimeLimit, status);
+  if (U_FAILURE(status)) return fail(matchFailure(status, pattern));
+  return made;
+}
+
+std::string replacedTooLarge() {
+  return "The replaced text would be larger than " + std::string(kTextSizeLimitWords) +
+         ", which is too large to use. Nothing was changed.";
 }
 
 }  // namespace
@@ -550,49 +578,60 @@ std::optional<std::string> regexError(std::string_view pattern, std::string_view
 }
 
 Checked<std::string> regexReplace(std::string_view text, std::string_view pattern, std::string_view replacement) {
-  const icu::UnicodeString input = unicodeString(text);
-  auto made = boundedMatcher(pattern, input);
+  // ICU reads invalid bytes as U+FFFD, and so did the result; such text
+  // (rare: it came from outside) goes through UTF-16, where that happens.
+  std::string repaired;
+  if (!isValidUtf8(text)) {
+    repaired = utf8String(unicodeString(text));
+    text = repaired;
+  }
+  auto made = utf8Matcher(pattern, text);
   if (!made) return fail(made.error());
   icu::RegexMatcher* matcher = made.value().matcher.get();
   auto pieces = parseTemplate(replacement, pattern, matcher->groupCount());
   if (!pieces) return fail(pieces.error());
   UErrorCode status = U_ZERO_ERROR;
-  icu::UnicodeString result;
-  int32_t copiedTo = 0;
+  std::string result;
+  std::size_t copiedTo = 0;
+  const auto append = [&](std::size_t from, std::size_t to) { result.append(text.data() + from, to - from); };
   while (matcher->find(status)) {
-    // UTF-16 units, at most three bytes of UTF-8 each.
-    if (static_cast<std::size_t>(result.length()) > kTextSizeLimit / 3)
-      return fail("The replaced text would be larger than " + std::string(kTextSizeLimitWords) +
-                  ", which is too large to use. Nothing was changed.");
-    const int32_t start = matcher->start(status), end = matcher->end(status);
-    result.append(input, copiedTo, start - copiedTo);
+    if (result.size() > kTextSizeLimit) return fail(replacedTooLarge());
+    if (result.empty()) result.reserve(text.size() + text.size() / 8);
+    const auto start = static_cast<std::size_t>(matcher->start64(status));
+    const auto end = static_cast<std::size_t>(matcher->end64(status));
+    append(copiedTo, start);
     for (const TemplatePiece& piece : *pieces) {
       if (piece.group < 0) {
-        result.append(piece.literal);
-      } else if (matcher->start(piece.group, status) >= 0) {  // a group that took part in the match
-        const int32_t from = matcher->start(piece.group, status);
-        result.append(input, from, matcher->end(piece.group, status) - from);
+        result += piece.literal;
+      } else if (const int64_t from = matcher->start64(piece.group, status); from >= 0) {
+        // A group that took part in the match.
+        append(static_cast<std::size_t>(from), static_cast<std::size_t>(matcher->end64(piece.group, status)));
       }
     }
     copiedTo = end;
   }
   // A search that ran out of time is an error, never "nothing matched".
   if (U_FAILURE(status)) return fail(matchFailure(status, pattern));
-  result.append(input, copiedTo, input.length() - copiedTo);
-  return utf8String(result);
+  if (result.size() + (text.size() - copiedTo) > kTextSizeLimit) return fail(replacedTooLarge());
+  append(copiedTo, text.size());
+  return result;
 }
 
 Checked<std::string> regexExtract(std::string_view text, std::string_view pattern) {
-  const icu::UnicodeString input = unicodeString(text);
-  auto made = boundedMatcher(pattern, input);
+  std::string repaired;
+  if (!isValidUtf8(text)) {
+    repaired = utf8String(unicodeString(text));
+    text = repaired;
+  }
+  auto made = utf8Matcher(pattern, text);
   if (!made) return fail(made.error());
   icu::RegexMatcher* matcher = made.value().matcher.get();
   UErrorCode status = U_ZERO_ERROR;
   const bool found = matcher->find(status);
   if (U_FAILURE(status)) return fail(matchFailure(status, pattern));
   if (!found) return fail("No match for the pattern " + quoted(pattern) + " in the text.");
-  const icu::UnicodeString match = matcher->group(status);
-  return utf8String(match);
+  const auto start = static_cast<std::size_t>(matcher->start64(status));
+  return std::string(text.substr(start, static_cast<std::size_t>(matcher->end64(status)) - start));
 }
 
 std::string displayCut(std::string_view text, std::size_t limit) {
