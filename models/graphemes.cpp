@@ -216,6 +216,24 @@ void complexBoundaries(std::string_view piece, std::vector<std::uint32_t>& ends)
 
 }  // namespace graphemes_detail
 
+namespace {
+
+// How many bytes from `i` on are ASCII other than CR, eight at a time.
+std::size_t asciiRunWithoutCr(const unsigned char* s, std::size_t i, std::size_t n) {
+  const std::size_t from = i;
+  constexpr std::uint64_t kOnes = 0x0101010101010101ULL, kHigh = 0x8080808080808080ULL;
+  for (; i + 8 <= n; i += 8) {
+    std::uint64_t word;
+    std::memcpy(&word, s + i, 8);
+    const std::uint64_t cr = word ^ (kOnes * '\r');  // a zero byte where a CR is
+    if ((word & kHigh) | ((cr - kOnes) & ~cr & kHigh)) break;
+  }
+  while (i < n && s[i] < 0x80 && s[i] != '\r') ++i;
+  return i - from;
+}
+
+}  // namespace
+
 std::size_t graphemeCount(std::string_view text) {
   using namespace graphemes_detail;
   const Tables& t = tables();
@@ -225,15 +243,17 @@ std::size_t graphemeCount(std::string_view text) {
   std::uint8_t state = kStartState;
   std::size_t i = 0;
   while (i < n) {
-    // Runs of printable ASCII after an ordinary character: each byte is a
-    // character, unless a mark follows the last one, which the general step
-    // sees when it reads the mark.
-    if (state == gOther) {
-      std::size_t k = i;
-      while (k < n && s[k] >= 0x20 && s[k] < 0x7F) ++k;
-      count += k - i;
-      i = k;
-      if (i == n) break;
+    // Every ASCII byte but CR breaks against what comes before it, unless
+    // that is a CR or a prepended mark, and against the next ASCII byte: a
+    // run of them is as many characters, whatever the bytes are.
+    if (s[i] < 0x80 && state != gCR && state != gPrepend) {
+      const std::size_t run = asciiRunWithoutCr(s, i, n);
+      if (run > 0) {
+        count += run;
+        i += run;
+        state = t.bmp[s[i - 1]];
+        continue;
+      }
     }
     const Decoded d = decode(text, i, t);
     const std::uint8_t step = t.transitions[state * kClasses + d.cls];

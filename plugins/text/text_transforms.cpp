@@ -443,19 +443,7 @@ Checked<std::string> base64Decode(std::string_view text) {
   return std::move(*decoded);
 }
 
-std::size_t countCharacters(std::string_view text) {
-  const auto* s = reinterpret_cast<const unsigned char*>(text.data());
-  std::size_t count = 0;
-  forEachCharacter(
-      text,
-      [&](size_t begin, size_t end) {
-        std::size_t pairs = 0;  // CR LF is one character
-        for (size_t k = begin; k + 1 < end; ++k) pairs += (s[k] == '\r') & (s[k + 1] == '\n');
-        count += end - begin - pairs;
-      },
-      [&](size_t, size_t) { ++count; });
-  return count;
-}
+std::size_t countCharacters(std::string_view text) { return graphemeCount(text); }
 
 std::size_t countWords(std::string_view text) {
   // A character is a separator when its first scalar is white space or a
