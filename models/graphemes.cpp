@@ -130,6 +130,7 @@ struct BuiltTables {
   std::vector<std::uint16_t> blockOf;  // for every block of 256, the BMP's included
   std::vector<std::uint8_t> blocks;
   std::array<std::uint8_t, kStateCount * kClasses> transitions{};
+  std::array<bool, 0x10000 / 64> plainBlocks{};
   Tables view{};
 
   BuiltTables() {
@@ -151,7 +152,12 @@ struct BuiltTables {
         transitions[state * kClasses + cls] =
             static_cast<std::uint8_t>(stateAfter(state, cls, broke) | (broke ? kBreakBit : 0));
       }
-    view = {bmp.data(), blockOf.data(), blocks.data(), transitions.data()};
+    for (std::size_t block = 0; block < plainBlocks.size(); ++block) {
+      bool plain = true;
+      for (std::size_t c = block * 64; c < block * 64 + 64; ++c) plain = plain && isPlain(bmp[c]);
+      plainBlocks[block] = plain;
+    }
+    view = {bmp.data(), blockOf.data(), blocks.data(), transitions.data(), plainBlocks.data()};
   }
 };
 
@@ -218,18 +224,35 @@ void complexBoundaries(std::string_view piece, std::vector<std::uint32_t>& ends)
 
 namespace {
 
-// How many bytes from `i` on are ASCII other than CR, eight at a time.
-std::size_t asciiRunWithoutCr(const unsigned char* s, std::size_t i, std::size_t n) {
-  const std::size_t from = i;
+// Whether the eight bytes at `s` are ASCII other than CR.
+inline bool asciiWithoutCr(const unsigned char* s) {
   constexpr std::uint64_t kOnes = 0x0101010101010101ULL, kHigh = 0x8080808080808080ULL;
-  for (; i + 8 <= n; i += 8) {
-    std::uint64_t word;
-    std::memcpy(&word, s + i, 8);
-    const std::uint64_t cr = word ^ (kOnes * '\r');  // a zero byte where a CR is
-    if ((word & kHigh) | ((cr - kOnes) & ~cr & kHigh)) break;
+  std::uint64_t word;
+  std::memcpy(&word, s, 8);
+  const std::uint64_t cr = word ^ (kOnes * '\r');  // a zero byte where a CR is
+  return ((word & kHigh) | ((cr - kOnes) & ~cr & kHigh)) == 0;
+}
+
+// The plain code point at `i`: its length, or 0 when it is not plain (or
+// not well-formed), and its class.
+inline std::uint32_t plainAt(const unsigned char* s, std::size_t i, std::size_t n, const graphemes_detail::Tables& t,
+                             std::uint8_t& cls) {
+  const unsigned c = s[i];
+  if (c >= 0xC2 && c <= 0xDF) {
+    if (i + 1 >= n || (s[i + 1] & 0xC0) != 0x80) return 0;
+    const unsigned cp = ((c & 0x1Fu) << 6) | (s[i + 1] & 0x3Fu);
+    if (!t.plainBlocks[cp >> 6]) return 0;
+    cls = t.bmp[cp];
+    return 2;
   }
-  while (i < n && s[i] < 0x80 && s[i] != '\r') ++i;
-  return i - from;
+  if (c >= 0xE0 && c <= 0xEF) {
+    if (i + 2 >= n || (s[i + 1] & 0xC0) != 0x80 || (s[i + 2] & 0xC0) != 0x80) return 0;
+    const unsigned cp = ((c & 0x0Fu) << 12) | ((s[i + 1] & 0x3Fu) << 6) | (s[i + 2] & 0x3Fu);
+    if (cp < 0x800 || (cp >= 0xD800 && cp <= 0xDFFF) || !t.plainBlocks[cp >> 6]) return 0;
+    cls = t.bmp[cp];
+    return 3;
+  }
+  return 0;
 }
 
 }  // namespace
@@ -243,17 +266,34 @@ std::size_t graphemeCount(std::string_view text) {
   std::uint8_t state = kStartState;
   std::size_t i = 0;
   while (i < n) {
-    // Every ASCII byte but CR breaks against what comes before it, unless
-    // that is a CR or a prepended mark, and against the next ASCII byte: a
-    // run of them is as many characters, whatever the bytes are.
-    if (s[i] < 0x80 && state != gCR && state != gPrepend) {
-      const std::size_t run = asciiRunWithoutCr(s, i, n);
-      if (run > 0) {
-        count += run;
-        i += run;
-        state = t.bmp[s[i - 1]];
-        continue;
+    // After a plain character, every plain one and every ASCII byte but CR
+    // starts a new character: runs of them (ASCII eight bytes at a time,
+    // letters and ideographs of the plain blocks one by one) are counted
+    // without the state machine.
+    if (isPlain(state)) {
+      while (i < n) {
+        if (i + 8 <= n && asciiWithoutCr(s + i)) {
+          count += 8;
+          i += 8;
+          state = t.bmp[s[i - 1]];
+          continue;
+        }
+        const unsigned c = s[i];
+        if (c < 0x80) {
+          if (c == '\r') break;
+          ++count;
+          ++i;
+          state = t.bmp[c];
+          continue;
+        }
+        std::uint8_t cls;
+        const std::uint32_t length = plainAt(s, i, n, t, cls);
+        if (length == 0) break;
+        ++count;
+        i += length;
+        state = cls;
       }
+      if (i >= n) break;
     }
     const Decoded d = decode(text, i, t);
     const std::uint8_t step = t.transitions[state * kClasses + d.cls];

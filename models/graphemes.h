@@ -73,7 +73,17 @@ struct Tables {
   const std::uint8_t* blocks;
   // transitions[state * kClasses + class].
   const std::uint8_t* transitions;
+  // For every 64 code points of the Basic Multilingual Plane (cp >> 6),
+  // whether all are of the plain classes below: letters, ideographs and the
+  // like, which break against one another and against ASCII.
+  const bool* plainBlocks;
 };
+
+// The classes after which anything plain, and any ASCII but LF, starts a
+// new character; and that themselves start one after anything plain.
+constexpr std::uint32_t kPlainClasses = (1u << gOther) | (1u << gPictographic) | (1u << gLinkingConsonant) |
+                                        (1u << gLV) | (1u << gLVT) | (1u << gControl) | (1u << gLF);
+inline bool isPlain(std::uint8_t stateOrClass) { return stateOrClass < 32 && ((kPlainClasses >> stateOrClass) & 1); }
 const Tables& tables();
 
 inline std::uint8_t classOf(const Tables& t, std::uint32_t cp) {

@@ -69,35 +69,6 @@ void forEachLine(std::string_view text, Visit&& visit) {
   visit(text.substr(start));
 }
 
-// Walks the user-perceived characters of `text` the quick way. In a run of
-// ASCII every byte is a character by itself, except CR LF, which is one;
-// only the last byte before other text may take marks that follow it, unless
-// it is a control character. Such runs go to `asciiRun(begin, end)` whole;
-// the stretches around other text, which start and end on sure boundaries,
-// go through the grapheme walker to `cluster(begin, end)`.
-template <class AsciiRun, class Cluster>
-void forEachCharacter(std::string_view text, AsciiRun&& asciiRun, Cluster&& cluster) {
-  const auto* s = reinterpret_cast<const unsigned char*>(text.data());
-  const size_t n = text.size();
-  size_t i = 0;
-  while (i < n) {
-    size_t k = i;
-    while (k < n && s[k] < 0x80) ++k;
-    size_t runEnd = k;
-    if (k < n && k > i && s[k - 1] >= 0x20 && s[k - 1] != 0x7F) --runEnd;
-    if (runEnd > i) asciiRun(i, runEnd);
-    if (runEnd == n) return;
-    // From here to the next two ASCII bytes in a row that are not CR LF.
-    size_t j = runEnd + 1;
-    while (j < n && !(s[j - 1] < 0x80 && s[j] < 0x80 && !(s[j - 1] == '\r' && s[j] == '\n'))) ++j;
-    forEachGrapheme(text.substr(runEnd, j - runEnd), [&](size_t begin, size_t end) {
-      cluster(runEnd + begin, runEnd + end);
-      return true;
-    });
-    i = j;
-  }
-}
-
 std::vector<std::string_view> splitLines(std::string_view text) {
   std::vector<std::string_view> lines;
   forEachLine(text, [&](std::string_view line) { lines.push_back(line); });
@@ -445,31 +416,59 @@ Checked<std::string> base64Decode(std::string_view text) {
 
 std::size_t countCharacters(std::string_view text) { return graphemeCount(text); }
 
+namespace {
+
+// Whether a code point of the Basic Multilingual Plane is white space or a
+// line break, one bit each, from the same test the rest of the text code
+// uses; no code point above it is.
+const std::array<std::uint64_t, 1024>& bmpWhitespace() {
+  static const std::array<std::uint64_t, 1024> bits = [] {
+    std::array<std::uint64_t, 1024> b{};
+    for (char32_t c = 0; c < 0x10000; ++c)
+      if (isWhitespaceOrNewline(c)) b[c >> 6] |= std::uint64_t{1} << (c & 63);
+    return b;
+  }();
+  return bits;
+}
+
+}  // namespace
+
 std::size_t countWords(std::string_view text) {
-  // A character is a separator when its first scalar is white space or a
-  // line break; words are the runs of other characters.
+  // A character is a separator when its first code point is white space or
+  // a line break; words are the runs of other characters. One pass of the
+  // grapheme walker's state machine, with runs of ASCII counted directly.
+  using namespace graphemes_detail;
+  const Tables& t = tables();
+  const auto& whitespace = bmpWhitespace();
   const auto* s = reinterpret_cast<const uint8_t*>(text.data());
   const auto n = static_cast<int32_t>(text.size());
   std::size_t words = 0;
   bool inWord = false;
   const auto isAsciiSeparator = [](unsigned char c) -> unsigned { return (c == ' ') | (unsigned(c - 9) <= 4); };
-  forEachCharacter(
-      text,
-      [&](size_t begin, size_t end) {
-        // A word starts at every non-separator after a separator.
-        std::size_t starts = !isAsciiSeparator(s[begin]) && !inWord;
-        for (size_t k = begin + 1; k < end; ++k) starts += isAsciiSeparator(s[k - 1]) & !isAsciiSeparator(s[k]);
-        words += starts;
-        inWord = !isAsciiSeparator(s[end - 1]);
-      },
-      [&](size_t begin, size_t) {
-        auto i = static_cast<int32_t>(begin);
-        UChar32 c;
-        U8_NEXT(s, i, n, c);
-        const bool separator = c >= 0 && isWhitespaceOrNewline(static_cast<char32_t>(c));
-        words += !separator && !inWord;
-        inWord = !separator;
-      });
+  std::uint8_t state = kStartState;
+  for (int32_t i = 0; i < n;) {
+    // After a plain character every ASCII byte but CR is a character.
+    if (isPlain(state) && s[i] < 0x80 && s[i] != '\r') {
+      int32_t end = i + 1;
+      while (end < n && s[end] < 0x80 && s[end] != '\r') ++end;
+      std::size_t starts = !isAsciiSeparator(s[i]) && !inWord;
+      for (int32_t k = i + 1; k < end; ++k) starts += isAsciiSeparator(s[k - 1]) & !isAsciiSeparator(s[k]);
+      words += starts;
+      inWord = !isAsciiSeparator(s[end - 1]);
+      state = t.bmp[s[end - 1]];
+      i = end;
+      continue;
+    }
+    UChar32 c;
+    U8_NEXT(s, i, n, c);  // an invalid sequence reads as one U+FFFD, of class Other
+    const std::uint8_t step = t.transitions[state * kClasses + (c < 0 ? std::uint8_t{gOther} : classOf(t, static_cast<std::uint32_t>(c)))];
+    state = step & 0x7F;
+    if (!(step & kBreakBit)) continue;
+    const bool separator = c >= 0 && (c < 0x10000 ? ((whitespace[static_cast<std::size_t>(c) >> 6] >> (c & 63)) & 1) != 0
+                                                  : isWhitespaceOrNewline(static_cast<char32_t>(c)));
+    words += !separator && !inWord;
+    inWord = !separator;
+  }
   return words;
 }
 

@@ -1,6 +1,7 @@
 #include "models/graphemes.h"
 
 #include <gtest/gtest.h>
+#include <unicode/utf8.h>
 
 #include <fstream>
 #include <random>
@@ -8,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "models/text.h"
 #include "plugins/text/text_transforms.h"
 
 namespace orla {
@@ -181,6 +183,34 @@ TEST(GraphemeWalker, AgreesWithIcuOnEveryConjunctPair) {
       expectSameAsIcu(utf8(first) + utf8(joiners[k % joiners.size()]) + utf8(virama) + utf8(second));
       if (HasFailure()) return;
     }
+}
+
+// Words are runs of characters whose first code point is not white space:
+// counted in one pass, they must match a count over ICU's clusters.
+TEST(GraphemeWalker, WordsCountedInOnePassMatchIcuClusters) {
+  const std::vector<std::string> pieces = {"a", "Wort", " ", "  ", "\t", "\r\n", "\r", "\n", "\u3000", "\u00A0", "\u2028",
+                                           "\u0085", " \u0301", "\u0301", "\u200D", "日本", "e\u0301", "👨‍👩‍👧", "🇩🇪",
+                                           "\u0600 ", "\u0915\u094D\u0937", "\xFF", "\xE2\x82", "\u1100\u1161", "x\u2003y"};
+  std::mt19937 random(11);
+  for (int round = 0; round < 3000; ++round) {
+    std::string text;
+    const int length = static_cast<int>(random() % 20);
+    for (int k = 0; k < length; ++k) text += pieces[random() % pieces.size()];
+    std::size_t expected = 0, begin = 0;
+    bool inWord = false;
+    for (std::uint32_t end : icuEnds(text)) {
+      const auto* s = reinterpret_cast<const uint8_t*>(text.data());
+      int32_t at = static_cast<int32_t>(begin);
+      UChar32 c;
+      U8_NEXT(s, at, static_cast<int32_t>(text.size()), c);
+      const bool separator = c >= 0 && isWhitespaceOrNewline(static_cast<char32_t>(c));
+      expected += !separator && !inWord;
+      inWord = !separator;
+      begin = end;
+    }
+    EXPECT_EQ(transforms::countWords(text), expected) << testing::PrintToString(text);
+    if (HasFailure()) return;
+  }
 }
 
 TEST(GraphemeWalker, PrefixStopsAtCharacterBoundaries) {
