@@ -37,6 +37,7 @@ PAIRS = [
     ("prettifyJSON", "json.txt", [], "jq .", ["jq", ".", "{f}"]),
     ("prettifyJSON", "json.txt", [], "python3 -m json.tool", [sys.executable, "-m", "json.tool", "{f}"]),
     ("regexReplace", "english.txt", [REGEX, "<$1>"], "sed -E", ["sed", "-E", r"s/\b(the|and|of|Grace)\b/<\1>/g", "{f}"]),
+    ("regexReplace", "nonascii.txt", [REGEX, "<$1>"], "sed -E", ["sed", "-E", r"s/\b(the|and|of|Grace)\b/<\1>/g", "{f}"]),
 ]
 
 
@@ -65,6 +66,7 @@ def main():
     parser.add_argument("--build", default="build/release", help="build folder holding bench/orla_transform_run")
     parser.add_argument("--size", type=int, default=64, help="MiB of each text (default 64)")
     parser.add_argument("--runs", type=int, default=5, help="runs of each command (default 5)")
+    parser.add_argument("--only", default="", help="comma-separated transforms to time (default all)")
     args = parser.parse_args()
 
     runner = os.path.join(args.build, "bench", "orla_transform_run")
@@ -75,10 +77,14 @@ def main():
 
     with tempfile.TemporaryDirectory(prefix="orla-bench-") as folder:
         subprocess.run([runner, "--corpus", folder, str(args.size << 20)], check=True)
-        print(f"{args.size} MiB inputs, median of {args.runs} runs, LC_ALL=C.UTF-8\n")
+        print(f"{args.size} MiB inputs, median of {args.runs} runs, LC_ALL=C.UTF-8, "
+              f"load average {os.getloadavg()[0]:.2f} at the start\n")
         print("| Transform | Input | Orla | Tool | Tool time | Tool ÷ Orla | Orla MB/s | Orla peak memory ÷ input |")
         print("|---|---|---:|---|---:|---:|---:|---:|")
+        only = set(filter(None, args.only.split(",")))
         for transform, name, extra, tool, command in PAIRS:
+            if only and transform not in only:
+                continue
             path = os.path.join(folder, name)
             size = os.path.getsize(path)
             ours, ours_rss = measure([runner, transform, path, *extra], args.runs)

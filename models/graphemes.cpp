@@ -6,11 +6,21 @@
 #include <unicode/uset.h>
 #include <unicode/utf8.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <map>
 #include <memory>
 #include <string>
+
+#include "models/utf8.h"
+
+// The block count is built with GCC's target pragmas; other compilers keep
+// the code point loop.
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
+#define ORLA_GRAPHEMES_AVX2 1
+#include <immintrin.h>
+#endif
 
 namespace orla {
 
@@ -131,6 +141,7 @@ struct BuiltTables {
   std::vector<std::uint8_t> blocks;
   std::array<std::uint8_t, kStateCount * kClasses> transitions{};
   std::array<bool, 0x10000 / 64> plainBlocks{};
+  std::array<bool, 256> safeLeads{};
   Tables view{};
 
   BuiltTables() {
@@ -157,16 +168,27 @@ struct BuiltTables {
       for (std::size_t c = block * 64; c < block * 64 + 64; ++c) plain = plain && isPlain(bmp[c]);
       plainBlocks[block] = plain;
     }
+    // Lead bytes all of whose code points are plain: two-byte leads by
+    // their 64-code-point block, three-byte leads when all their 64 blocks
+    // are (the ideographs, most Hangul syllables).
+    for (unsigned lead = 0xC2; lead <= 0xDF; ++lead) safeLeads[lead] = plainBlocks[lead & 0x1F];
+    for (unsigned lead = 0xE1; lead <= 0xEC; ++lead) {
+      bool plain = true;
+      for (unsigned block = (lead & 0x0F) << 6; block < ((lead & 0x0F) + 1) << 6; ++block) plain = plain && plainBlocks[block];
+      safeLeads[lead] = plain;
+    }
     view = {bmp.data(), blockOf.data(), blocks.data(), transitions.data(), plainBlocks.data()};
   }
 };
 
+const BuiltTables& built() {
+  static const BuiltTables tables;
+  return tables;
+}
+
 }  // namespace
 
-const Tables& tables() {
-  static const BuiltTables built;
-  return built.view;
-}
+const Tables& tables() { return built().view; }
 
 Decoded decodeSlow(std::string_view text, std::size_t i) {
   const auto* s = reinterpret_cast<const uint8_t*>(text.data());
@@ -255,6 +277,65 @@ inline std::uint32_t plainAt(const unsigned char* s, std::size_t i, std::size_t 
   return 0;
 }
 
+#ifdef ORLA_GRAPHEMES_AVX2
+
+#pragma GCC push_options
+#pragma GCC target("avx2,popcnt")
+
+// Thirty-two bytes at a time over well-formed UTF-8 after a plain
+// character: while a block holds only ASCII other than CR, continuation
+// bytes and safe leads, every code point in it is a character of its own,
+// so the block holds as many characters as bytes that are not
+// continuations. Returns the bytes consumed (a multiple of 32) and adds the
+// characters to `count`.
+std::size_t countSafeBlocks(const unsigned char* s, std::size_t n, const bool* safeLeads, std::size_t& count) {
+  // Which leads are safe, by low nibble, for the high nibbles C, D and E.
+  alignas(32) std::uint8_t tables[3][32];
+  for (int high = 0; high < 3; ++high)
+    for (int low = 0; low < 16; ++low)
+      tables[high][low] = tables[high][low + 16] = safeLeads[((0xC + high) << 4) | low] ? 0xFF : 0;
+  const __m256i safeC = _mm256_load_si256(reinterpret_cast<const __m256i*>(tables[0]));
+  const __m256i safeD = _mm256_load_si256(reinterpret_cast<const __m256i*>(tables[1]));
+  const __m256i safeE = _mm256_load_si256(reinterpret_cast<const __m256i*>(tables[2]));
+  const __m256i lowNibble = _mm256_set1_epi8(0x0F);
+  std::size_t i = 0;
+  for (; i + 32 <= n; i += 32) {
+    const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + i));
+    const __m256i high = _mm256_and_si256(_mm256_srli_epi16(v, 4), lowNibble);
+    const __m256i low = _mm256_and_si256(v, lowNibble);
+    // Below 0xC0 (signed: below -64 or at least 0) and not CR: safe.
+    const __m256i belowLeads = _mm256_cmpgt_epi8(_mm256_set1_epi8(static_cast<char>(0xC0)), v);
+    const __m256i ascii = _mm256_cmpgt_epi8(v, _mm256_set1_epi8(-1));
+    const __m256i simple = _mm256_andnot_si256(_mm256_cmpeq_epi8(v, _mm256_set1_epi8('\r')), _mm256_or_si256(belowLeads, ascii));
+    const __m256i leadC = _mm256_and_si256(_mm256_cmpeq_epi8(high, _mm256_set1_epi8(0xC)), _mm256_shuffle_epi8(safeC, low));
+    const __m256i leadD = _mm256_and_si256(_mm256_cmpeq_epi8(high, _mm256_set1_epi8(0xD)), _mm256_shuffle_epi8(safeD, low));
+    const __m256i leadE = _mm256_and_si256(_mm256_cmpeq_epi8(high, _mm256_set1_epi8(0xE)), _mm256_shuffle_epi8(safeE, low));
+    const __m256i safe = _mm256_or_si256(_mm256_or_si256(simple, leadC), _mm256_or_si256(leadD, leadE));
+    // Continuation bytes are 0x80..0xBF: signed, below -64.
+    const auto starts = ~static_cast<std::uint32_t>(_mm256_movemask_epi8(belowLeads)) |
+                        static_cast<std::uint32_t>(_mm256_movemask_epi8(ascii));
+    const auto safeBytes = static_cast<std::uint32_t>(_mm256_movemask_epi8(safe));
+    if (safeBytes != 0xFFFFFFFFu) {
+      // The safe bytes before the first that is not: that one is a lead
+      // (continuations are always safe), so they end on a boundary.
+      const int prefix = __builtin_ctz(~safeBytes);
+      count += static_cast<std::size_t>(__builtin_popcount(starts & ((std::uint32_t{1} << prefix) - 1)));
+      return i + static_cast<std::size_t>(prefix);
+    }
+    count += static_cast<std::size_t>(__builtin_popcount(starts));
+  }
+  return i;
+}
+
+#pragma GCC pop_options
+
+bool haveAvx2() {
+  static const bool have = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("popcnt");
+  return have;
+}
+
+#endif
+
 }  // namespace
 
 std::size_t graphemeCount(std::string_view text) {
@@ -265,13 +346,40 @@ std::size_t graphemeCount(std::string_view text) {
   std::size_t count = 0;
   std::uint8_t state = kStartState;
   std::size_t i = 0;
+#ifdef ORLA_GRAPHEMES_AVX2
+  // Blocks count bytes, which is only right for well-formed text, where an
+  // invalid sequence cannot pass for part of a character.
+  const bool blocks = n >= 64 && haveAvx2() && isValidUtf8(text);
+  const bool* safeLeads = graphemes_detail::built().safeLeads.data();
+#endif
   while (i < n) {
+#ifdef ORLA_GRAPHEMES_AVX2
+    if (blocks && isPlain(state)) {
+      const std::size_t done = countSafeBlocks(s + i, n - i, safeLeads, count);
+      if (done > 0) {
+        i += done;
+        // The character the last block ended in, whose lead was counted:
+        // its class is the state, and the walk goes on after it.
+        std::size_t lead = i - 1;
+        while ((s[lead] & 0xC0) == 0x80) --lead;
+        const Decoded last = decode(text, lead, t);
+        state = last.cls;
+        i = lead + last.length;
+        if (i >= n) break;
+      }
+    }
+    // With the blocks, only the last few bytes go through the plain loop;
+    // what stopped a block goes to the state machine, one code point.
+    const std::size_t stop = !blocks || n - i < 32 ? n : i;
+#else
+    const std::size_t stop = n;
+#endif
     // After a plain character, every plain one and every ASCII byte but CR
     // starts a new character: runs of them (ASCII eight bytes at a time,
     // letters and ideographs of the plain blocks one by one) are counted
     // without the state machine.
     if (isPlain(state)) {
-      while (i < n) {
+      while (i < stop) {
         if (i + 8 <= n && asciiWithoutCr(s + i)) {
           count += 8;
           i += 8;

@@ -213,6 +213,23 @@ TEST(GraphemeWalker, WordsCountedInOnePassMatchIcuClusters) {
   }
 }
 
+// Long texts of mostly plain characters take the block count: it must stop
+// exactly where a character that is not plain begins.
+TEST(GraphemeWalker, LongTextsAgreeWithIcu) {
+  const std::vector<std::string> plain = {"a", "word ", "Привет ", "日本語", "서울", "Καλη", "ü", "\n", "©"};
+  const std::vector<std::string> other = {"e\u0301", "\r\n", "👍🏽", "🇩🇪", "こんにちは", "한", "\u2764\uFE0F", "\u0600x",
+                                          "\u0915\u094D\u0937", "\u200D", "\xFF", "\xE2\x82"};
+  std::mt19937 random(5);
+  for (int round = 0; round < 300; ++round) {
+    std::string text;
+    const int length = 50 + static_cast<int>(random() % 400);
+    for (int k = 0; k < length; ++k)
+      text += random() % 12 == 0 ? other[random() % other.size()] : plain[random() % plain.size()];
+    EXPECT_EQ(graphemeCount(text), icuEnds(text).size()) << testing::PrintToString(text);
+    if (HasFailure()) return;
+  }
+}
+
 TEST(GraphemeWalker, PrefixStopsAtCharacterBoundaries) {
   const std::string text = "e\u0301\U0001F1E9\U0001F1EA\r\nz";
   const struct {
