@@ -76,9 +76,9 @@ fs::path corpusPath(bool nonAscii) {
 // `cat` of it sixteen times is the command that prints 1 GiB.
 fs::path corpusFile(bool nonAscii = false) {
   static const fs::path paths[2] = {corpusPath(false), corpusPath(true)};
-  static bool written[2] = {false, false};
-  if (!written[nonAscii]) {
-    written[nonAscii] = true;
+  static bool made[2] = {false, false};
+  if (!made[nonAscii]) {
+    made[nonAscii] = true;
     // Written 1 MiB at a time, so that the text does not count in the peak
     // memory the capture reports.
     const std::string piece = nonAscii ? nonAsciiText(std::size_t{1} << 20) : logText(std::size_t{1} << 20);
