@@ -1,5 +1,6 @@
 // Capturing a command's output: 1 GiB through the process service alone
-// (bytes counted and dropped), 1 GiB of log-like text through the whole
+// (bytes counted and dropped), 1 GiB of log-like text and of non-ASCII
+// prose through the whole
 // shell-command plugin (UTF-8 check, trim, 2000-character cut and character
 // count as it streams), and the same text through StreamedText in memory,
 // without a process, to show what the reading costs on its own. Each reports
@@ -15,6 +16,7 @@
 #include <fstream>
 #include <string>
 
+#include "bench/corpus.h"
 #include "models/streamed_text.h"
 #include "platform/posix/posix_processes.h"
 #include "plugins/scripts/shell_command_plugin.h"
@@ -55,25 +57,42 @@ std::string logText(std::size_t bytes) {
   return text;
 }
 
-// A 64 MiB file of log text, written once per run; `cat` of it sixteen
-// times is the command that prints 1 GiB.
-const fs::path& corpusFile() {
-  static const fs::path path = [] {
-    fs::path file = fs::temp_directory_path() / ("orla-bench-log-" + std::to_string(::getpid()) + ".txt");
+// Prose in many scripts (bench/corpus.h): half its words German, French,
+// Russian, Greek, Chinese, Japanese, Korean, emoji and combining marks.
+std::string nonAsciiText(std::size_t bytes) {
+  std::string text = orla::bench::makeCorpus(orla::bench::Corpus::nonAscii, bytes + 4096);
+  std::size_t end = bytes;
+  while (end > 0 && text[end - 1] != '\n') --end;  // whole lines
+  text.resize(end);
+  return text;
+}
+
+fs::path corpusPath(bool nonAscii) {
+  return fs::temp_directory_path() /
+         ((nonAscii ? "orla-bench-nonascii-" : "orla-bench-log-") + std::to_string(::getpid()) + ".txt");
+}
+
+// A 64 MiB file of log text or of non-ASCII prose, written once per run;
+// `cat` of it sixteen times is the command that prints 1 GiB.
+fs::path corpusFile(bool nonAscii = false) {
+  static const fs::path paths[2] = {corpusPath(false), corpusPath(true)};
+  static bool made[2] = {false, false};
+  if (!made[nonAscii]) {
+    made[nonAscii] = true;
     // Written 1 MiB at a time, so that the text does not count in the peak
     // memory the capture reports.
-    const std::string piece = logText(std::size_t{1} << 20);
-    std::ofstream out(file, std::ios::binary);
+    const std::string piece = nonAscii ? nonAsciiText(std::size_t{1} << 20) : logText(std::size_t{1} << 20);
+    std::ofstream out(paths[nonAscii], std::ios::binary);
     for (std::size_t written = 0; written < kCorpusBytes; written += piece.size()) out << piece;
-    return file;
-  }();
-  return path;
+  }
+  return paths[nonAscii];
 }
 
 struct CorpusCleanup {
   ~CorpusCleanup() {
     std::error_code ignored;
-    fs::remove(fs::temp_directory_path() / ("orla-bench-log-" + std::to_string(::getpid()) + ".txt"), ignored);
+    fs::remove(corpusPath(false), ignored);
+    fs::remove(corpusPath(true), ignored);
   }
 } cleanup;
 
@@ -94,9 +113,10 @@ void ProcessRun_OneGiBOfZeros(benchmark::State& state) {
 }
 BENCHMARK(ProcessRun_OneGiBOfZeros)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 
-void ShellCommand_OneGiBOfLogText(benchmark::State& state) {
+void ShellCommand_OneGiB(benchmark::State& state) {
+  const bool nonAscii = state.range(0) == 1;
   orla::ShellCommandPlugin plugin(orla::makeNativePlatform());
-  const std::string file = corpusFile().string();
+  const std::string file = corpusFile(nonAscii).string();
   std::string command = "cat";
   for (int i = 0; i < 16; ++i) command += " '" + file + "'";
   const orla::ActionData data{{"command", command}};
@@ -105,14 +125,17 @@ void ShellCommand_OneGiBOfLogText(benchmark::State& state) {
     if (result.isFailure() || !result.message().ends_with(" characters)")) state.SkipWithError("unexpected result");
     benchmark::DoNotOptimize(result);
   }
+  state.SetLabel(nonAscii ? "non-ASCII prose" : "log text");
   report(state, kGiB);
 }
-BENCHMARK(ShellCommand_OneGiBOfLogText)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
+BENCHMARK(ShellCommand_OneGiB)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 
 // The reader alone, in 256 KiB chunks as the pipes deliver them.
 void StreamedText_InMemory(benchmark::State& state) {
-  const bool ascii = state.range(0) == 0;
-  const std::string text = ascii ? std::string(kCorpusBytes, 'x') : logText(kCorpusBytes);
+  const std::int64_t kind = state.range(0);
+  const std::string text = kind == 0   ? std::string(kCorpusBytes, 'x')
+                           : kind == 1 ? logText(kCorpusBytes)
+                                       : nonAsciiText(kCorpusBytes);
   constexpr std::size_t kChunk = std::size_t{1} << 18;
   for (auto _ : state) {
     orla::StreamedText streamed(2000);
@@ -121,10 +144,10 @@ void StreamedText_InMemory(benchmark::State& state) {
     streamed.finish();
     benchmark::DoNotOptimize(streamed.characterCount());
   }
-  state.SetLabel(ascii ? "ASCII" : "log text");
+  state.SetLabel(kind == 0 ? "ASCII" : kind == 1 ? "log text" : "non-ASCII prose");
   report(state, text.size());
 }
-BENCHMARK(StreamedText_InMemory)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(StreamedText_InMemory)->Arg(0)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

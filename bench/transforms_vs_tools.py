@@ -49,6 +49,7 @@ PAIRS = [
     ("prettifyJSON", "json.txt", [], "jq .", ["jq", ".", "{f}"]),
     ("prettifyJSON", "json.txt", [], "python3 -m json.tool", [sys.executable, "-m", "json.tool", "{f}"]),
     ("regexReplace", "english.txt", [REGEX, "<$1>"], "sed -E", ["sed", "-E", r"s/\b(the|and|of|Grace)\b/<\1>/g", "{f}"]),
+    ("regexReplace", "nonascii.txt", [REGEX, "<$1>"], "sed -E", ["sed", "-E", r"s/\b(the|and|of|Grace)\b/<\1>/g", "{f}"]),
 ]
 
 
@@ -144,6 +145,7 @@ def main():
     parser.add_argument("--runs", type=int, default=5, help="runs of each command (default 5)")
     parser.add_argument("--process", action="store_true",
                         help="time `orla --sim run TextTransformAction` whole, through @params and $file")
+    parser.add_argument("--only", default="", help="comma-separated transforms to time (default all)")
     args = parser.parse_args()
 
     runner = os.path.join(args.build, "bench", "orla_transform_run")
@@ -160,10 +162,14 @@ def main():
                 raise SystemExit(f"no {orla}; build it: cmake --build {args.build} --target orla")
             process_rows(args, orla, folder)
             return
-        print(f"{args.size} MiB inputs, median of {args.runs} runs, LC_ALL=C.UTF-8\n")
+        print(f"{args.size} MiB inputs, median of {args.runs} runs, LC_ALL=C.UTF-8, "
+              f"load average {os.getloadavg()[0]:.2f} at the start\n")
         print("| Transform | Input | Orla | Tool | Tool time | Tool ÷ Orla | Orla MB/s | Orla peak memory ÷ input |")
         print("|---|---|---:|---|---:|---:|---:|---:|")
+        only = set(filter(None, args.only.split(",")))
         for transform, name, extra, tool, command in PAIRS:
+            if only and transform not in only:
+                continue
             path = os.path.join(folder, name)
             size = os.path.getsize(path)
             ours, ours_rss = measure([runner, transform, path, *extra], args.runs)

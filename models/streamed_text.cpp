@@ -55,7 +55,7 @@ bool codePointAt(std::string_view text, std::size_t i, graphemes_detail::CodePoi
     return true;
   }
   if (i + sequenceLength(lead) > text.size()) return false;
-  out = graphemes_detail::classify(text, i, graphemes_detail::bmpKinds());
+  out = graphemes_detail::classify(text, i);
   return true;
 }
 
@@ -112,47 +112,23 @@ bool isContinuation(unsigned char c) { return (c & 0xC0) == 0x80; }
 
 // The code point at `i`, which is not ASCII, checked as it is decoded: its
 // length is 0 when the bytes are not well-formed UTF-8.
-graphemes_detail::CodePoint decodeNonAscii(std::string_view text, std::size_t i, const graphemes_detail::Kind* table) {
+graphemes_detail::CodePoint decodeNonAscii(std::string_view text, std::size_t i, const graphemes_detail::Tables& t) {
+  using graphemes_detail::kindOfClass;
   const auto* s = reinterpret_cast<const unsigned char*>(text.data());
   const std::size_t n = text.size();
   const unsigned char c = s[i];
   if (c >= 0xC2 && c <= 0xDF) {
-    if (i + 1 < n && isContinuation(s[i + 1])) return {2, table[((c & 0x1Fu) << 6) | (s[i + 1] & 0x3Fu)]};
+    if (i + 1 < n && isContinuation(s[i + 1])) return {2, kindOfClass(t.bmp[((c & 0x1Fu) << 6) | (s[i + 1] & 0x3Fu)])};
   } else if (c >= 0xE0 && c <= 0xEF) {
     const unsigned char low = c == 0xE0 ? 0xA0 : 0x80, high = c == 0xED ? 0x9F : 0xBF;
     if (i + 2 < n && s[i + 1] >= low && s[i + 1] <= high && isContinuation(s[i + 2]))
-      return {3, table[((c & 0x0Fu) << 12) | ((s[i + 1] & 0x3Fu) << 6) | (s[i + 2] & 0x3Fu)]};
+      return {3, kindOfClass(t.bmp[((c & 0x0Fu) << 12) | ((s[i + 1] & 0x3Fu) << 6) | (s[i + 2] & 0x3Fu)])};
   } else if (c >= 0xF0 && c <= 0xF4) {
     const unsigned char low = c == 0xF0 ? 0x90 : 0x80, high = c == 0xF4 ? 0x8F : 0xBF;
     if (i + 3 < n && s[i + 1] >= low && s[i + 1] <= high && isContinuation(s[i + 2]) && isContinuation(s[i + 3]))
-      return {4, graphemes_detail::classifyNonAscii(text, i).kind};
+      return {4, graphemes_detail::classify(text, i).kind};
   }
   return {0, graphemes_detail::other};
-}
-
-std::size_t firstNonAscii(std::string_view text, std::size_t from) {
-  const auto* s = reinterpret_cast<const unsigned char*>(text.data());
-  const std::size_t n = text.size();
-  std::size_t i = from;
-  for (; i + 8 <= n; i += 8) {
-    std::uint64_t word;
-    std::memcpy(&word, s + i, 8);
-    if (word & 0x8080808080808080ULL) break;
-  }
-  for (; i < n; ++i)
-    if (s[i] >= 0x80) return i;
-  return n;
-}
-
-std::size_t countCrLf(std::string_view text) {
-  std::size_t pairs = 0;
-  const char* p = text.data();
-  const char* end = p + text.size();
-  while (p < end && (p = static_cast<const char*>(std::memchr(p, '\r', static_cast<std::size_t>(end - p))))) {
-    if (p + 1 < end && p[1] == '\n') ++pairs;
-    ++p;
-  }
-  return pairs;
 }
 
 // Whether a character holds a code point that is not white space.
@@ -261,55 +237,18 @@ void StreamedText::segment(std::string_view region) {
   countFast(region);
 }
 
-// Counting once the head is full, without looking at every character:
-// ASCII runs by arithmetic, other code points that are characters of their
-// own by table, and only the clusters around marks, joiners, indicators and
-// jamo by the grapheme walker. The white space that matters is the region's
+// Counting once the head is full: the grapheme walker's count, without
+// visiting each character. The white space that matters is the region's
 // trailing run, found from its end.
 void StreamedText::countFast(std::string_view region) {
   using namespace graphemes_detail;
-  const Kind* table = bmpKinds();
+  const Tables& table = tables();
   const std::size_t n = region.size();
-  std::uint64_t count = 0;
-  std::size_t previousStart = npos;  // the last code point counted on its own
-  Kind previousKind = other;
-  std::size_t i = 0;
-  while (i < n) {
-    const std::size_t j = firstNonAscii(region, i);
-    if (j > i) {
-      count += (j - i) - countCrLf(region.substr(i, j - i));
-      previousStart = j - 1;
-      previousKind = asciiKind(region[j - 1]);
-    }
-    if (j == n) break;
-    CodePoint cp = decodeNonAscii(region, j, table);
-    if (cp.length == 0) return invalidate();
-    if (cp.kind <= control) {
-      ++count;
-      previousStart = j;
-      previousKind = cp.kind;
-      i = j + cp.length;
-      continue;
-    }
-    // A mark joins the character before it (unless that is a control).
-    std::size_t from = j;
-    if (previousStart != npos && previousKind == other) {
-      from = previousStart;
-      --count;
-    }
-    std::size_t to = j + cp.length;
-    for (Kind kind = cp.kind; to < n;) {
-      CodePoint next{1, other};
-      if (isAscii(region[to])) next.kind = asciiKind(region[to]);
-      else if ((next = decodeNonAscii(region, to, table)).length == 0) return invalidate();
-      if (sureBoundary(kind, next.kind)) break;
-      kind = next.kind;
-      to += next.length;
-    }
-    count += graphemeCount(region.substr(from, to - from));
-    previousStart = npos;
-    i = to;
-  }
+  // The region starts and ends on certain boundaries, so the walker counts
+  // it alone exactly; the vector check of the bytes is far cheaper than
+  // checking them code point by code point.
+  if (!orla::isValidUtf8(region)) return invalidate();
+  const std::uint64_t count = graphemeCount(region);
 
   // The region's trailing white space, and the code point before it.
   std::size_t trailing = n;

@@ -69,35 +69,6 @@ void forEachLine(std::string_view text, Visit&& visit) {
   visit(text.substr(start));
 }
 
-// Walks the user-perceived characters of `text` the quick way. In a run of
-// ASCII every byte is a character by itself, except CR LF, which is one;
-// only the last byte before other text may take marks that follow it, unless
-// it is a control character. Such runs go to `asciiRun(begin, end)` whole;
-// the stretches around other text, which start and end on sure boundaries,
-// go through the grapheme walker to `cluster(begin, end)`.
-template <class AsciiRun, class Cluster>
-void forEachCharacter(std::string_view text, AsciiRun&& asciiRun, Cluster&& cluster) {
-  const auto* s = reinterpret_cast<const unsigned char*>(text.data());
-  const size_t n = text.size();
-  size_t i = 0;
-  while (i < n) {
-    size_t k = i;
-    while (k < n && s[k] < 0x80) ++k;
-    size_t runEnd = k;
-    if (k < n && k > i && s[k - 1] >= 0x20 && s[k - 1] != 0x7F) --runEnd;
-    if (runEnd > i) asciiRun(i, runEnd);
-    if (runEnd == n) return;
-    // From here to the next two ASCII bytes in a row that are not CR LF.
-    size_t j = runEnd + 1;
-    while (j < n && !(s[j - 1] < 0x80 && s[j] < 0x80 && !(s[j - 1] == '\r' && s[j] == '\n'))) ++j;
-    forEachGrapheme(text.substr(runEnd, j - runEnd), [&](size_t begin, size_t end) {
-      cluster(runEnd + begin, runEnd + end);
-      return true;
-    });
-    i = j;
-  }
-}
-
 std::vector<std::string_view> splitLines(std::string_view text) {
   std::vector<std::string_view> lines;
   forEachLine(text, [&](std::string_view line) { lines.push_back(line); });
@@ -239,8 +210,59 @@ std::string matchFailure(UErrorCode status, std::string_view pattern) {
   return "The regex pattern " + quoted(pattern) + " could not be applied to this text.";
 }
 
+// The replacement template, read once: "$" and a group number insert that
+// group (0 the whole match); a "$" with no digit after it, as in "US$", is an
+// ordinary character; a backslash makes the next character ordinary.
+// Digits after the first join the number only while it stays a group of the
+// pattern, so with two groups "$12" is group 1 and then "2".
+struct TemplatePiece {
+  std::string literal;  // UTF-8
+  int32_t group = -1;   // -1: the literal
+};
+
+std::string templateMismatch(std::string_view replacement, std::string_view pattern) {
+  return "The replacement " + quoted(replacement) + " does not fit the regex pattern " + quoted(pattern) +
+         ": use $0 for the whole match, $1 for the first group, and \\$ for a dollar sign.";
+}
+
+Checked<std::vector<TemplatePiece>> parseTemplate(std::string_view replacement, std::string_view pattern,
+                                                  int32_t groupCount) {
+  // Read as UTF-8, one code point at a time: "\\" makes the whole next
+  // character ordinary, whatever its length. Invalid bytes become U+FFFD.
+  std::vector<TemplatePiece> pieces(1);
+  const auto* s = reinterpret_cast<const uint8_t*>(replacement.data());
+  const auto n = static_cast<int32_t>(replacement.size());
+  const auto digit = [&](int32_t at) { return at < n && s[at] >= '0' && s[at] <= '9' ? s[at] - '0' : -1; };
+  const auto appendCodePointAt = [&](int32_t& i) {
+    UChar32 c;
+    const int32_t start = i;
+    U8_NEXT(s, i, n, c);
+    if (c < 0) pieces.back().literal += "\uFFFD";
+    else pieces.back().literal.append(replacement.substr(static_cast<size_t>(start), static_cast<size_t>(i - start)));
+  };
+  for (int32_t i = 0; i < n;) {
+    if (s[i] == '\\' && i + 1 < n) {
+      ++i;
+      appendCodePointAt(i);
+    } else if (s[i] == '$' && digit(i + 1) >= 0) {
+      int32_t group = digit(i + 1);
+      if (group > groupCount) return fail(templateMismatch(replacement, pattern));
+      i += 2;
+      while (digit(i) >= 0 && group * 10 + digit(i) <= groupCount) group = group * 10 + digit(i++);
+      pieces.push_back({{}, group});
+      pieces.emplace_back();
+    } else {
+      appendCodePointAt(i);
+    }
+  }
+  return pieces;
+}
+
 // A matcher over `input` (which must outlive it) that gives up after the
-// time limit.
+// time limit. ICU matches fastest over UTF-16 held whole in memory (its
+// UTF-8 text adapter is several times slower and runs out of time on large
+// texts), so the input is UTF-16; the result is written as UTF-8 straight
+// from the original text, without a UTF-16 result.
 struct BoundedMatcher {
   std::unique_ptr<icu::RegexPattern> pattern;
   std::unique_ptr<icu::RegexMatcher> matcher;
@@ -256,44 +278,40 @@ Checked<BoundedMatcher> boundedMatcher(std::string_view pattern, const icu::Unic
   return made;
 }
 
-// The replacement template, read once: "$" and a group number insert that
-// group (0 the whole match); a "$" with no digit after it, as in "US$", is an
-// ordinary character; a backslash makes the next character ordinary.
-// Digits after the first join the number only while it stays a group of the
-// pattern, so with two groups "$12" is group 1 and then "2".
-struct TemplatePiece {
-  icu::UnicodeString literal;
-  int32_t group = -1;  // -1: the literal
+// Maps offsets in the UTF-16 form of a well-formed UTF-8 text back to byte
+// offsets, walking from the last offset asked: matches come in order, so
+// the whole text is walked about once.
+class Utf16ToUtf8Offsets {
+ public:
+  explicit Utf16ToUtf8Offsets(const icu::UnicodeString& units) : units_(units.getBuffer()) {}
+
+  std::size_t operator()(int64_t target) {
+    const auto to = static_cast<std::size_t>(target);
+    while (unit_ < to) {
+      const char16_t u = units_[unit_];
+      if (u < 0x80) byte_ += 1, unit_ += 1;
+      else if (u < 0x800) byte_ += 2, unit_ += 1;
+      else if (U16_IS_LEAD(u)) byte_ += 4, unit_ += 2;
+      else byte_ += 3, unit_ += 1;
+    }
+    while (unit_ > to) {  // a group before the match, seen by a lookbehind
+      const char16_t u = units_[unit_ - 1];
+      if (u < 0x80) byte_ -= 1, unit_ -= 1;
+      else if (u < 0x800) byte_ -= 2, unit_ -= 1;
+      else if (U16_IS_TRAIL(u)) byte_ -= 4, unit_ -= 2;
+      else byte_ -= 3, unit_ -= 1;
+    }
+    return byte_;
+  }
+
+ private:
+  const char16_t* units_;
+  std::size_t unit_ = 0, byte_ = 0;
 };
 
-std::string templateMismatch(std::string_view replacement, std::string_view pattern) {
-  return "The replacement " + quoted(replacement) + " does not fit the regex pattern " + quoted(pattern) +
-         ": use $0 for the whole match, $1 for the first group, and \\$ for a dollar sign.";
-}
-
-Checked<std::vector<TemplatePiece>> parseTemplate(std::string_view replacement, std::string_view pattern,
-                                                  int32_t groupCount) {
-  const icu::UnicodeString text = unicodeString(replacement);
-  std::vector<TemplatePiece> pieces(1);
-  const auto digit = [&](int32_t at) { return at < text.length() && text[at] >= u'0' && text[at] <= u'9' ? text[at] - u'0' : -1; };
-  for (int32_t i = 0; i < text.length();) {
-    const char16_t c = text[i];
-    if (c == u'\\' && i + 1 < text.length()) {
-      pieces.back().literal.append(text[i + 1]);
-      i += 2;
-    } else if (c == u'$' && digit(i + 1) >= 0) {
-      int32_t group = digit(i + 1);
-      if (group > groupCount) return fail(templateMismatch(replacement, pattern));
-      i += 2;
-      while (digit(i) >= 0 && group * 10 + digit(i) <= groupCount) group = group * 10 + digit(i++);
-      pieces.push_back({{}, group});
-      pieces.emplace_back();
-    } else {
-      pieces.back().literal.append(c);
-      ++i;
-    }
-  }
-  return pieces;
+std::string replacedTooLarge() {
+  return "The replaced text would be larger than " + std::string(kTextSizeLimitWords) +
+         ", which is too large to use. Nothing was changed.";
 }
 
 }  // namespace
@@ -396,45 +414,61 @@ Checked<std::string> base64Decode(std::string_view text) {
   return std::move(*decoded);
 }
 
-std::size_t countCharacters(std::string_view text) {
-  const auto* s = reinterpret_cast<const unsigned char*>(text.data());
-  std::size_t count = 0;
-  forEachCharacter(
-      text,
-      [&](size_t begin, size_t end) {
-        std::size_t pairs = 0;  // CR LF is one character
-        for (size_t k = begin; k + 1 < end; ++k) pairs += (s[k] == '\r') & (s[k + 1] == '\n');
-        count += end - begin - pairs;
-      },
-      [&](size_t, size_t) { ++count; });
-  return count;
+std::size_t countCharacters(std::string_view text) { return graphemeCount(text); }
+
+namespace {
+
+// Whether a code point of the Basic Multilingual Plane is white space or a
+// line break, one bit each, from the same test the rest of the text code
+// uses; no code point above it is.
+const std::array<std::uint64_t, 1024>& bmpWhitespace() {
+  static const std::array<std::uint64_t, 1024> bits = [] {
+    std::array<std::uint64_t, 1024> b{};
+    for (char32_t c = 0; c < 0x10000; ++c)
+      if (isWhitespaceOrNewline(c)) b[c >> 6] |= std::uint64_t{1} << (c & 63);
+    return b;
+  }();
+  return bits;
 }
 
+}  // namespace
+
 std::size_t countWords(std::string_view text) {
-  // A character is a separator when its first scalar is white space or a
-  // line break; words are the runs of other characters.
+  // A character is a separator when its first code point is white space or
+  // a line break; words are the runs of other characters. One pass of the
+  // grapheme walker's state machine, with runs of ASCII counted directly.
+  using namespace graphemes_detail;
+  const Tables& t = tables();
+  const auto& whitespace = bmpWhitespace();
   const auto* s = reinterpret_cast<const uint8_t*>(text.data());
   const auto n = static_cast<int32_t>(text.size());
   std::size_t words = 0;
   bool inWord = false;
   const auto isAsciiSeparator = [](unsigned char c) -> unsigned { return (c == ' ') | (unsigned(c - 9) <= 4); };
-  forEachCharacter(
-      text,
-      [&](size_t begin, size_t end) {
-        // A word starts at every non-separator after a separator.
-        std::size_t starts = !isAsciiSeparator(s[begin]) && !inWord;
-        for (size_t k = begin + 1; k < end; ++k) starts += isAsciiSeparator(s[k - 1]) & !isAsciiSeparator(s[k]);
-        words += starts;
-        inWord = !isAsciiSeparator(s[end - 1]);
-      },
-      [&](size_t begin, size_t) {
-        auto i = static_cast<int32_t>(begin);
-        UChar32 c;
-        U8_NEXT(s, i, n, c);
-        const bool separator = c >= 0 && isWhitespaceOrNewline(static_cast<char32_t>(c));
-        words += !separator && !inWord;
-        inWord = !separator;
-      });
+  std::uint8_t state = kStartState;
+  for (int32_t i = 0; i < n;) {
+    // After a plain character every ASCII byte but CR is a character.
+    if (isPlain(state) && s[i] < 0x80 && s[i] != '\r') {
+      int32_t end = i + 1;
+      while (end < n && s[end] < 0x80 && s[end] != '\r') ++end;
+      std::size_t starts = !isAsciiSeparator(s[i]) && !inWord;
+      for (int32_t k = i + 1; k < end; ++k) starts += isAsciiSeparator(s[k - 1]) & !isAsciiSeparator(s[k]);
+      words += starts;
+      inWord = !isAsciiSeparator(s[end - 1]);
+      state = t.bmp[s[end - 1]];
+      i = end;
+      continue;
+    }
+    UChar32 c;
+    U8_NEXT(s, i, n, c);  // an invalid sequence reads as one U+FFFD, of class Other
+    const std::uint8_t step = t.transitions[state * kClasses + (c < 0 ? std::uint8_t{gOther} : classOf(t, static_cast<std::uint32_t>(c)))];
+    state = step & 0x7F;
+    if (!(step & kBreakBit)) continue;
+    const bool separator = c >= 0 && (c < 0x10000 ? ((whitespace[static_cast<std::size_t>(c) >> 6] >> (c & 63)) & 1) != 0
+                                                  : isWhitespaceOrNewline(static_cast<char32_t>(c)));
+    words += !separator && !inWord;
+    inWord = !separator;
+  }
   return words;
 }
 
@@ -550,6 +584,14 @@ std::optional<std::string> regexError(std::string_view pattern, std::string_view
 }
 
 Checked<std::string> regexReplace(std::string_view text, std::string_view pattern, std::string_view replacement) {
+  // ICU reads invalid bytes as U+FFFD, and so did the result: such text
+  // (rare: it came from outside) is repaired first, so that the offsets of
+  // the two forms correspond.
+  std::string repaired;
+  if (!isValidUtf8(text)) {
+    repaired = utf8String(unicodeString(text));
+    text = repaired;
+  }
   const icu::UnicodeString input = unicodeString(text);
   auto made = boundedMatcher(pattern, input);
   if (!made) return fail(made.error());
@@ -557,29 +599,33 @@ Checked<std::string> regexReplace(std::string_view text, std::string_view patter
   auto pieces = parseTemplate(replacement, pattern, matcher->groupCount());
   if (!pieces) return fail(pieces.error());
   UErrorCode status = U_ZERO_ERROR;
-  icu::UnicodeString result;
-  int32_t copiedTo = 0;
+  std::string result;
+  Utf16ToUtf8Offsets byteAt(input);
+  std::size_t copiedTo = 0;
+  const auto append = [&](std::size_t from, std::size_t to) { result.append(text.data() + from, to - from); };
   while (matcher->find(status)) {
-    // UTF-16 units, at most three bytes of UTF-8 each.
-    if (static_cast<std::size_t>(result.length()) > kTextSizeLimit / 3)
-      return fail("The replaced text would be larger than " + std::string(kTextSizeLimitWords) +
-                  ", which is too large to use. Nothing was changed.");
-    const int32_t start = matcher->start(status), end = matcher->end(status);
-    result.append(input, copiedTo, start - copiedTo);
+    if (result.size() > kTextSizeLimit) return fail(replacedTooLarge());
+    if (result.empty()) result.reserve(text.size() + text.size() / 8);
+    const std::size_t start = byteAt(matcher->start(status));
+    const std::size_t end = byteAt(matcher->end(status));
+    append(copiedTo, start);
     for (const TemplatePiece& piece : *pieces) {
       if (piece.group < 0) {
-        result.append(piece.literal);
-      } else if (matcher->start(piece.group, status) >= 0) {  // a group that took part in the match
-        const int32_t from = matcher->start(piece.group, status);
-        result.append(input, from, matcher->end(piece.group, status) - from);
+        result += piece.literal;
+      } else if (const int32_t from = matcher->start(piece.group, status); from >= 0) {
+        // A group that took part in the match.
+        const std::size_t groupStart = byteAt(from);
+        append(groupStart, byteAt(matcher->end(piece.group, status)));
       }
     }
+    byteAt(matcher->end(status));  // back where the next search starts
     copiedTo = end;
   }
   // A search that ran out of time is an error, never "nothing matched".
   if (U_FAILURE(status)) return fail(matchFailure(status, pattern));
-  result.append(input, copiedTo, input.length() - copiedTo);
-  return utf8String(result);
+  if (result.size() + (text.size() - copiedTo) > kTextSizeLimit) return fail(replacedTooLarge());
+  append(copiedTo, text.size());
+  return result;
 }
 
 Checked<std::string> regexExtract(std::string_view text, std::string_view pattern) {
@@ -591,8 +637,8 @@ Checked<std::string> regexExtract(std::string_view text, std::string_view patter
   const bool found = matcher->find(status);
   if (U_FAILURE(status)) return fail(matchFailure(status, pattern));
   if (!found) return fail("No match for the pattern " + quoted(pattern) + " in the text.");
-  const icu::UnicodeString match = matcher->group(status);
-  return utf8String(match);
+  const int32_t start = matcher->start(status);
+  return toUtf8(std::u16string_view(input.getBuffer() + start, static_cast<std::size_t>(matcher->end(status) - start)));
 }
 
 std::string displayCut(std::string_view text, std::size_t limit) {

@@ -1,11 +1,8 @@
 #include "plugins/text/type_text_plugin.h"
 
-#include <unicode/brkiter.h>
-#include <unicode/unistr.h>
-
 #include <cmath>
 
-#include "models/icu_support.h"
+#include "models/graphemes.h"
 #include "models/parameter_readers.h"
 #include "models/text.h"
 #include "plugins/input/typing_target.h"
@@ -153,16 +150,11 @@ PluginResult TypeTextPlugin::type(const std::string& text, std::chrono::microsec
 }
 
 std::vector<std::u16string> graphemeClusters(std::string_view text) {
-  const icu::UnicodeString u = unicodeString(text);
   std::vector<std::u16string> out;
-  UErrorCode status = U_ZERO_ERROR;
-  std::unique_ptr<icu::BreakIterator> it(icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
-  if (U_FAILURE(status)) return out;
-  it->setText(u);
-  const char16_t* units = u.getBuffer();
-  for (int32_t start = it->first(), end = it->next(); end != icu::BreakIterator::DONE;
-       start = end, end = it->next())
-    out.emplace_back(units + start, units + end);
+  forEachGrapheme(text, [&](std::size_t begin, std::size_t end) {
+    out.push_back(toUtf16(text.substr(begin, end - begin)));
+    return true;
+  });
   return out;
 }
 
