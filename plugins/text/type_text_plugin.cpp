@@ -138,7 +138,9 @@ PluginResult TypeTextPlugin::type(const std::string& text, std::chrono::microsec
   Platform& p = *platform_;
   auto source = p.keyboard().createEventSource(EventSourceState::privateState);
   if (!source) return PluginResult::failure(source.error());
-  for (const std::u16string& character : graphemeClusters(text)) {
+  const std::vector<std::u16string> characters = graphemeClusters(text);
+  source.value()->willType(toUtf16(text));
+  for (const std::u16string& character : characters) {
     // Key 0 with the character's text: the application takes the text and
     // ignores the key, whatever the keyboard layout.
     const KeyboardEvent down{0, true, 0, character};
