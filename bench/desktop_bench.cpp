@@ -20,6 +20,10 @@
 //   the other program's clipboard byte for byte as it was; then 50 MiB of
 //   text round-trips between `orla`'s clipboard and `xclip` both ways.
 #include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -27,9 +31,15 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
 #include <map>
+#include <optional>
+#include <sstream>
 #include <memory>
 #include <random>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -42,6 +52,7 @@
 #include "plugins/text/type_text_plugin.h"
 
 // Last: Xlib's macros (Status, None, Bool) would clash with the names above.
+#include <X11/XKBlib.h>
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
 
@@ -138,25 +149,114 @@ Comparison compare(const std::u32string& sent, const std::u32string& read) {
   return c;
 }
 
-void typeCorpus(benchmark::State& state, std::optional<int> charactersPerSecond) {
+// Changes of the keyboard map, as every other client hears of them
+// (XkbMapNotify), counted on a connection of the bench's own.
+class MapChangeCounter {
+ public:
+  MapChangeCounter() {
+    display_ = XOpenDisplay(nullptr);
+    int opcode = 0, error = 0, major = XkbMajorVersion, minor = XkbMinorVersion;
+    if (!display_ || !XkbQueryExtension(display_, &opcode, &eventBase_, &error, &major, &minor)) return;
+    XkbSelectEvents(display_, XkbUseCoreKbd, XkbMapNotifyMask, XkbMapNotifyMask);
+
+    XSync(display_, False);
+    thread_ = std::thread([this] { count(); });
+  }
+  ~MapChangeCounter() {
+    stop_ = true;
+    if (thread_.joinable()) thread_.join();
+    if (display_) XCloseDisplay(display_);
+  }
+  std::size_t changes() const { return changes_; }
+  std::size_t notices() const { return notices_; }
+
+ private:
+  void count() {
+    while (!stop_) {
+      while (XPending(display_)) {
+        XEvent event;
+        XNextEvent(display_, &event);
+        const auto& xkb = reinterpret_cast<XkbEvent&>(event);
+        if (event.type != eventBase_ || xkb.any.xkb_type != XkbMapNotify) continue;
+        // The server tells of a change once for each keyboard device it
+        // makes it on (here four): a change counts once, by the notices of
+        // the device first heard of.
+        ++notices_;
+        if (device_ < 0) device_ = static_cast<int>(xkb.any.device);
+        if (static_cast<int>(xkb.any.device) == device_) ++changes_;
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+  }
+  Display* display_ = nullptr;
+  int eventBase_ = 0, device_ = -1;
+  std::atomic<bool> stop_{false};
+  std::atomic<std::size_t> changes_{0}, notices_{0};
+  std::thread thread_;
+};
+
+// The CPU time the harness's window manager has used, in seconds; none
+// outside the harness.
+std::optional<double> windowManagerCpu() {
+  const char* harness = std::getenv("ORLA_DESKTOP_HARNESS");
+  if (!harness) return std::nullopt;
+  std::ifstream pidFile(std::string(harness) + "/pids/01-openbox.pid");
+  long pid = 0;
+  if (!(pidFile >> pid)) return std::nullopt;
+  std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+  std::string line;
+  if (!std::getline(stat, line)) return std::nullopt;
+  // Fields after the command's closing parenthesis: state is the 3rd field,
+  // utime and stime the 14th and 15th.
+  std::istringstream fields(line.substr(line.rfind(')') + 2));
+  std::string field;
+  double ticks = 0;
+  for (int i = 3; i <= 15 && fields >> field; ++i)
+    if (i >= 14) ticks += std::stod(field);
+  return ticks / static_cast<double>(::sysconf(_SC_CLK_TCK));
+}
+
+// How long after `end` the window manager kept using CPU: sampled every
+// 100 ms until a second passes without any, for `limit` at most.
+double windowManagerBusyAfter(Clock::time_point end, std::chrono::seconds limit) {
+  auto last = windowManagerCpu();
+  if (!last) return 0;
+  Clock::time_point lastBusy = end, quietSince = Clock::now();
+  while (Clock::now() - quietSince < std::chrono::seconds(1) && Clock::now() - end < limit) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    const auto now = windowManagerCpu();
+    if (now && *now > *last) {
+      lastBusy = quietSince = Clock::now();
+      last = now;
+    }
+  }
+  return std::chrono::duration<double>(lastBusy - end).count();
+}
+
+// Types the corpus with `type` into a window of another connection, and
+// sets what the window read, how fast, the keyboard-map changes the typing
+// made and what they cost the window manager.
+void typeAndCompare(benchmark::State& state, const std::function<std::optional<std::string>()>& type,
+                    const std::function<void()>& after = [] {}) {
   if (!onDesktop(state)) return;
   auto window = focusedWindow(state, "Orla typing bench");
   if (!window) return;
-  const std::string corpus = typingCorpus();
-  const std::u32string sent = codePoints(corpus);
-  ActionData data{{"text", corpus}};
-  if (charactersPerSecond) data["charsPerSecond"] = std::int64_t{*charactersPerSecond};
-  orla::TypeTextPlugin plugin(desktop());
+  const std::u32string sent = codePoints(typingCorpus());
   for (auto _ : state) {
     window->clear();
+    MapChangeCounter maps;
+    const auto cpuBefore = windowManagerCpu();
     const auto start = Clock::now();
-    const auto result = plugin.execute(data);
-    if (result.kind() == orla::PluginResult::Kind::failure) {
-      state.SkipWithError(result.message().c_str());
+    if (const auto failure = type()) {
+      state.SkipWithError(failure->c_str());
       return;
     }
     window->waitUntil([&] { return window->typedCharacters() >= sent.size(); }, std::chrono::seconds(10));
-    const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    const auto end = Clock::now();
+    const double seconds = std::chrono::duration<double>(end - start).count();
+    after();
+    const double busyAfter = windowManagerBusyAfter(end, std::chrono::seconds(30));
+    const auto cpuAfter = windowManagerCpu();
     const std::u32string read = codePoints(window->text());
     const Comparison c = compare(sent, read);
     state.counters["sent"] = static_cast<double>(sent.size());
@@ -165,8 +265,63 @@ void typeCorpus(benchmark::State& state, std::optional<int> charactersPerSecond)
     state.counters["doubled"] = static_cast<double>(c.doubled);
     state.counters["reordered"] = static_cast<double>(c.reordered);
     state.counters["chars_per_s"] = static_cast<double>(read.size()) / seconds;
-    state.counters["graphemes"] = static_cast<double>(orla::graphemeCount(corpus));
+    state.counters["map_changes"] = static_cast<double>(maps.changes());
+    state.counters["map_notices_all_devices"] = static_cast<double>(maps.notices());
+    if (cpuBefore && cpuAfter) state.counters["wm_cpu_s"] = *cpuAfter - *cpuBefore;
+    state.counters["wm_busy_after_s"] = busyAfter;
   }
+}
+
+// A platform of its own for each run, so that the keyboard map is given
+// back (after the run is timed) as a command-line `orla` gives it back when
+// it ends, and the next run, or xdotool, starts from the map as it was.
+void typeCorpus(benchmark::State& state, std::optional<int> charactersPerSecond) {
+  const std::string corpus = typingCorpus();
+  ActionData data{{"text", corpus}};
+  if (charactersPerSecond) data["charsPerSecond"] = std::int64_t{*charactersPerSecond};
+  std::shared_ptr<orla::Platform> platform = orla::makeNativePlatform();
+  typeAndCompare(
+      state,
+      [&]() -> std::optional<std::string> {
+        const auto result = orla::TypeTextPlugin(platform).execute(data);
+        if (result.kind() == orla::PluginResult::Kind::failure) return result.message();
+        return std::nullopt;
+      },
+      [&] { platform.reset(); });
+  state.counters["graphemes"] = static_cast<double>(orla::graphemeCount(corpus));
+  std::set<char32_t> distinct;
+  std::size_t nonAscii = 0;
+  for (char32_t c : codePoints(corpus))
+    if (c >= 0x80) {
+      ++nonAscii;
+      distinct.insert(c);
+    }
+  state.counters["non_ascii"] = static_cast<double>(nonAscii);
+  state.counters["distinct_non_ascii"] = static_cast<double>(distinct.size());
+}
+
+// The same corpus through `xdotool type`, with `delay` its option
+// (none: its default of 12 ms).
+void xdotoolTypeCorpus(benchmark::State& state, std::optional<int> delay) {
+  if (std::system("command -v xdotool >/dev/null") != 0) {
+    state.SkipWithError("xdotool is missing (scripts/install-deps installs it)");
+    return;
+  }
+  char path[] = "/tmp/orla-typing-corpus-XXXXXX";
+  const int fd = ::mkstemp(path);
+  const std::string corpus = typingCorpus();
+  if (fd < 0 || ::write(fd, corpus.data(), corpus.size()) != static_cast<ssize_t>(corpus.size())) {
+    state.SkipWithError("the corpus could not be written for xdotool");
+    return;
+  }
+  ::close(fd);
+  const std::string command = std::string("xdotool type ") + (delay ? "--delay " + std::to_string(*delay) : "") +
+                              " -- \"$(cat " + path + ")\"";
+  typeAndCompare(state, [&]() -> std::optional<std::string> {
+    if (std::system(command.c_str()) != 0) return "xdotool type failed";
+    return std::nullopt;
+  });
+  ::unlink(path);
 }
 
 // The value below which `share` of the values lie (0.5: the median).
@@ -211,11 +366,67 @@ void keyChords(benchmark::State& state) {
   }
   const std::pair<const char*, const std::vector<double>*> series[] = {
       {"latency", &latencies}, {"pause5_dev", &fiveDeviations}, {"pause20_dev", &twentyDeviations}};
+  // The first chord reads the front application afresh; the others find
+  // it kept.
+  if (!latencies.empty()) state.counters["latency_first_ms"] = latencies.front();
   for (const auto& [name, values] : series) {
     state.counters[std::string(name) + "_median_ms"] = percentile(*values, 0.5);
     state.counters[std::string(name) + "_p90_ms"] = percentile(*values, 0.9);
     state.counters[std::string(name) + "_max_ms"] = percentile(*values, 1.0);
   }
+}
+
+// `orla` beside this bench (build/<preset>/tools/orla/orla), or ORLA_BIN.
+std::string orlaBinary() {
+  if (const char* bin = std::getenv("ORLA_BIN")) return bin;
+  std::error_code ec;
+  const auto self = std::filesystem::read_symlink("/proc/self/exe", ec);
+  return (self.parent_path().parent_path() / "tools" / "orla" / "orla").string();
+}
+
+// Runs `argv` as a process of its own (no shell), 20 times, each while the
+// window is in front: the time from starting it to the window's first
+// KeyPress, and to the process's end.
+void commandChord(benchmark::State& state, std::vector<std::string> argv) {
+  if (!onDesktop(state)) return;
+  if (::access(argv[0].c_str(), X_OK) != 0 && std::system(("command -v " + argv[0] + " >/dev/null").c_str()) != 0) {
+    state.SkipWithError((argv[0] + " is missing").c_str());
+    return;
+  }
+  auto window = focusedWindow(state, "Orla command chord bench");
+  if (!window) return;
+  std::vector<char*> args;
+  for (std::string& arg : argv) args.push_back(arg.data());
+  args.push_back(nullptr);
+  std::vector<double> firstKey, whole;
+  for (auto _ : state) {
+    for (int round = 0; round < 20; ++round) {
+      window->clear();
+      const auto start = Clock::now();
+      pid_t pid = 0;
+      posix_spawn_file_actions_t quiet;
+      posix_spawn_file_actions_init(&quiet);
+      posix_spawn_file_actions_addopen(&quiet, 1, "/dev/null", O_WRONLY, 0);
+      const int spawned = ::posix_spawnp(&pid, args[0], &quiet, nullptr, args.data(), environ);
+      posix_spawn_file_actions_destroy(&quiet);
+      if (spawned != 0) {
+        state.SkipWithError("the command could not be started");
+        return;
+      }
+      int status = 0;
+      ::waitpid(pid, &status, 0);
+      whole.push_back(std::chrono::duration<double, std::milli>(Clock::now() - start).count());
+      window->waitUntil([&] { return !window->timeline().empty(); }, std::chrono::seconds(2));
+      const auto events = window->timeline();
+      if (events.empty() || status != 0) {
+        state.SkipWithError("the chord did not arrive");
+        return;
+      }
+      firstKey.push_back(std::chrono::duration<double, std::milli>(events[0].at - start).count());
+    }
+  }
+  state.counters["first_key_median_ms"] = percentile(firstKey, 0.5);
+  state.counters["process_median_ms"] = percentile(whole, 0.5);
 }
 
 // Another program's clipboard with several types at once, as a browser's
@@ -370,12 +581,87 @@ void bigTextRoundTrip(benchmark::State& state) {
   state.counters["MiB"] = static_cast<double>(text.size()) / (1 << 20);
 }
 
+// Runs `argv` (no shell) with `input` on its standard input, unless empty;
+// its wall time and peak resident memory, and whether it succeeded.
+struct ProcessRun {
+  double seconds = 0, peakMiB = 0;
+  bool ok = false;
+};
+ProcessRun runProcess(std::vector<std::string> argv, const std::string& input = {}) {
+  std::vector<char*> args;
+  for (std::string& arg : argv) args.push_back(arg.data());
+  args.push_back(nullptr);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  if (!input.empty()) posix_spawn_file_actions_addopen(&actions, 0, input.c_str(), O_RDONLY, 0);
+  posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+  ProcessRun run;
+  const auto start = Clock::now();
+  pid_t pid = 0;
+  if (::posix_spawnp(&pid, args[0], &actions, nullptr, args.data(), environ) == 0) {
+    int status = 0;
+    rusage usage{};
+    ::wait4(pid, &status, 0, &usage);
+    run.seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    run.peakMiB = static_cast<double>(usage.ru_maxrss) / 1024;
+    run.ok = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+  }
+  posix_spawn_file_actions_destroy(&actions);
+  return run;
+}
+
+// 50 MiB of text put on the clipboard from the command line: `orla run
+// ClipboardShortcut` with the text in a parameters file (JSON-escaped), and
+// `xclip -i` reading it from a file; each read back by `xclip -o`, byte
+// for byte.
+void bigTextFromCommandLine(benchmark::State& state) {
+  if (!onDesktop(state) || !haveXclip(state)) return;
+  std::string text;
+  const std::string line = "Fifty mebibytes of text, line after line, with \u00E9 and \u6F22\u5B57 in it.\n";
+  while (text.size() < (std::size_t{50} << 20)) text += line;
+  const auto folder = std::filesystem::temp_directory_path() / ("orla-clipboard-bench-" + std::to_string(::getpid()));
+  std::filesystem::create_directories(folder);
+  const std::string textFile = (folder / "text").string(), paramsFile = (folder / "params.json").string();
+  std::ofstream(textFile, std::ios::binary) << text;
+  std::string escaped;
+  for (char c : text) {
+    if (c == '\n') escaped += "\\n";
+    else if (c == '"' || c == '\\') (escaped += '\\') += c;
+    else escaped += c;
+  }
+  std::ofstream(paramsFile, std::ios::binary) << "{\"actionType\":1,\"text\":\"" << escaped << "\"}";
+  for (auto _ : state) {
+    const ProcessRun orla = runProcess({orlaBinary(), "run", "ClipboardShortcut", "@" + paramsFile});
+    const bool orlaRead = orla.ok && xclipPaste("UTF8_STRING") == text;
+    const ProcessRun xclip = runProcess({"xclip", "-i", "-selection", "clipboard", "-t", "UTF8_STRING"}, textFile);
+    const bool xclipRead = xclip.ok && xclipPaste("UTF8_STRING") == text;
+    state.counters["orla_s"] = orla.seconds;
+    state.counters["orla_peak_MiB"] = orla.peakMiB;
+    state.counters["orla_read_back_ok"] = orlaRead;
+    state.counters["xclip_s"] = xclip.seconds;
+    state.counters["xclip_peak_MiB"] = xclip.peakMiB;
+    state.counters["xclip_read_back_ok"] = xclipRead;
+    state.counters["ratio_xclip_over_orla"] = orla.seconds > 0 ? xclip.seconds / orla.seconds : 0;
+  }
+  std::filesystem::remove_all(folder);
+}
+
 }  // namespace
 
 BENCHMARK_CAPTURE(typeCorpus, default_speed, std::nullopt)->Iterations(1)->Unit(benchmark::kSecond)->UseRealTime();
 BENCHMARK_CAPTURE(typeCorpus, 1000_per_second, 1000)->Iterations(1)->Unit(benchmark::kSecond)->UseRealTime();
+BENCHMARK_CAPTURE(xdotoolTypeCorpus, delay_1, 1)->Iterations(1)->Unit(benchmark::kSecond)->UseRealTime();
+BENCHMARK_CAPTURE(xdotoolTypeCorpus, default_delay, std::nullopt)->Iterations(1)->Unit(benchmark::kSecond)->UseRealTime();
 BENCHMARK(keyChords)->Iterations(1)->Unit(benchmark::kSecond)->UseRealTime();
+BENCHMARK_CAPTURE(commandChord, orla_run_KeyShortcut,
+                  {orlaBinary(), "run", "KeyShortcut",
+                   "{\"keycode\":40,\"modifiers\":" +
+                       std::to_string(orla::event_flags::command | orla::event_flags::shift) + "}"})
+    ->Iterations(1)->Unit(benchmark::kSecond)->UseRealTime();
+BENCHMARK_CAPTURE(commandChord, xdotool_key, {"xdotool", "key", "ctrl+shift+k"})
+    ->Iterations(1)->Unit(benchmark::kSecond)->UseRealTime();
 BENCHMARK(copyTransformPaste)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(bigTextRoundTrip)->Iterations(1)->Unit(benchmark::kSecond)->UseRealTime();
+BENCHMARK(bigTextFromCommandLine)->Iterations(1)->Unit(benchmark::kSecond)->UseRealTime();
 
 BENCHMARK_MAIN();

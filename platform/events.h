@@ -51,6 +51,10 @@ class EventSource {
   // Creates the event and posts it to the HID event tap. Fails when the event
   // cannot be created.
   virtual Checked<void> post(const KeyboardEvent& event) = 0;
+  // The text about to be typed through this source, one character event
+  // after another: a source whose keyboard lacks keys for some characters
+  // can prepare them ahead of time. Only a hint; events may differ.
+  virtual void willType(std::u16string_view text) { (void)text; }
 };
 
 class KeyboardEvents {

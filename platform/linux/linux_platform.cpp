@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cctype>
 #include <filesystem>
 #include <functional>
@@ -77,24 +78,42 @@ class ProcWorkspace : public Workspace {
     return apps;
   }
 
+  // Asked before every key and text posted: the active window and its
+  // process are read each time (two round trips), the rest of the
+  // description (the process, its windows, its desktop entry) only when the
+  // active window changed since the last answer or an activation was heard.
   std::optional<RunningApplication> frontmostApplication() const override {
-    const auto front = frontmost();
-    return front ? described(*front, true) : std::nullopt;
+    if (!x11_) return std::nullopt;
+    const auto active = activeWindowAndProcess(*x11_);
+    if (!active || !active->process) return std::nullopt;
+    const unsigned long generation = frontGeneration_.load();
+    {
+      std::lock_guard lock(frontMutex_);
+      if (front_ && front_->window == active->window && front_->generation == generation &&
+          front_->app.processIdentifier == *active->process)
+        return front_->app;
+    }
+    auto app = described(*active->process, true);
+    if (app) {
+      std::lock_guard lock(frontMutex_);
+      front_ = FrontCache{active->window, generation, *app};
+    }
+    return app;
   }
 
  private:
   std::optional<ProcessId> frontmost() const { return x11_ ? activeWindowProcess(*x11_) : std::nullopt; }
+  // What was said of the front application no longer holds.
+  void forgetFront() { ++frontGeneration_; }
 
   // One process as `runningApplications` tells it; none when it is another
   // user's or has ended.
   std::optional<RunningApplication> described(ProcessId pid, bool active) const {
-    for (RunningApplication& app : processes())
-      if (app.processIdentifier == pid) {
-        if (x11_) describeWithWindows(app, managedWindows(*x11_));
-        app.active = active;
-        return app;
-      }
-    return std::nullopt;
+    auto app = process(std::to_string(pid));
+    if (!app) return std::nullopt;
+    if (x11_) describeWithWindows(*app, managedWindows(*x11_));
+    app->active = active;
+    return app;
   }
 
   void describeWithWindows(RunningApplication& app, const std::vector<ManagedWindow>& windows) const {
@@ -118,26 +137,31 @@ class ProcWorkspace : public Workspace {
     }
   }
 
+  // The process /proc/`name` when it is one of the user's with an
+  // executable (kernel threads have none).
+  static std::optional<RunningApplication> process(const std::string& name, uid_t me = ::getuid()) {
+    if (name.empty() || !std::all_of(name.begin(), name.end(), ::isdigit)) return std::nullopt;
+    const std::filesystem::path dir = std::filesystem::path("/proc") / name;
+    struct stat info {};
+    if (::stat(dir.c_str(), &info) != 0 || info.st_uid != me) return std::nullopt;
+    std::error_code linkError;
+    const auto exe = std::filesystem::read_symlink(dir / "exe", linkError);
+    if (linkError) return std::nullopt;
+    RunningApplication app;
+    app.processIdentifier = static_cast<ProcessId>(std::stol(name));
+    app.executablePath = exe.string();
+    app.bundlePath = exe.string();
+    app.localizedName = exe.filename().string();
+    app.activationPolicy = ActivationPolicy::prohibited;
+    return app;
+  }
+
   std::vector<RunningApplication> processes() const {
     std::vector<RunningApplication> apps;
     std::error_code ec;
-    const uid_t me = getuid();
-    for (const auto& entry : std::filesystem::directory_iterator("/proc", ec)) {
-      const std::string name = entry.path().filename().string();
-      if (name.empty() || !std::all_of(name.begin(), name.end(), ::isdigit)) continue;
-      struct stat info {};
-      if (::stat(entry.path().c_str(), &info) != 0 || info.st_uid != me) continue;
-      std::error_code linkError;
-      const auto exe = std::filesystem::read_symlink(entry.path() / "exe", linkError);
-      if (linkError) continue;
-      RunningApplication app;
-      app.processIdentifier = static_cast<ProcessId>(std::stol(name));
-      app.executablePath = exe.string();
-      app.bundlePath = exe.string();
-      app.localizedName = exe.filename().string();
-      app.activationPolicy = ActivationPolicy::prohibited;
-      apps.push_back(std::move(app));
-    }
+    const uid_t me = ::getuid();
+    for (const auto& entry : std::filesystem::directory_iterator("/proc", ec))
+      if (auto app = process(entry.path().filename().string(), me)) apps.push_back(std::move(*app));
     std::sort(apps.begin(), apps.end(), [](const auto& a, const auto& b) {
       return a.processIdentifier < b.processIdentifier;
     });
@@ -148,6 +172,7 @@ class ProcWorkspace : public Workspace {
   bool activate(ProcessId pid, unsigned options) override {
     if (!x11_ || pid <= 0) return false;
     const auto before = frontmost();
+    forgetFront();
     if (!activateProcessWindows(*x11_, pid, options & activation_options::allWindows)) return false;
     // Said here, before the answer, so that whatever the caller does next
     // already knows; the watch then finds it said.
@@ -159,10 +184,14 @@ class ProcWorkspace : public Workspace {
   bool yieldActivation(ProcessId) override { return false; }
   // An X11 application has no hiding of its own: hiding minimizes its
   // windows, showing brings them back (and to the front).
-  bool hide(ProcessId pid) override { return x11_ && pid > 0 && minimizeProcessWindows(*x11_, pid); }
+  bool hide(ProcessId pid) override {
+    forgetFront();
+    return x11_ && pid > 0 && minimizeProcessWindows(*x11_, pid);
+  }
   bool unhide(ProcessId pid) override {
     if (!x11_ || pid <= 0) return false;
     const auto before = frontmost();
+    forgetFront();
     if (!restoreProcessWindows(*x11_, pid)) return false;
     if (before != pid && frontmost() == pid) announceActivation(pid);
     return true;
@@ -219,6 +248,7 @@ class ProcWorkspace : public Workspace {
     // An executable started by its path is named as any process is: by the
     // entry that runs it, if one does.
     if (auto entry = desktopEntryAt(path)) launched_.record(std::move(*entry), std::move(launched).value());
+    forgetFront();  // the entry may now name a process already described
     return {};
   }
   // By desktop-file id, with or without ".desktop", or by the entry's name.
@@ -296,6 +326,7 @@ class ProcWorkspace : public Workspace {
     // be older than an activation announced meanwhile, and be announced
     // after it.
     auto watch = ActiveWindowWatch::start([this] {
+      forgetFront();
       std::lock_guard heard(announceMutex_);
       if (const auto front = frontmost()) announceLocked(*front);
     });
@@ -306,6 +337,16 @@ class ProcWorkspace : public Workspace {
 
   std::shared_ptr<X11Connection> x11_;
   LaunchedApplications launched_;
+  // The last description of the front application: for the active window
+  // it was read for, until an activation (ours or the watch's) is heard.
+  struct FrontCache {
+    XWindow window;
+    unsigned long generation;
+    RunningApplication app;
+  };
+  mutable std::mutex frontMutex_;
+  mutable std::optional<FrontCache> front_;
+  std::atomic<unsigned long> frontGeneration_{0};
   std::mutex observersMutex_;
   ObserverToken lastToken_ = 0;
   std::vector<std::pair<ObserverToken, ActivationObserver>> observers_;

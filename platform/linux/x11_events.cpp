@@ -15,10 +15,12 @@
 #include <cstdlib>
 #include <string>
 #include <thread>
+#include <unordered_map>
 #include <vector>
 
 #include "models/text.h"
 #include "platform/linux/terminal_chords.h"
+#include "platform/linux/x11_spare_keycodes.h"
 #include "platform/linux/x11_windows.h"
 
 namespace orla::linux_desktop {
@@ -123,140 +125,6 @@ std::u32string codePoints(const std::u16string& units) {
   return out;
 }
 
-// The keycodes with no keysym, lent out to keysyms the keyboard map lacks,
-// two to a keycode (the second typed with Shift).
-//
-// A receiver translates a keycode with its own copy of the map, fetched some
-// time after the MappingNotify that announced the change; a keycode that is
-// remapped (or restored) before every receiver has read the events sent on
-// it types the wrong character, or none. So each place rests `kReuseGap`
-// after its last key event before it carries another keysym (long enough
-// for a receiver busy with something else, or a window manager that reloads
-// its key bindings on every change), the places are used in turn (least
-// recently used first), and a keysym that still sits on one is typed there
-// again without a change. Every change makes every client of the display
-// fetch the map again, so the keysyms of one text go on in one change, and
-// a change covers a run of neighbouring keycodes in one request.
-class SpareKeycodes {
- public:
-  static constexpr auto kReuseGap = std::chrono::milliseconds(250);
-
-  struct Place {
-    ::KeyCode keycode;
-    bool shifted;
-  };
-
-  // Whether `keycode` is one of the lent ones. Under the connection's lock.
-  bool isSpareLocked(::KeyCode keycode) const {
-    return std::any_of(slots_.begin(), slots_.end(), [&](const Slot& s) { return s.keycode == keycode; });
-  }
-
-  // How many keysyms can be lent at once. Under the connection's lock.
-  std::size_t capacityLocked(Display* display) {
-    if (!scanned_) scanLocked(display);
-    return slots_.size();
-  }
-
-  // The place lent to each of `keysyms` (at most `capacityLocked` of them),
-  // in order; with `unshifted`, only places typed without Shift. Under the
-  // connection's lock.
-  std::vector<Place> lendLocked(Display* display, const std::vector<KeySym>& keysyms, bool unshifted = false) {
-    if (!scanned_) scanLocked(display);
-    std::vector<Slot*> chosen(keysyms.size(), nullptr);
-    for (std::size_t i = 0; i < keysyms.size(); ++i)
-      for (Slot& slot : slots_)
-        if (slot.keysym == keysyms[i] && !(unshifted && slot.shifted)) chosen[i] = &slot;
-    std::vector<Slot*> free;
-    for (Slot& slot : slots_)
-      if (std::find(chosen.begin(), chosen.end(), &slot) == chosen.end() && !(unshifted && slot.shifted))
-        free.push_back(&slot);
-    std::sort(free.begin(), free.end(), [](const Slot* a, const Slot* b) { return a->lastUse < b->lastUse; });
-    SteadyClock::time_point ready = SteadyClock::now();
-    auto next = free.begin();
-    for (std::size_t i = 0; i < keysyms.size(); ++i) {
-      if (chosen[i] || next == free.end()) continue;
-      chosen[i] = *next++;
-      chosen[i]->keysym = keysyms[i];
-      chosen[i]->dirty = true;
-      ready = std::max(ready, chosen[i]->lastUse + kReuseGap);
-    }
-    std::this_thread::sleep_until(ready);
-    writeDirtyLocked(display);
-    std::vector<Place> places;
-    for (Slot* slot : chosen) {
-      if (!slot) continue;  // more keysyms than places: the caller asked for too many
-      slot->lastUse = SteadyClock::now();
-      places.push_back({slot->keycode, slot->shifted});
-    }
-    return places;
-  }
-
-  // Gives every lent keycode back its empty map, once the last events sent
-  // on them have had their time. Under the connection's lock.
-  void restoreLocked(Display* display) {
-    SteadyClock::time_point ready{};
-    for (Slot& slot : slots_) {
-      if (slot.keysym == NoSymbol) continue;
-      ready = std::max(ready, slot.lastUse + kReuseGap);
-      slot.keysym = NoSymbol;
-      slot.dirty = true;
-    }
-    std::this_thread::sleep_until(ready);
-    writeDirtyLocked(display);
-    XSync(display, False);
-  }
-
- private:
-  struct Slot {
-    ::KeyCode keycode;
-    bool shifted;
-    KeySym keysym = NoSymbol;
-    SteadyClock::time_point lastUse{};
-    bool dirty = false;
-  };
-
-  // One request per run of neighbouring keycodes with a change among them.
-  // The slots go in pairs (unshifted, shifted) by ascending keycode.
-  void writeDirtyLocked(Display* display) {
-    const std::size_t keys = slots_.size() / 2;
-    auto dirty = [&](std::size_t key) { return slots_[2 * key].dirty || slots_[2 * key + 1].dirty; };
-    for (std::size_t end = 0; end < keys;) {
-      std::size_t start = end;
-      while (start < keys && !dirty(start)) ++start;
-      if (start == keys) break;
-      end = start + 1;
-      while (end < keys && slots_[2 * end].keycode == slots_[2 * end - 2].keycode + 1) ++end;
-      std::vector<KeySym> syms;
-      for (std::size_t key = start; key < end; ++key) {
-        for (std::size_t level = 0; level < 2; ++level) {
-          syms.push_back(slots_[2 * key + level].keysym);
-          slots_[2 * key + level].dirty = false;
-        }
-      }
-      XChangeKeyboardMapping(display, slots_[2 * start].keycode, 2, syms.data(), static_cast<int>(end - start));
-    }
-  }
-
-  void scanLocked(Display* display) {
-    scanned_ = true;
-    int min = 0, max = 0, perKeycode = 0;
-    XDisplayKeycodes(display, &min, &max);
-    KeySym* map = XGetKeyboardMapping(display, static_cast<::KeyCode>(min), max - min + 1, &perKeycode);
-    if (!map) return;
-    for (int code = min; code <= max; ++code) {
-      bool empty = true;
-      for (int j = 0; j < perKeycode && empty; ++j) empty = map[(code - min) * perKeycode + j] == NoSymbol;
-      if (!empty) continue;
-      slots_.push_back({static_cast<::KeyCode>(code), false});
-      slots_.push_back({static_cast<::KeyCode>(code), true});
-    }
-    XFree(map);
-  }
-
-  bool scanned_ = false;
-  std::vector<Slot> slots_;
-};
-
 class X11EventSource : public EventSource {
  public:
   X11EventSource(std::shared_ptr<X11Connection> connection, std::shared_ptr<SpareKeycodes> spares)
@@ -264,6 +132,8 @@ class X11EventSource : public EventSource {
         spares_(std::move(spares)),
         commandIsSuper_(commandIsSuperFromEnvironment()),
         terminalClasses_(terminalClassesFromEnvironment()) {}
+
+  void willType(std::u16string_view text) override { plan_ = TypingPlan(keysymsOf(std::u16string(text))); }
 
   Checked<void> post(const KeyboardEvent& event) override {
     auto lock = connection_->lock();
@@ -299,9 +169,10 @@ class X11EventSource : public EventSource {
     Display* display = connection_->display();
     const ::KeyCode code = XKeysymToKeycode(display, keysym);
     if (code && !spares_->isSpareLocked(code) && XkbKeycodeToKeysym(display, code, 0, 0) == keysym) return code;
-    auto places = spares_->lendLocked(display, {keysym}, true);
-    if (places.empty()) return std::nullopt;
-    return places.front().keycode;
+    auto place = spares_->lendKeyLocked(display, keysym);
+    if (!place) return std::nullopt;
+    spares_->usedLocked(*place);
+    return place->keycode;
   }
 
   void fake(::KeyCode code, bool down) { XTestFakeKeyEvent(connection_->display(), code, down, CurrentTime); }
@@ -406,8 +277,8 @@ class X11EventSource : public EventSource {
     // A keysym on a lent keycode goes through the lender, which keeps it
     // there for as long as it is typed.
     if (!code || spares_->isSpareLocked(code)) return std::nullopt;
-    if (XkbKeycodeToKeysym(display, code, 0, 0) == keysym) return std::pair{code, false};
-    if (XkbKeycodeToKeysym(display, code, 0, 1) == keysym) return std::pair{code, true};
+    if (XkbKeycodeToKeysym(display, code, group_, 0) == keysym) return std::pair{code, false};
+    if (XkbKeycodeToKeysym(display, code, group_, 1) == keysym) return std::pair{code, true};
     return std::nullopt;
   }
 
@@ -415,65 +286,86 @@ class X11EventSource : public EventSource {
   // reads its Shift level while the lock is on), so it is lifted for the
   // text and put back after, as the lock state alone: no Caps Lock key
   // event reaches a window.
+  // The keys of the layout are typed in the group the user has; a lent key
+  // in the group its keysym is on, locked for it and given back after.
   Checked<void> typeLocked(const std::u16string& text) {
     Display* display = connection_->display();
     XkbStateRec state{};
-    const bool capsLocked = XkbGetState(display, XkbUseCoreKbd, &state) == Success && (state.locked_mods & LockMask);
-    if (!capsLocked) return typeRunsLocked(text);
-    XkbLockModifiers(display, XkbUseCoreKbd, LockMask, 0);
-    auto typed = typeRunsLocked(text);
-    XkbLockModifiers(display, XkbUseCoreKbd, LockMask, LockMask);
+    const bool known = XkbGetState(display, XkbUseCoreKbd, &state) == Success;
+    const bool capsLocked = known && (state.locked_mods & LockMask);
+    group_ = lockedGroup_ = known ? state.locked_group : 0;
+    if (capsLocked) XkbLockModifiers(display, XkbUseCoreKbd, LockMask, 0);
+    auto typed = typeCharactersLocked(text);
+    if (lockedGroup_ != group_) XkbLockGroup(display, XkbUseCoreKbd, group_);
+    if (capsLocked) XkbLockModifiers(display, XkbUseCoreKbd, LockMask, LockMask);
     XFlush(display);
     return typed;
   }
 
-  // Types the text in runs: as many characters as the spare keycodes can
-  // carry at once go on them in one change, then are typed, then the next.
-  Checked<void> typeRunsLocked(const std::u16string& text) {
+  static std::vector<KeySym> keysymsOf(const std::u16string& text) {
+    std::vector<KeySym> keysyms;
+    for (char32_t c : codePoints(text)) keysyms.push_back(keysymForCodePoint(c));
+    return keysyms;
+  }
+
+  // Types the characters the layout has on their keys, the others on spare
+  // keycodes. When the text is the next part of the one announced by
+  // `willType`, a character with no place yet has its keys lent together
+  // with those of the characters after it; otherwise with those of this
+  // text alone.
+  Checked<void> typeCharactersLocked(const std::u16string& text) {
     Display* display = connection_->display();
     const bool shiftHeld = heldLocked() & bit(Modifier::shift);
     const ::KeyCode shift = XKeysymToKeycode(display, XK_Shift_L);
-    const std::u32string characters = codePoints(text);
-    const std::size_t capacity = spares_->capacityLocked(display);
-    for (std::size_t begin = 0; begin < characters.size();) {
-      std::vector<std::pair<::KeyCode, bool>> keys;  // the key, and whether Shift goes with it
-      std::vector<KeySym> lent;
-      std::vector<std::pair<std::size_t, std::size_t>> waiting;  // a key waiting for the place of lent[i]
-      std::size_t end = begin;
-      for (; end < characters.size(); ++end) {
-        const KeySym keysym = keysymForCodePoint(characters[end]);
-        if (auto mapped = mappedLocked(keysym)) {
-          keys.push_back(*mapped);
-          continue;
-        }
-        auto known = std::find(lent.begin(), lent.end(), keysym);
-        if (known == lent.end()) {
-          if (lent.size() == capacity) break;
-          known = lent.insert(lent.end(), keysym);
-        }
-        waiting.emplace_back(keys.size(), static_cast<std::size_t>(known - lent.begin()));
-        keys.push_back({0, false});
+    const std::vector<KeySym> keysyms = keysymsOf(text);
+    TypingPlan own;
+    const bool planned = plan_.expects(keysyms);
+    if (!planned) own = TypingPlan(keysyms);
+    const TypingPlan& plan = planned ? plan_ : own;
+    const std::size_t start = planned ? plan_.cursor() : 0;
+    std::unordered_map<KeySym, bool> onLayout;
+    auto typedWithoutLending = [&](KeySym keysym) {
+      auto [it, inserted] = onLayout.try_emplace(keysym, false);
+      if (inserted) it->second = mappedLocked(keysym).has_value();
+      return it->second;
+    };
+    for (std::size_t i = 0; i < keysyms.size(); ++i) {
+      if (auto mapped = mappedLocked(keysyms[i])) {
+        pressLocked(mapped->first, mapped->second && !shiftHeld ? shift : 0, group_);
+        continue;
       }
-      if (end == begin)
-        return fail("There is no free key to type “" + toUtf8(text) + "” with on this keyboard.");
-      const auto places = spares_->lendLocked(display, lent);
-      for (const auto& [key, place] : waiting) keys[key] = {places[place].keycode, places[place].shifted};
-      for (const auto& [code, shifted] : keys) {
-        const bool pressShift = shifted && !shiftHeld && shift;
-        if (pressShift) fake(shift, true);
-        fake(code, true);
-        fake(code, false);
-        if (pressShift) fake(shift, false);
+      auto place = spares_->findLocked(keysyms[i]);
+      if (!place) {
+        spares_->lendAheadLocked(display, plan, start + i, typedWithoutLending);
+        place = spares_->findLocked(keysyms[i]);
       }
-      begin = end;
+      if (!place) return fail("There is no free key to type “" + toUtf8(text) + "” with on this keyboard.");
+      pressLocked(place->keycode, place->shifted() && !shiftHeld ? shift : 0, place->group());
+      spares_->usedLocked(*place);
     }
+    if (planned) plan_.advance(keysyms.size());
     return {};
+  }
+
+  // One key press and release, with Shift (when `shift` is its keycode)
+  // and in `group`.
+  void pressLocked(::KeyCode code, ::KeyCode shift, int group) {
+    if (group != lockedGroup_) {
+      XkbLockGroup(connection_->display(), XkbUseCoreKbd, static_cast<unsigned>(group));
+      lockedGroup_ = group;
+    }
+    if (shift) fake(shift, true);
+    fake(code, true);
+    fake(code, false);
+    if (shift) fake(shift, false);
   }
 
   std::shared_ptr<X11Connection> connection_;
   std::shared_ptr<SpareKeycodes> spares_;
   const bool commandIsSuper_;
   const std::string terminalClasses_;
+  TypingPlan plan_;  // the text announced by `willType`, and how far it is typed
+  int group_ = 0, lockedGroup_ = 0;  // the user's keyboard group, and the one locked now
 };
 
 class X11KeyboardEvents : public KeyboardEvents {

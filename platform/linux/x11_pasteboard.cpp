@@ -86,10 +86,15 @@ PasteboardItem merged(const PasteboardSnapshot& snapshot) {
   const char done = 1;
   (void)!::write(3, &done, 1);
   ::close(3);
-  while (peer.owning()) {
-    XEvent event;
-    XNextEvent(display, &event);
-    peer.handle(event);
+  while (peer.owning() || peer.sending()) {
+    while (XPending(display)) {
+      XEvent event;
+      XNextEvent(display, &event);
+      peer.handle(event);
+    }
+    peer.dropStalledSends();
+    pollfd fd{ConnectionNumber(display), POLLIN, 0};
+    ::poll(&fd, 1, 1000);
   }
   ::_exit(0);
 }
@@ -141,8 +146,9 @@ class X11Pasteboard : public Pasteboard {
     });
   }
 
+  // One copy of the text, shared by every name it is served under.
   Checked<void> setText(std::string_view text) override {
-    return restore({PasteboardItem{{{std::string(pasteboard_types::plainText), std::string(text)}}}});
+    return own(targetsForText(std::make_shared<const std::string>(text)));
   }
 
   std::int64_t changeCount() const override { return changes_; }
@@ -171,14 +177,20 @@ class X11Pasteboard : public Pasteboard {
   }
 
   Checked<void> restore(const PasteboardSnapshot& snapshot) override {
+    return own(snapshot.empty() ? std::vector<SelectionTarget>{} : targetsForItem(merged(snapshot)));
+  }
+
+ private:
+  // Takes the clipboard with `targets`, or gives it up when there are none.
+  Checked<void> own(std::vector<SelectionTarget> targets) {
     return run<Checked<void>>([&]() -> Checked<void> {
       const Time time = peer_.serverTime();
       Window expectedOwner = peer_.window();
-      if (snapshot.empty()) {
+      if (targets.empty()) {
         XSetSelectionOwner(display_, peer_.clipboard(), None, time);
         peer_.disown();
         expectedOwner = None;
-      } else if (!peer_.own(targetsForItem(merged(snapshot)), time)) {
+      } else if (!peer_.own(std::move(targets), time)) {
         return fail("The clipboard could not be taken over from the program that holds it.");
       }
       // The change this makes is counted before the call returns, so that a
@@ -194,7 +206,6 @@ class X11Pasteboard : public Pasteboard {
     });
   }
 
- private:
   std::optional<std::string> ownedBytes(const std::string& target) const {
     for (const SelectionTarget& t : peer_.targets())
       if (t.name == target) return *t.bytes;

@@ -37,9 +37,15 @@ constexpr std::array<std::string_view, 12> kNotContent{
     "TARGETS", "TIMESTAMP", "MULTIPLE", "SAVE_TARGETS", "DELETE", "INSERT_SELECTION", "INSERT_PROPERTY",
     "STRING",  "TEXT",      "COMPOUND_TEXT", "text/plain", "text/plain;charset=utf-8"};
 
-// Pieces of an INCR send; well under every server's largest request.
-constexpr std::size_t kLargestPiece = 256 * 1024;
+// Pieces of an INCR send: as large as the server takes in one request
+// (with the big-requests extension, megabytes), so that a large clipboard
+// goes in few round trips; bounded so that the server and the requestor
+// never hold more than this of it at once.
+constexpr std::size_t kLargestPiece = std::size_t{4} << 20;
 constexpr auto kAnswerTimeout = std::chrono::seconds(3);
+// A requestor that has not asked for the next piece for this long has gone
+// (or hung): its send is given up.
+constexpr auto kStalledSend = std::chrono::seconds(30);
 
 std::string targetOfType(std::string_view type) {
   for (const auto& t : kTypeTargets)
@@ -55,14 +61,24 @@ std::string typeOfTarget(std::string_view target) {
 
 }  // namespace
 
-std::vector<SelectionTarget> targetsForItem(const PasteboardItem& item) {
+// The bytes move into the targets: a clipboard of tens of megabytes is not
+// copied again on its way to the requestors.
+std::vector<SelectionTarget> targetsForItem(PasteboardItem item) {
   std::vector<SelectionTarget> out;
-  for (const PasteboardRepresentation& r : item.representations) {
-    auto bytes = std::make_shared<const std::string>(r.bytes);
-    out.push_back({targetOfType(r.type), bytes});
-    if (r.type == pasteboard_types::plainText)
-      for (std::string_view alias : kPlainTextAliases) out.push_back({std::string(alias), bytes});
+  for (PasteboardRepresentation& r : item.representations) {
+    if (r.type == pasteboard_types::plainText) {
+      for (SelectionTarget& target : targetsForText(std::make_shared<const std::string>(std::move(r.bytes))))
+        out.push_back(std::move(target));
+      continue;
+    }
+    out.push_back({targetOfType(r.type), std::make_shared<const std::string>(std::move(r.bytes))});
   }
+  return out;
+}
+
+std::vector<SelectionTarget> targetsForText(std::shared_ptr<const std::string> text) {
+  std::vector<SelectionTarget> out{{targetOfType(pasteboard_types::plainText), text}};
+  for (std::string_view alias : kPlainTextAliases) out.push_back({std::string(alias), text});
   return out;
 }
 
@@ -197,7 +213,7 @@ bool SelectionPeer::sendTarget(const XSelectionRequestEvent& request, Atom prope
     const long size = static_cast<long>(bytes.size());
     XChangeProperty(display_, request.requestor, property, incr_, 32, PropModeReplace,
                     reinterpret_cast<const unsigned char*>(&size), 1);
-    sends_[{request.requestor, property}] = Send{type, found->bytes, 0};
+    sends_[{request.requestor, property}] = Send{type, found->bytes, 0, SteadyClock::now()};
     return true;
   }
   XChangeProperty(display_, request.requestor, property, type, 8, PropModeReplace,
@@ -214,11 +230,19 @@ void SelectionPeer::continueSend(const XPropertyEvent& event) {
   XChangeProperty(display_, event.window, event.atom, send.type, 8, PropModeReplace,
                   reinterpret_cast<const unsigned char*>(send.bytes->data() + send.offset), static_cast<int>(piece));
   send.offset += piece;
+  send.lastPiece = SteadyClock::now();
   if (piece == 0) {
-    XSelectInput(display_, event.window, NoEventMask);
     sends_.erase(it);
+    // The same requestor may be reading another target meanwhile.
+    const bool more = std::any_of(sends_.begin(), sends_.end(), [&](const auto& s) { return s.first.first == event.window; });
+    if (!more) XSelectInput(display_, event.window, NoEventMask);
   }
   XFlush(display_);
+}
+
+void SelectionPeer::dropStalledSends() {
+  const auto now = SteadyClock::now();
+  std::erase_if(sends_, [&](const auto& entry) { return now - entry.second.lastPiece > kStalledSend; });
 }
 
 std::optional<std::string> SelectionPeer::readProperty(Atom property, Atom* type) {

@@ -30,7 +30,9 @@ struct SelectionTarget {
 
 // The targets that carry a clipboard item's representations, plain text
 // under each of its names.
-std::vector<SelectionTarget> targetsForItem(const PasteboardItem& item);
+std::vector<SelectionTarget> targetsForItem(PasteboardItem item);
+// The targets of plain text alone, all sharing its one copy of the bytes.
+std::vector<SelectionTarget> targetsForText(std::shared_ptr<const std::string> text);
 // The clipboard item that X targets with their bytes make, plain-text
 // aliases and targets about the selection left out.
 PasteboardItem itemForTargets(const std::vector<std::pair<std::string, std::string>>& targets);
@@ -53,6 +55,11 @@ class SelectionPeer {
   bool own(std::vector<SelectionTarget> targets, Time time);
   void disown() { targets_.clear(); owning_ = false; }
   bool owning() const { return owning_; }
+  // Whether a send in pieces is under way (it goes on after the selection
+  // is lost, so that a paste begun before is not cut short).
+  bool sending() const { return !sends_.empty(); }
+  // Gives up the sends whose requestor has stopped asking for pieces.
+  void dropStalledSends();
   const std::vector<SelectionTarget>& targets() const { return targets_; }
 
   // Reading from the owner: the bytes of one target, none when the owner
@@ -89,6 +96,7 @@ class SelectionPeer {
     Atom type;
     std::shared_ptr<const std::string> bytes;
     std::size_t offset = 0;
+    std::chrono::steady_clock::time_point lastPiece;
   };
   std::map<std::pair<Window, Atom>, Send> sends_;
 };

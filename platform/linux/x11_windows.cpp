@@ -160,10 +160,15 @@ std::vector<ManagedWindow> managedWindows(X11Connection& connection) {
 }
 
 std::optional<ProcessId> activeWindowProcess(X11Connection& connection) {
+  const auto active = activeWindowAndProcess(connection);
+  return active ? active->process : std::nullopt;
+}
+
+std::optional<ActiveWindow> activeWindowAndProcess(X11Connection& connection) {
   auto lock = connection.lock();
   const XWindow active = activeWindowLocked(connection);
   if (active == None) return std::nullopt;
-  return windowProcessLocked(connection, active);
+  return ActiveWindow{active, windowProcessLocked(connection, active)};
 }
 
 bool activateProcessWindows(X11Connection& connection, ProcessId pid, bool allWindows) {

@@ -18,6 +18,13 @@ namespace orla::linux_desktop {
 // the X server knows for the client that made it (X-Resource extension).
 // None when no window is active or its process cannot be told.
 std::optional<ProcessId> activeWindowProcess(X11Connection& connection);
+// The active window with its process, the same way; none when no window is
+// active.
+struct ActiveWindow {
+  XWindow window = 0;
+  std::optional<ProcessId> process;
+};
+std::optional<ActiveWindow> activeWindowAndProcess(X11Connection& connection);
 // A window the window manager manages, with what tells its application.
 struct ManagedWindow {
   XWindow window = 0;

@@ -52,10 +52,11 @@ std::optional<std::int64_t> commandNumber(const ActionData& data) {
   return std::nullopt;
 }
 
-// The first of "text" and "Text" holding a string, whatever it holds.
-std::string textToSet(const ActionData& data) {
+// The first of "text" and "Text" holding a string, whatever it holds; a
+// view of it, since it may be tens of megabytes.
+std::string_view textToSet(const ActionData& data) {
   for (std::string_view key : {"text", "Text"})
-    if (auto text = readRawString(data, key)) return *text;
+    if (const AnyCodable* value = lookup(data, key); value && value->asString()) return *value->asString();
   return {};
 }
 
@@ -262,16 +263,16 @@ PluginResult ClipboardPlugin::execute(const ActionData& data) {
         "System Settings \u2192 Privacy & Security \u2192 Accessibility.");
   switch (command) {
     case Command::setText: {
-      std::string text = textToSet(data);
+      const std::string_view text = textToSet(data);
       std::string message = "Clipboard now contains:\n" + transforms::displayCut(text);
-      return setClipboard(std::move(text), std::move(message), pasteAfter(data));
+      return setClipboard(text, std::move(message), pasteAfter(data));
     }
     case Command::setDate: {
       std::string date = CommandDateFormatter::string(p.clock().now(), CommandDateFormatter::format(data),
                                                       p.clock().locale(), p.clock().timeZone());
       if (date.empty()) return PluginResult::failure("Date format produced empty text.");
       std::string message = "Clipboard now contains the date: " + date;
-      return setClipboard(std::move(date), std::move(message), pasteAfter(data));
+      return setClipboard(date, std::move(message), pasteAfter(data));
     }
     case Command::copy:
     case Command::cut: return copyOrCut(command, readSwitchOr(data, {"appendToClipboard"}));
@@ -292,7 +293,7 @@ PluginResult ClipboardPlugin::execute(const ActionData& data) {
   return PluginResult::failure("Unknown clipboard command. Choose a command from the menu.");
 }
 
-PluginResult ClipboardPlugin::setClipboard(std::string text, std::string message, bool paste) {
+PluginResult ClipboardPlugin::setClipboard(std::string_view text, std::string message, bool paste) {
   Platform& p = *platform_;
   ClipboardMechanics clipboard(p);
   if (!paste) {

@@ -68,7 +68,7 @@ class ClipboardPlugin : public PluginBase<ClipboardPlugin> {
   PluginResult execute(const ActionData& data) override;
 
  private:
-  PluginResult setClipboard(std::string text, std::string message, bool pasteAfter);
+  PluginResult setClipboard(std::string_view text, std::string message, bool pasteAfter);
   PluginResult copyOrCut(Command command, bool append);
   PluginResult changeSelection(Command command, const ActionData& data);
   PluginResult finderPaths();

@@ -16,6 +16,7 @@ namespace {
 constexpr std::int64_t kCustomText = 1, kDate = 2, kFile = 3, kClipboard = 4;
 constexpr auto kDefaultDelay = std::chrono::microseconds(10'000);  // 100 characters a second
 constexpr auto kRestoreDelay = std::chrono::milliseconds(500);
+constexpr auto kLargestCatchUp = std::chrono::milliseconds(100);
 constexpr KeyCode kV = 9;
 
 // The first of `keys` holding a string, whatever it holds.
@@ -135,7 +136,13 @@ PluginResult TypeTextPlugin::type(const std::string& text, std::chrono::microsec
   Platform& p = *platform_;
   auto source = p.keyboard().createEventSource(EventSourceState::privateState);
   if (!source) return PluginResult::failure(source.error());
-  for (const std::u16string& character : graphemeClusters(text)) {
+  const std::vector<std::u16string> characters = graphemeClusters(text);
+  source.value()->willType(toUtf16(text));
+  // The pace is kept against the clock, so that the time posting takes is
+  // not added to every character's delay; after a stall (a keyboard-map
+  // change waits for its keys to rest) it starts afresh rather than rush.
+  auto due = p.clock().monotonicNow();
+  for (const std::u16string& character : characters) {
     // Key 0 with the character's text: the application takes the text and
     // ignores the key, whatever the keyboard layout.
     const KeyboardEvent down{0, true, 0, character};
@@ -144,7 +151,11 @@ PluginResult TypeTextPlugin::type(const std::string& text, std::chrono::microsec
     // character missing would leave a text the user did not ask for.
     if (!source.value()->post(down) || !source.value()->post(up))
       return PluginResult::failure("Typing stopped because a key event could not be created. Try again.");
-    if (delay.count() > 0) p.clock().sleep(delay);
+    if (delay.count() <= 0) continue;
+    due += delay;
+    const auto now = p.clock().monotonicNow();
+    if (now < due) p.clock().sleep(std::chrono::duration_cast<std::chrono::microseconds>(due - now));
+    else if (now - due > kLargestCatchUp) due = now;
   }
   return PluginResult::silentSuccess();
 }

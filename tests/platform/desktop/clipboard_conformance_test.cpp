@@ -4,6 +4,12 @@
 // contents travel whole.
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <thread>
 
 #include "tests/platform/desktop/desktop_backends.h"
@@ -100,7 +106,8 @@ TYPED_TEST(ClipboardConformance, ARestoreWritesEveryItemItCan) {
 
 TYPED_TEST(ClipboardConformance, LargeContentsTravelWholeBothWays) {
   std::string large;
-  for (int i = 0; large.size() < 3 * 1024 * 1024; ++i) large += "line " + std::to_string(i) + " — ünïcode ✓\n";
+  // Over 4 MiB: more than one piece on X11.
+  for (int i = 0; large.size() < 9 * 1024 * 1024; ++i) large += "line " + std::to_string(i) + " — ünïcode ✓\n";
   ASSERT_TRUE(this->pasteboard().setText(large));
   EXPECT_EQ(this->other->paste(pasteboard_types::plainText), large);
   const auto before = this->pasteboard().changeCount();
@@ -108,6 +115,32 @@ TYPED_TEST(ClipboardConformance, LargeContentsTravelWholeBothWays) {
   this->other->copy(pasteboard_types::plainText, large);
   ASSERT_TRUE(this->waitForChange(before));
   EXPECT_EQ(this->pasteboard().text(), large);
+}
+
+// Several programs paste a large text at once, in pieces, each getting all
+// of it; from this process and, after it ends, from the owner it leaves.
+TYPED_TEST(ClipboardConformance, ManyProgramsPasteLargeContentsAtOnce) {
+  if (!TypeParam::clipboardHoldsOneItem) GTEST_SKIP() << "the simulated clipboard has no transfers";
+  std::string large;
+  for (int i = 0; large.size() < 9 * 1024 * 1024; ++i) large += "row " + std::to_string(i) + " ✓ ü\n";
+  ASSERT_TRUE(this->pasteboard().setText(large));
+  const auto folder = std::filesystem::temp_directory_path() / ("orla-paste-" + std::to_string(::getpid()));
+  std::filesystem::create_directories(folder);
+  auto pasteAtOnce = [&](int count) {
+    std::string command;
+    for (int i = 0; i < count; ++i)
+      command += "xclip -selection clipboard -o -t UTF8_STRING > '" + (folder / std::to_string(i)).string() + "' & ";
+    command += "wait";
+    EXPECT_EQ(std::system(command.c_str()), 0);
+    for (int i = 0; i < count; ++i) {
+      std::ifstream in(folder / std::to_string(i), std::ios::binary);
+      EXPECT_TRUE(std::string(std::istreambuf_iterator<char>(in), {}) == large) << "paste " << i;
+    }
+  };
+  pasteAtOnce(3);
+  this->backend->platform.reset();
+  pasteAtOnce(3);
+  std::filesystem::remove_all(folder);
 }
 
 TYPED_TEST(ClipboardConformance, TheContentsStayWhenThisProgramEnds) {

@@ -375,4 +375,27 @@ bool X11DesktopBackend::capsLockIsOn() {
   return on;
 }
 
+int X11DesktopBackend::emptyKeycodes() {
+  Display* display = XOpenDisplay(nullptr);
+  if (!display) return -1;
+  int min = 0, max = 0, perKeycode = 0, empty = 0;
+  XDisplayKeycodes(display, &min, &max);
+  KeySym* map = XGetKeyboardMapping(display, static_cast<KeyCode>(min), max - min + 1, &perKeycode);
+  for (int code = min; map && code <= max; ++code)
+    empty += std::all_of(map + (code - min) * perKeycode, map + (code - min + 1) * perKeycode,
+                         [](KeySym k) { return k == NoSymbol; });
+  if (map) XFree(map);
+  XCloseDisplay(display);
+  return empty;
+}
+
+int X11DesktopBackend::lockedGroup() {
+  Display* display = XOpenDisplay(nullptr);
+  if (!display) return -1;
+  XkbStateRec state{};
+  const int group = XkbGetState(display, XkbUseCoreKbd, &state) == Success ? state.locked_group : -1;
+  XCloseDisplay(display);
+  return group;
+}
+
 }  // namespace orla::desktop_testing

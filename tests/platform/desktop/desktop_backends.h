@@ -113,6 +113,9 @@ struct X11DesktopBackend {
   // keyboard would; and reads the lock back.
   static void setCapsLock(bool on);
   static bool capsLockIsOn();
+  // The keycodes with no keysym, and the keyboard group locked now.
+  static int emptyKeycodes();
+  static int lockedGroup();
 
   std::shared_ptr<Platform> platform;
 };

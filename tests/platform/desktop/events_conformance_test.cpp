@@ -119,6 +119,47 @@ TYPED_TEST(EventsConformance, TextArrivesUnchangedWhateverTheLayout) {
   EXPECT_EQ(receiver->text(characters), expected);
 }
 
+// A text announced ahead and typed one character at a time, with more
+// distinct characters the keyboard lacks than there are keys to lend (200
+// ideographs, twice over, and every fifth one again soon after), arrives
+// as written: places are given up and lent again as it goes. Then a text
+// that differs from the one announced, which is typed all the same.
+TYPED_TEST(EventsConformance, TextWithMoreCharactersThanSpareKeysArrivesAsWritten) {
+  int emptyBefore = 0;
+  if constexpr (!std::is_same_v<TypeParam, SimDesktopBackend>) emptyBefore = TypeParam::emptyKeycodes();
+  auto receiver = this->backend->receiver();
+  auto source = this->source();
+  ASSERT_TRUE(source);
+  std::u32string characters;
+  for (int round = 0; round < 2; ++round)
+    for (char32_t c = 0x4E00; c < 0x4E00 + 200; ++c) {
+      characters.push_back(c);
+      if (c % 5 == 0) characters.push_back(c - 3);
+      if (c % 7 == 0) characters += U"aÉ";
+    }
+  std::u16string text;
+  for (char32_t c : characters) text.push_back(static_cast<char16_t>(c));
+  source->willType(text);
+  for (char16_t unit : text) {
+    const std::u16string one(1, unit);
+    ASSERT_TRUE(source->post({0, true, 0, one}));
+    ASSERT_TRUE(source->post({0, false, 0, one}));
+  }
+  const std::u16string unexpected = u"ж and ß, not announced";
+  ASSERT_TRUE(source->post({0, true, 0, unexpected}));
+  ASSERT_TRUE(source->post({0, false, 0, unexpected}));
+  EXPECT_EQ(receiver->text(characters.size() + unexpected.size()), toUtf8(text + unexpected));
+  if constexpr (!std::is_same_v<TypeParam, SimDesktopBackend>) {
+    // The keyboard is left as the user had it: in its own group, and, once
+    // the platform goes, with every lent keycode empty again.
+    EXPECT_EQ(TypeParam::lockedGroup(), 0);
+    EXPECT_LT(TypeParam::emptyKeycodes(), emptyBefore);
+    source.reset();
+    this->backend->platform.reset();
+    EXPECT_EQ(TypeParam::emptyKeycodes(), emptyBefore);
+  }
+}
+
 // With Caps Lock on, text still arrives as written, and the lock is on
 // again afterwards.
 TYPED_TEST(EventsConformance, TextArrivesAsWrittenWithCapsLockOn) {
