@@ -44,9 +44,9 @@
 #include <thread>
 #include <vector>
 
-#include "models/graphemes.h"
-#include "models/text.h"
-#include "platform/platform.h"
+#include <orla/models/graphemes.h>
+#include <orla/models/text.h>
+#include <orla/platform/platform.h>
 #include "plugins/input/key_shortcut_plugin.h"
 #include "plugins/text/text_transform_plugin.h"
 #include "plugins/text/type_text_plugin.h"

@@ -30,7 +30,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/platform.h"
+#include <orla/platform/platform.h>
 #include "plugins/apps/file_operation_plugin.h"
 
 extern char** environ;

@@ -10,7 +10,7 @@
 #include <memory>
 #include <string>
 
-#include "models/window_tiling.h"
+#include <orla/models/window_tiling.h>
 #include "platform/sim/sim_desktop.h"
 #include "plugins/input/menu_path.h"
 #include "plugins/input/menu_plugin.h"

@@ -12,14 +12,14 @@
 #include <memory>
 #include <string>
 
-#include "models/key_code_map.h"
-#include "models/parameter_readers.h"
+#include <orla/models/key_code_map.h>
+#include <orla/models/parameter_readers.h>
 #include "platform/sim/sim_desktop.h"
 #include "plugins/apps/application_plugin.h"
 #include "plugins/apps/recent_applications_tracker.h"
 #include "plugins/flow/conditional_plugin.h"
-#include "plugins/framework/orla_plugin.h"
-#include "plugins/framework/plugin_registry.h"
+#include <orla/plugins/framework/orla_plugin.h>
+#include <orla/plugins/framework/plugin_registry.h>
 #include "plugins/input/message_plugin.h"
 #include "plugins/text/type_text_plugin.h"
 

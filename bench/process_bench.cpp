@@ -17,7 +17,7 @@
 #include <string>
 
 #include "bench/corpus.h"
-#include "models/streamed_text.h"
+#include <orla/models/streamed_text.h>
 #include "platform/posix/posix_processes.h"
 #include "plugins/scripts/shell_command_plugin.h"
 

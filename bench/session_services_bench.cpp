@@ -16,7 +16,7 @@
 #include "platform/linux/espeak_speech.h"
 #include "platform/linux/pulse_sounds.h"
 #include "platform/linux/secret_service_keychain.h"
-#include "platform/platform.h"
+#include <orla/platform/platform.h>
 #include "plugins/system/sound_plugin.h"
 #include "plugins/system/speech_plugin.h"
 

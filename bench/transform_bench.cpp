@@ -18,7 +18,7 @@
 
 #include "bench/corpus.h"
 #include "bench/transform_inputs.h"
-#include "models/utf8.h"
+#include <orla/models/utf8.h>
 #include "plugins/text/text_transform_plugin.h"
 
 namespace {

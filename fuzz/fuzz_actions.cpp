@@ -10,9 +10,9 @@
 #include <string>
 #include <string_view>
 
-#include "models/json_codable.h"
+#include <orla/models/json_codable.h>
 #include "platform/sim/sim_desktop.h"
-#include "plugins/framework/plugin_registry.h"
+#include <orla/plugins/framework/plugin_registry.h>
 
 using namespace orla;
 

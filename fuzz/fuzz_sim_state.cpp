@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
-#include "models/input_limits.h"
+#include <orla/models/input_limits.h>
 #include "platform/sim/sim_desktop.h"
 #include "platform/sim/sim_state.h"
 

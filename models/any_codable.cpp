@@ -1,9 +1,9 @@
-#include "models/any_codable.h"
+#include <orla/models/any_codable.h>
 
 #include <charconv>
 #include <cmath>
 
-#include "models/text.h"
+#include <orla/models/text.h>
 
 namespace orla {
 

@@ -1,4 +1,4 @@
-#include "models/base64.h"
+#include <orla/models/base64.h>
 
 #include <algorithm>
 #include <array>

@@ -1,6 +1,6 @@
-#include "models/calendar.h"
+#include <orla/models/calendar.h>
 
-#include "models/icu_support.h"
+#include <orla/models/icu_support.h>
 
 #include <unicode/calendar.h>
 #include <unicode/gregocal.h>

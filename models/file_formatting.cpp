@@ -1,4 +1,4 @@
-#include "models/file_formatting.h"
+#include <orla/models/file_formatting.h>
 
 #include <unicode/datefmt.h>
 #include <unicode/locid.h>
@@ -9,7 +9,7 @@
 #include <cmath>
 #include <memory>
 
-#include "models/icu_support.h"
+#include <orla/models/icu_support.h>
 
 namespace orla {
 

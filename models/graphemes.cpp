@@ -1,4 +1,4 @@
-#include "models/graphemes.h"
+#include <orla/models/graphemes.h>
 
 #include <unicode/brkiter.h>
 #include <unicode/uchar.h>
@@ -13,7 +13,7 @@
 #include <memory>
 #include <string>
 
-#include "models/utf8.h"
+#include <orla/models/utf8.h>
 
 // The block count is built with GCC's target pragmas; other compilers keep
 // the code point loop.

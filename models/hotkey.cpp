@@ -1,10 +1,10 @@
-#include "models/hotkey.h"
+#include <orla/models/hotkey.h>
 
 #include <array>
 #include <vector>
 
-#include "models/key_code_map.h"
-#include "models/text.h"
+#include <orla/models/key_code_map.h>
+#include <orla/models/text.h>
 
 namespace orla {
 namespace {

@@ -1,4 +1,4 @@
-#include "models/input_limits.h"
+#include <orla/models/input_limits.h>
 
 namespace orla {
 

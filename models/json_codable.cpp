@@ -1,4 +1,4 @@
-#include "models/json_codable.h"
+#include <orla/models/json_codable.h>
 
 #include <algorithm>
 #include <limits>
@@ -8,8 +8,8 @@
 #include <string>
 #include <nlohmann/json.hpp>
 
-#include "models/base64.h"
-#include "models/input_limits.h"
+#include <orla/models/base64.h>
+#include <orla/models/input_limits.h>
 
 namespace orla {
 

@@ -1,4 +1,4 @@
-#include "models/key_code_map.h"
+#include <orla/models/key_code_map.h>
 
 #include <array>
 #include <charconv>

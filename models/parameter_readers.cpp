@@ -1,9 +1,9 @@
-#include "models/parameter_readers.h"
+#include <orla/models/parameter_readers.h>
 
 #include <charconv>
 #include <cmath>
 
-#include "models/text.h"
+#include <orla/models/text.h>
 
 namespace orla {
 

@@ -1,4 +1,4 @@
-#include "models/plugin_result.h"
+#include <orla/models/plugin_result.h>
 
 namespace orla {
 

@@ -1,4 +1,4 @@
-#include "models/server_address.h"
+#include <orla/models/server_address.h>
 
 #include <uriparser/Uri.h>
 

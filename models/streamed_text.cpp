@@ -1,12 +1,12 @@
-#include "models/streamed_text.h"
+#include <orla/models/streamed_text.h>
 
 #include <unicode/utf8.h>
 
 #include <cstring>
 
-#include "models/graphemes.h"
-#include "models/text.h"
-#include "models/utf8.h"
+#include <orla/models/graphemes.h>
+#include <orla/models/text.h>
+#include <orla/models/utf8.h>
 
 namespace orla {
 

@@ -1,6 +1,6 @@
-#include "models/text.h"
+#include <orla/models/text.h>
 
-#include "models/icu_support.h"
+#include <orla/models/icu_support.h>
 
 #include <unicode/locid.h>
 #include <unicode/normalizer2.h>

@@ -1,4 +1,4 @@
-#include "models/typing_target_context.h"
+#include <orla/models/typing_target_context.h>
 
 #include <mutex>
 

@@ -1,4 +1,4 @@
-#include "platform/desktop_words.h"
+#include <orla/platform/desktop_words.h>
 
 #if defined(__linux__)
 #include "platform/linux/linux_words.h"

@@ -1,4 +1,4 @@
-#include "platform/keychain.h"
+#include <orla/platform/keychain.h>
 
 namespace orla {
 

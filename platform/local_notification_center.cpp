@@ -1,4 +1,4 @@
-#include "platform/local_notification_center.h"
+#include <orla/platform/local_notification_center.h>
 
 #include <algorithm>
 

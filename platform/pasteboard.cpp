@@ -1,4 +1,4 @@
-#include "platform/pasteboard.h"
+#include <orla/platform/pasteboard.h>
 
 namespace orla {
 

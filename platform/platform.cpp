@@ -1,8 +1,8 @@
-#include "platform/platform.h"
+#include <orla/platform/platform.h>
 
 #include <mutex>
 
-#include "models/parameter_readers.h"
+#include <orla/models/parameter_readers.h>
 
 namespace orla {
 

@@ -1,4 +1,4 @@
-#include "platform/queued_main_thread.h"
+#include <orla/platform/queued_main_thread.h>
 
 namespace orla {
 

@@ -1,6 +1,6 @@
-#include "platform/scripting.h"
+#include <orla/platform/scripting.h>
 
-#include "platform/main_thread.h"
+#include <orla/platform/main_thread.h>
 
 namespace orla {
 

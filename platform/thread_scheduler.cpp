@@ -1,4 +1,4 @@
-#include "platform/thread_scheduler.h"
+#include <orla/platform/thread_scheduler.h>
 
 namespace orla {
 

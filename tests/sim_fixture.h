@@ -8,8 +8,8 @@
 
 #include <ostream>
 
-#include "models/plugin_result.h"
-#include "models/typing_target_context.h"
+#include <orla/models/plugin_result.h>
+#include <orla/models/typing_target_context.h>
 #include "platform/sim/sim_desktop.h"
 
 namespace orla {

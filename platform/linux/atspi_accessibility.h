@@ -18,7 +18,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "platform/accessibility.h"
+#include <orla/platform/accessibility.h>
 
 namespace orla::linux_desktop {
 

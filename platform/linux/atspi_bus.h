@@ -23,7 +23,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/accessibility.h"
+#include <orla/platform/accessibility.h>
 
 namespace orla::linux_desktop {
 

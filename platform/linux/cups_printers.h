@@ -5,7 +5,7 @@
 
 #include <memory>
 
-#include "platform/printers.h"
+#include <orla/platform/printers.h>
 
 namespace orla::linux_desktop {
 

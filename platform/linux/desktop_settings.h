@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "platform/settings_panes.h"
+#include <orla/platform/settings_panes.h>
 
 namespace orla::linux_desktop {
 

@@ -7,7 +7,7 @@
 #include <functional>
 #include <memory>
 
-#include "platform/speech.h"
+#include <orla/platform/speech.h>
 
 namespace orla::linux_desktop {
 

@@ -5,7 +5,7 @@
 
 #include <memory>
 
-#include "platform/files.h"
+#include <orla/platform/files.h>
 
 namespace orla::linux_desktop {
 

@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "platform/host_desktop.h"
+#include <orla/platform/host_desktop.h>
 #include "platform/linux/glib_handles.h"
 
 namespace orla::linux_desktop {

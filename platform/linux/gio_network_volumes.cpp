@@ -5,7 +5,7 @@
 #include <chrono>
 #include <cstring>
 
-#include "models/server_address.h"
+#include <orla/models/server_address.h>
 #include "platform/linux/glib_handles.h"
 #include "platform/linux/gtk_services.h"
 

@@ -9,7 +9,7 @@
 #include <memory>
 
 #include "platform/linux/glib_main_thread.h"
-#include "platform/network.h"
+#include <orla/platform/network.h>
 
 namespace orla::linux_desktop {
 

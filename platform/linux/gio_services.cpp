@@ -9,9 +9,9 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "models/file_formatting.h"
-#include "models/text.h"
-#include "models/url.h"
+#include <orla/models/file_formatting.h>
+#include <orla/models/text.h>
+#include <orla/models/url.h>
 #include "platform/posix/posix_services.h"
 #include "platform/linux/glib_handles.h"
 

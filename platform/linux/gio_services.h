@@ -8,9 +8,9 @@
 #include <string>
 #include <string_view>
 
-#include "platform/file_manager.h"
-#include "platform/file_workspace.h"
-#include "platform/workspace.h"
+#include <orla/platform/file_manager.h>
+#include <orla/platform/file_workspace.h>
+#include <orla/platform/workspace.h>
 
 namespace orla::linux_desktop {
 

@@ -16,7 +16,7 @@
 #include <mutex>
 #include <thread>
 
-#include "platform/main_thread.h"
+#include <orla/platform/main_thread.h>
 
 namespace orla::linux_desktop {
 

@@ -6,7 +6,7 @@
 
 #include <memory>
 
-#include "platform/focus_modes.h"
+#include <orla/platform/focus_modes.h>
 
 namespace orla::linux_desktop {
 

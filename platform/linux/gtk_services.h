@@ -7,9 +7,9 @@
 
 #include <memory>
 
-#include "platform/alerts.h"
+#include <orla/platform/alerts.h>
 #include "platform/linux/glib_main_thread.h"
-#include "platform/popup_menus.h"
+#include <orla/platform/popup_menus.h>
 
 namespace orla::linux_desktop {
 

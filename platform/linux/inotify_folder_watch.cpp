@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "platform/folder_watch.h"
+#include <orla/platform/folder_watch.h>
 
 namespace orla::linux_desktop {
 namespace {

@@ -39,15 +39,15 @@
 #include "platform/linux/x11_events.h"
 #include "platform/linux/x11_pasteboard.h"
 #include "platform/linux/x11_windows.h"
-#include "platform/local_notification_center.h"
-#include "platform/memory_user_defaults.h"
-#include "platform/platform.h"
+#include <orla/platform/local_notification_center.h>
+#include <orla/platform/memory_user_defaults.h>
+#include <orla/platform/platform.h>
 #include "platform/posix/curl_http.h"
 #include "platform/posix/posix_processes.h"
 #include "platform/posix/posix_services.h"
 #include "platform/posix/worker_javascript_runner.h"
-#include "platform/thread_scheduler.h"
-#include "platform/unavailable_services.h"
+#include <orla/platform/thread_scheduler.h>
+#include <orla/platform/unavailable_services.h>
 
 namespace orla {
 namespace linux_desktop {

@@ -2,7 +2,7 @@
 // macOS's words.
 #pragma once
 
-#include "platform/desktop_words.h"
+#include <orla/platform/desktop_words.h>
 
 namespace orla::linux_desktop {
 

@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/sound.h"
+#include <orla/platform/sound.h>
 
 namespace orla::linux_desktop {
 

@@ -5,7 +5,7 @@
 #include <chrono>
 #include <memory>
 
-#include "platform/volume.h"
+#include <orla/platform/volume.h>
 
 namespace orla::linux_desktop {
 

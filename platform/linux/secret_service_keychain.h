@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/keychain.h"
+#include <orla/platform/keychain.h>
 
 namespace orla::linux_desktop {
 

@@ -6,7 +6,7 @@
 
 #include <memory>
 
-#include "platform/session_control.h"
+#include <orla/platform/session_control.h>
 
 namespace orla::linux_desktop {
 

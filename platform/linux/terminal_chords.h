@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/events.h"
+#include <orla/platform/events.h>
 
 namespace orla::linux_desktop {
 

@@ -20,7 +20,7 @@
 #include <memory>
 #include <optional>
 
-#include "platform/accessibility.h"
+#include <orla/platform/accessibility.h>
 #include "platform/linux/x11_connection.h"
 
 namespace orla::linux_desktop {

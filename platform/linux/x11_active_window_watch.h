@@ -12,7 +12,7 @@
 #include <memory>
 #include <thread>
 
-#include "models/checked.h"
+#include <orla/models/checked.h>
 
 namespace orla::linux_desktop {
 

@@ -14,8 +14,8 @@
 #include <string_view>
 #include <vector>
 
-#include "models/checked.h"
-#include "models/geometry.h"
+#include <orla/models/checked.h>
+#include <orla/models/geometry.h>
 
 // Xlib's own header defines macros (None, Status, Bool, True) that clash
 // with ordinary names, so only the X11 sources include it; the types are

@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "platform/displays.h"
+#include <orla/platform/displays.h>
 #include "platform/linux/x11_connection.h"
 
 namespace orla::linux_desktop {

@@ -18,7 +18,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "models/text.h"
+#include <orla/models/text.h>
 #include "platform/linux/terminal_chords.h"
 #include "platform/linux/x11_spare_keycodes.h"
 #include "platform/linux/x11_windows.h"

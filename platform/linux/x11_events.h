@@ -18,7 +18,7 @@
 #include <memory>
 #include <optional>
 
-#include "platform/events.h"
+#include <orla/platform/events.h>
 #include "platform/linux/x11_connection.h"
 
 namespace orla::linux_desktop {

@@ -10,8 +10,8 @@
 
 #include <memory>
 
-#include "models/checked.h"
-#include "platform/global_hotkeys.h"
+#include <orla/models/checked.h>
+#include <orla/platform/global_hotkeys.h>
 
 namespace orla::linux_desktop {
 

@@ -15,7 +15,7 @@
 #include <mutex>
 #include <thread>
 
-#include "models/utf8.h"
+#include <orla/models/utf8.h>
 #include "platform/linux/x11_connection.h"
 #include "platform/linux/x11_selection.h"
 

@@ -20,8 +20,8 @@
 
 #include <memory>
 
-#include "models/checked.h"
-#include "platform/pasteboard.h"
+#include <orla/models/checked.h>
+#include <orla/platform/pasteboard.h>
 
 namespace orla::linux_desktop {
 

@@ -18,7 +18,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/pasteboard.h"
+#include <orla/platform/pasteboard.h>
 
 namespace orla::linux_desktop {
 

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "platform/linux/x11_connection.h"
-#include "platform/workspace.h"
+#include <orla/platform/workspace.h>
 
 namespace orla::linux_desktop {
 

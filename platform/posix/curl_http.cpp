@@ -12,7 +12,7 @@
 #include <mutex>
 #include <thread>
 
-#include "models/text.h"
+#include <orla/models/text.h>
 
 namespace orla {
 

@@ -9,7 +9,7 @@
 // ends at once with the sentence that the module is missing.
 #pragma once
 
-#include "platform/http.h"
+#include <orla/platform/http.h>
 
 namespace orla::posix {
 

@@ -2,7 +2,7 @@
 // headers before they send anything) and the module that sends them.
 #include <algorithm>
 
-#include "platform/http.h"
+#include <orla/platform/http.h>
 
 namespace orla {
 

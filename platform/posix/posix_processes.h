@@ -3,7 +3,7 @@
 // between the caller and the program.
 #pragma once
 
-#include "platform/processes.h"
+#include <orla/platform/processes.h>
 
 namespace orla::posix {
 

@@ -7,11 +7,11 @@
 #include <set>
 #include <string>
 
-#include "platform/clock.h"
-#include "platform/environment.h"
-#include "platform/file_manager.h"
-#include "platform/file_workspace.h"
-#include "platform/files.h"
+#include <orla/platform/clock.h>
+#include <orla/platform/environment.h>
+#include <orla/platform/file_manager.h>
+#include <orla/platform/file_workspace.h>
+#include <orla/platform/files.h>
 
 namespace orla::posix {
 

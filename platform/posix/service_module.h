@@ -14,7 +14,7 @@
 
 #include <string>
 
-#include "models/checked.h"
+#include <orla/models/checked.h>
 
 namespace orla::posix {
 

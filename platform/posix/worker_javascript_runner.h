@@ -9,7 +9,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/javascript.h"
+#include <orla/platform/javascript.h>
 
 namespace orla::posix {
 

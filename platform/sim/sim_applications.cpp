@@ -5,7 +5,7 @@
 #include <cctype>
 #include <filesystem>
 
-#include "models/text.h"
+#include <orla/models/text.h>
 #include "platform/sim/sim_desktop.h"
 
 namespace orla::sim {

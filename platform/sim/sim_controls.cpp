@@ -5,7 +5,7 @@
 // shown up yet is no one's child.
 #include <algorithm>
 
-#include "models/text.h"
+#include <orla/models/text.h>
 #include "platform/sim/sim_user_interface.h"
 
 namespace orla::sim {

@@ -1,7 +1,7 @@
 #include "platform/sim/sim_desktop.h"
 
-#include "models/text.h"
-#include "models/utf8.h"
+#include <orla/models/text.h>
+#include <orla/models/utf8.h>
 
 #include <algorithm>
 #include <limits>

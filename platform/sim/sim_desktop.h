@@ -24,8 +24,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/memory_user_defaults.h"
-#include "platform/platform.h"
+#include <orla/platform/memory_user_defaults.h>
+#include <orla/platform/platform.h>
 #include "platform/sim/sim_documents.h"
 #include "platform/sim/sim_finder.h"
 #include "platform/sim/sim_focus.h"

@@ -12,10 +12,10 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
-#include "models/file_formatting.h"
-#include "models/text.h"
-#include "models/url.h"
-#include "platform/finder_scripts.h"
+#include <orla/models/file_formatting.h>
+#include <orla/models/text.h>
+#include <orla/models/url.h>
+#include <orla/platform/finder_scripts.h>
 #include "platform/posix/posix_services.h"
 #include "platform/sim/sim_desktop.h"
 

@@ -22,11 +22,11 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-#include "models/checked.h"
-#include "platform/file_manager.h"
-#include "platform/file_workspace.h"
-#include "platform/printers.h"
-#include "platform/processes.h"
+#include <orla/models/checked.h>
+#include <orla/platform/file_manager.h>
+#include <orla/platform/file_workspace.h>
+#include <orla/platform/printers.h>
+#include <orla/platform/processes.h>
 
 namespace orla::sim {
 

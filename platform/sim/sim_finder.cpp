@@ -4,8 +4,8 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
-#include "models/text.h"
-#include "platform/finder_scripts.h"
+#include <orla/models/text.h>
+#include <orla/platform/finder_scripts.h>
 
 namespace orla::sim {
 

@@ -2,7 +2,7 @@
 // windows (front first), and whether the user let Orla control it. It
 // answers the scripts sent to the Finder from this model:
 //
-//  - the reader scripts of platform/finder_scripts.h (the selection's POSIX
+//  - the reader scripts of include/orla/platform/finder_scripts.h (the selection's POSIX
 //    paths, the front window's folder);
 //  - the window scripts, statement by statement: "close every Finder
 //    window", "set w to make new Finder window", "set target of w (or of
@@ -28,8 +28,8 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-#include "models/checked.h"
-#include "platform/scripting.h"
+#include <orla/models/checked.h>
+#include <orla/platform/scripting.h>
 
 namespace orla::sim {
 

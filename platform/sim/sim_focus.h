@@ -16,8 +16,8 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-#include "models/checked.h"
-#include "platform/focus_modes.h"
+#include <orla/models/checked.h>
+#include <orla/platform/focus_modes.h>
 
 namespace orla::sim {
 

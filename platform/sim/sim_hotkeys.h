@@ -6,7 +6,7 @@
 #include <mutex>
 #include <set>
 
-#include "platform/global_hotkeys.h"
+#include <orla/platform/global_hotkeys.h>
 
 namespace orla::sim {
 

@@ -5,7 +5,7 @@
 
 #include <memory>
 
-#include "platform/javascript.h"
+#include <orla/platform/javascript.h>
 #include "platform/sim/sim_desktop.h"
 
 namespace orla::sim {

@@ -4,7 +4,7 @@
 
 #include <set>
 
-#include "models/text.h"
+#include <orla/models/text.h>
 #include "platform/posix/curl_http.h"
 #include "platform/sim/sim_desktop.h"
 

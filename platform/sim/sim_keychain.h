@@ -13,9 +13,9 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-#include "models/checked.h"
-#include "platform/http.h"
-#include "platform/keychain.h"
+#include <orla/models/checked.h>
+#include <orla/platform/http.h>
+#include <orla/platform/keychain.h>
 
 namespace orla::sim {
 

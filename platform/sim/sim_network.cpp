@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
-#include "models/server_address.h"
+#include <orla/models/server_address.h>
 #include "platform/sim/sim_desktop.h"
 
 namespace orla::sim {

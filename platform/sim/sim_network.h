@@ -18,8 +18,8 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-#include "models/checked.h"
-#include "platform/network.h"
+#include <orla/models/checked.h>
+#include <orla/platform/network.h>
 
 namespace orla::sim {
 

@@ -3,7 +3,7 @@
 #include <cctype>
 #include <nlohmann/json.hpp>
 
-#include "models/server_address.h"
+#include <orla/models/server_address.h>
 #include "platform/sim/sim_network.h"
 
 namespace orla::sim {

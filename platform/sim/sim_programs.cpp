@@ -8,7 +8,7 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 
-#include "models/graphemes.h"
+#include <orla/models/graphemes.h>
 #include "platform/posix/posix_processes.h"
 #include "platform/sim/sim_desktop.h"
 

@@ -28,8 +28,8 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-#include "models/checked.h"
-#include "platform/processes.h"
+#include <orla/models/checked.h>
+#include <orla/platform/processes.h>
 
 namespace orla::sim {
 

@@ -4,9 +4,9 @@
 #include <fstream>
 #include <iterator>
 
-#include "platform/local_notification_center.h"
+#include <orla/platform/local_notification_center.h>
 #include "platform/posix/posix_services.h"
-#include "platform/queued_main_thread.h"
+#include <orla/platform/queued_main_thread.h>
 #include "platform/sim/sim_desktop.h"
 #include "platform/sim/sim_documents.h"
 #include "platform/sim/sim_settings.h"

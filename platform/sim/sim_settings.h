@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/settings_panes.h"
+#include <orla/platform/settings_panes.h>
 
 namespace orla::sim {
 

@@ -3,7 +3,7 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
-#include "models/text.h"
+#include <orla/models/text.h>
 #include "platform/sim/sim_desktop.h"
 
 namespace orla::sim {

@@ -16,8 +16,8 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-#include "models/checked.h"
-#include "platform/sound.h"
+#include <orla/models/checked.h>
+#include <orla/platform/sound.h>
 
 namespace orla::sim {
 

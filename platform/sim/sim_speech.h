@@ -15,9 +15,9 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-#include "models/checked.h"
-#include "platform/clock.h"
-#include "platform/speech.h"
+#include <orla/models/checked.h>
+#include <orla/platform/clock.h>
+#include <orla/platform/speech.h>
 
 namespace orla::sim {
 

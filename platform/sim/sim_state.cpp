@@ -9,12 +9,12 @@
 #include <limits>
 #include <set>
 
-#include "models/base64.h"
-#include "models/calendar.h"
-#include "models/json_codable.h"
-#include "models/text.h"
-#include "models/utf8.h"
-#include "models/typing_target_context.h"
+#include <orla/models/base64.h>
+#include <orla/models/calendar.h>
+#include <orla/models/json_codable.h>
+#include <orla/models/text.h>
+#include <orla/models/utf8.h>
+#include <orla/models/typing_target_context.h>
 
 namespace orla::sim {
 

@@ -58,7 +58,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-#include "models/checked.h"
+#include <orla/models/checked.h>
 #include "platform/sim/sim_desktop.h"
 
 namespace orla::sim {

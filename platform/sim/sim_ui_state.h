@@ -24,7 +24,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-#include "models/checked.h"
+#include <orla/models/checked.h>
 #include "platform/sim/sim_user_interface.h"
 
 namespace orla::sim {

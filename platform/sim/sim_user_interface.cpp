@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstdio>
 
-#include "models/text.h"
+#include <orla/models/text.h>
 
 namespace orla::sim {
 

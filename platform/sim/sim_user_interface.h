@@ -31,9 +31,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/accessibility.h"
-#include "platform/displays.h"
-#include "platform/events.h"
+#include <orla/platform/accessibility.h>
+#include <orla/platform/displays.h>
+#include <orla/platform/events.h>
 
 namespace orla::sim {
 

@@ -4,7 +4,7 @@
 
 #include <filesystem>
 
-#include "models/text.h"
+#include <orla/models/text.h>
 
 namespace orla {
 

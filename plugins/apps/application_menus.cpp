@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <memory>
 
-#include "models/icu_support.h"
+#include <orla/models/icu_support.h>
 #include "plugins/apps/application_plugin.h"
 #include "plugins/apps/recent_applications_tracker.h"
 

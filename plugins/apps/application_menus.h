@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "models/plugin_result.h"
+#include <orla/models/plugin_result.h>
 #include "plugins/apps/application_control.h"
 
 namespace orla {

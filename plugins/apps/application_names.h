@@ -9,8 +9,8 @@
 #include <filesystem>
 #include <string_view>
 
-#include "models/text.h"
-#include "platform/workspace.h"
+#include <orla/models/text.h>
+#include <orla/platform/workspace.h>
 
 namespace orla {
 

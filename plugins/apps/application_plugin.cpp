@@ -4,8 +4,8 @@
 #include <filesystem>
 #include <mutex>
 
-#include "models/parameter_readers.h"
-#include "models/text.h"
+#include <orla/models/parameter_readers.h>
+#include <orla/models/text.h>
 #include "plugins/apps/application_control.h"
 #include "plugins/apps/recent_applications_tracker.h"
 

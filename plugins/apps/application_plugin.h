@@ -15,8 +15,8 @@
 #include <string>
 #include <string_view>
 
-#include "models/action_plugin.h"
-#include "platform/platform.h"
+#include <orla/models/action_plugin.h>
+#include <orla/platform/platform.h>
 #include "plugins/apps/application_command.h"
 #include "plugins/apps/process_ref.h"
 

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "models/parameter_readers.h"
-#include "models/text.h"
-#include "models/url.h"
-#include "platform/finder_scripts.h"
+#include <orla/models/parameter_readers.h>
+#include <orla/models/text.h>
+#include <orla/models/url.h>
+#include <orla/platform/finder_scripts.h>
 #include "plugins/apps/finder_selection.h"
 #include "plugins/apps/open_request.h"
 

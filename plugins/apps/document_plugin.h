@@ -12,8 +12,8 @@
 #include <string_view>
 #include <vector>
 
-#include "models/action_plugin.h"
-#include "platform/platform.h"
+#include <orla/models/action_plugin.h>
+#include <orla/platform/platform.h>
 #include "plugins/apps/recent_documents.h"
 
 namespace orla {

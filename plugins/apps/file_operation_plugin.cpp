@@ -2,8 +2,8 @@
 
 #include <filesystem>
 
-#include "models/parameter_readers.h"
-#include "models/text.h"
+#include <orla/models/parameter_readers.h>
+#include <orla/models/text.h>
 #include "plugins/apps/file_transfer.h"
 #include "plugins/apps/zip_archive.h"
 

@@ -11,7 +11,7 @@
 #include <system_error>
 #include <string_view>
 
-#include "models/checked.h"
+#include <orla/models/checked.h>
 
 namespace orla {
 

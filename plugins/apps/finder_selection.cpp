@@ -1,7 +1,7 @@
 #include "plugins/apps/finder_selection.h"
 
-#include "models/text.h"
-#include "platform/finder_scripts.h"
+#include <orla/models/text.h>
+#include <orla/platform/finder_scripts.h>
 
 namespace orla {
 

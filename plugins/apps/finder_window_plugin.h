@@ -11,8 +11,8 @@
 #include <string>
 #include <string_view>
 
-#include "models/action_plugin.h"
-#include "platform/platform.h"
+#include <orla/models/action_plugin.h>
+#include <orla/platform/platform.h>
 
 namespace orla {
 

@@ -7,7 +7,7 @@
 #include <deque>
 #include <memory>
 
-#include "models/text.h"
+#include <orla/models/text.h>
 
 namespace orla {
 

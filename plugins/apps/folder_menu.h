@@ -9,10 +9,10 @@
 #include <string>
 #include <vector>
 
-#include "models/checked.h"
-#include "platform/clock.h"
-#include "platform/files.h"
-#include "platform/popup_menus.h"
+#include <orla/models/checked.h>
+#include <orla/platform/clock.h>
+#include <orla/platform/files.h>
+#include <orla/platform/popup_menus.h>
 
 namespace orla {
 

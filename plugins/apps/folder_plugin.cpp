@@ -1,8 +1,8 @@
 #include "plugins/apps/folder_plugin.h"
 
-#include "models/parameter_readers.h"
-#include "models/text.h"
-#include "models/url.h"
+#include <orla/models/parameter_readers.h>
+#include <orla/models/text.h>
+#include <orla/models/url.h>
 
 namespace orla {
 

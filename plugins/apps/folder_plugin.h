@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
-#include "models/action_plugin.h"
-#include "platform/platform.h"
+#include <orla/models/action_plugin.h>
+#include <orla/platform/platform.h>
 #include "plugins/apps/folder_menu.h"
 
 namespace orla {

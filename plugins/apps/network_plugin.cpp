@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "models/text.h"
+#include <orla/models/text.h>
 #include "plugins/input/menu_path.h"
 #include "plugins/scripts/network_credential_store.h"
 #include "plugins/scripts/secret_store.h"

@@ -15,10 +15,10 @@
 #include <string_view>
 #include <variant>
 
-#include "models/action_plugin.h"
-#include "models/parameter_readers.h"
-#include "models/server_address.h"
-#include "platform/platform.h"
+#include <orla/models/action_plugin.h>
+#include <orla/models/parameter_readers.h>
+#include <orla/models/server_address.h>
+#include <orla/platform/platform.h>
 
 namespace orla {
 

@@ -1,6 +1,6 @@
 #include "plugins/apps/open_request.h"
 
-#include "models/text.h"
+#include <orla/models/text.h>
 
 namespace orla {
 

@@ -2,8 +2,8 @@
 
 #include <array>
 
-#include "models/parameter_readers.h"
-#include "models/text.h"
+#include <orla/models/parameter_readers.h>
+#include <orla/models/text.h>
 
 namespace orla {
 

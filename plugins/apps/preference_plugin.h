@@ -10,8 +10,8 @@
 #include <string_view>
 #include <variant>
 
-#include "models/action_plugin.h"
-#include "platform/platform.h"
+#include <orla/models/action_plugin.h>
+#include <orla/platform/platform.h>
 
 namespace orla {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "models/text.h"
+#include <orla/models/text.h>
 #include "plugins/apps/finder_selection.h"
 #include "plugins/apps/tool_run.h"
 

@@ -13,9 +13,9 @@
 #include <string_view>
 #include <vector>
 
-#include "models/action_plugin.h"
-#include "models/parameter_readers.h"
-#include "platform/platform.h"
+#include <orla/models/action_plugin.h>
+#include <orla/models/parameter_readers.h>
+#include <orla/platform/platform.h>
 
 namespace orla {
 

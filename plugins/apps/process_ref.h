@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/workspace.h"
+#include <orla/platform/workspace.h>
 
 namespace orla {
 

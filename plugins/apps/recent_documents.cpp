@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <set>
 
-#include "models/icu_support.h"
-#include "models/text.h"
+#include <orla/models/icu_support.h>
+#include <orla/models/text.h>
 
 namespace orla {
 

@@ -1,7 +1,7 @@
 #include "plugins/apps/tool_run.h"
 
-#include "models/text.h"
-#include "models/utf8.h"
+#include <orla/models/text.h>
+#include <orla/models/utf8.h>
 
 namespace orla {
 

@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
-#include "models/checked.h"
-#include "platform/processes.h"
+#include <orla/models/checked.h>
+#include <orla/platform/processes.h>
 
 namespace orla {
 

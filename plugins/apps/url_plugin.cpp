@@ -4,8 +4,8 @@
 #include <cctype>
 #include <filesystem>
 
-#include "models/text.h"
-#include "models/url.h"
+#include <orla/models/text.h>
+#include <orla/models/url.h>
 #include "plugins/apps/open_request.h"
 
 namespace orla {

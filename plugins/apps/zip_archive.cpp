@@ -12,7 +12,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
-#include "models/text.h"
+#include <orla/models/text.h>
 #include "platform/posix/service_module.h"
 #include "plugins/apps/file_transfer.h"
 

@@ -12,8 +12,8 @@
 #include <string_view>
 #include <vector>
 
-#include "models/checked.h"
-#include "platform/platform.h"
+#include <orla/models/checked.h>
+#include <orla/platform/platform.h>
 #include "plugins/apps/tool_run.h"
 
 namespace orla {

@@ -4,9 +4,9 @@
 
 #include <unicode/regex.h>
 
-#include "models/icu_support.h"
-#include "models/parameter_readers.h"
-#include "models/text.h"
+#include <orla/models/icu_support.h>
+#include <orla/models/parameter_readers.h>
+#include <orla/models/text.h>
 
 namespace orla {
 

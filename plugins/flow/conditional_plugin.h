@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <memory>
 
-#include "models/action_plugin.h"
-#include "platform/platform.h"
+#include <orla/models/action_plugin.h>
+#include <orla/platform/platform.h>
 
 namespace orla {
 

@@ -6,8 +6,8 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "models/parameter_readers.h"
-#include "models/text.h"
+#include <orla/models/parameter_readers.h>
+#include <orla/models/text.h>
 #include "plugins/input/accessibility_readers.h"
 #include "plugins/input/menu_path.h"
 

@@ -1,8 +1,8 @@
-#include "plugins/framework/orla_plugin.h"
+#include <orla/plugins/framework/orla_plugin.h>
 
 #include <array>
 
-#include "models/parameter_readers.h"
+#include <orla/models/parameter_readers.h>
 
 namespace orla {
 

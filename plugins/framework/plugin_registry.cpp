@@ -1,4 +1,4 @@
-#include "plugins/framework/plugin_registry.h"
+#include <orla/plugins/framework/plugin_registry.h>
 
 #include <algorithm>
 #include <array>
@@ -15,7 +15,7 @@
 #include "plugins/apps/url_plugin.h"
 #include "plugins/flow/conditional_plugin.h"
 #include "plugins/flow/pause_plugin.h"
-#include "plugins/framework/orla_plugin.h"
+#include <orla/plugins/framework/orla_plugin.h>
 #include "plugins/input/focus_mode_plugin.h"
 #include "plugins/input/interface_plugin.h"
 #include "plugins/input/key_shortcut_plugin.h"

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cctype>
 
-#include "models/parameter_readers.h"
-#include "models/text.h"
+#include <orla/models/parameter_readers.h>
+#include <orla/models/text.h>
 #include "plugins/input/menu_path.h"
 
 namespace orla {

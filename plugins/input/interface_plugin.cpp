@@ -6,9 +6,9 @@
 #include <cmath>
 #include <set>
 
-#include "models/graphemes.h"
-#include "models/parameter_readers.h"
-#include "models/text.h"
+#include <orla/models/graphemes.h>
+#include <orla/models/parameter_readers.h>
+#include <orla/models/text.h>
 #include "plugins/input/target_application.h"
 #include "plugins/text/clipboard_mechanics.h"
 #include "plugins/text/text_transforms.h"

@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
-#include "models/action_plugin.h"
-#include "platform/platform.h"
+#include <orla/models/action_plugin.h>
+#include <orla/platform/platform.h>
 #include "plugins/input/accessibility_readers.h"
 #include "plugins/input/menu_path.h"
 

@@ -2,8 +2,8 @@
 
 #include <array>
 
-#include "models/key_code_map.h"
-#include "models/parameter_readers.h"
+#include <orla/models/key_code_map.h>
+#include <orla/models/parameter_readers.h>
 #include "plugins/input/typing_target.h"
 
 namespace orla {

@@ -9,8 +9,8 @@
 #include <optional>
 #include <string>
 
-#include "models/action_plugin.h"
-#include "platform/platform.h"
+#include <orla/models/action_plugin.h>
+#include <orla/platform/platform.h>
 
 namespace orla {
 

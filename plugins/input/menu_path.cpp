@@ -6,8 +6,8 @@
 #include <unicode/uchar.h>
 #include <unicode/utf8.h>
 
-#include "models/icu_support.h"
-#include "models/text.h"
+#include <orla/models/icu_support.h>
+#include <orla/models/text.h>
 
 namespace orla {
 

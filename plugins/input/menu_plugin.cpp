@@ -1,8 +1,8 @@
 #include "plugins/input/menu_plugin.h"
 
-#include "models/parameter_readers.h"
-#include "models/text.h"
-#include "models/typing_target_context.h"
+#include <orla/models/parameter_readers.h>
+#include <orla/models/text.h>
+#include <orla/models/typing_target_context.h>
 #include "plugins/input/menu_popup.h"
 #include "plugins/input/target_application.h"
 

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "models/plugin_result.h"
+#include <orla/models/plugin_result.h>
 #include "plugins/input/accessibility_readers.h"
 
 namespace orla {

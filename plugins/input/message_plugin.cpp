@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "models/parameter_readers.h"
+#include <orla/models/parameter_readers.h>
 
 namespace orla {
 

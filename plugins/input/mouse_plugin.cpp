@@ -4,7 +4,7 @@
 #include <limits>
 #include <mutex>
 
-#include "models/parameter_readers.h"
+#include <orla/models/parameter_readers.h>
 #include "plugins/input/accessibility_readers.h"
 
 namespace orla {

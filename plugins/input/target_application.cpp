@@ -2,9 +2,9 @@
 
 #include <filesystem>
 
-#include "models/parameter_readers.h"
-#include "models/text.h"
-#include "models/typing_target_context.h"
+#include <orla/models/parameter_readers.h>
+#include <orla/models/text.h>
+#include <orla/models/typing_target_context.h>
 
 namespace orla {
 

@@ -9,8 +9,8 @@
 #include <string>
 #include <string_view>
 
-#include "models/any_codable.h"
-#include "platform/platform.h"
+#include <orla/models/any_codable.h>
+#include <orla/platform/platform.h>
 
 namespace orla {
 

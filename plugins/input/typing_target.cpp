@@ -1,6 +1,6 @@
 #include "plugins/input/typing_target.h"
 
-#include "models/typing_target_context.h"
+#include <orla/models/typing_target_context.h>
 
 namespace orla {
 

@@ -4,7 +4,7 @@
 // before it is brought back first.
 #pragma once
 
-#include "platform/platform.h"
+#include <orla/platform/platform.h>
 
 namespace orla {
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <deque>
 
-#include "models/parameter_readers.h"
-#include "models/window_tiling.h"
+#include <orla/models/parameter_readers.h>
+#include <orla/models/window_tiling.h>
 #include "plugins/input/window_plugin.h"
 
 namespace orla {

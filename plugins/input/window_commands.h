@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "models/checked.h"
+#include <orla/models/checked.h>
 #include "plugins/input/accessibility_readers.h"
 
 namespace orla {

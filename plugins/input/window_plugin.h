@@ -10,10 +10,10 @@
 #include <optional>
 #include <string>
 
-#include "models/action_plugin.h"
-#include "models/parameter_readers.h"
-#include "models/window_tiling.h"
-#include "platform/platform.h"
+#include <orla/models/action_plugin.h>
+#include <orla/models/parameter_readers.h>
+#include <orla/models/window_tiling.h>
+#include <orla/platform/platform.h>
 #include "plugins/input/accessibility_readers.h"
 
 namespace orla {

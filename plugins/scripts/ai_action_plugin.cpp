@@ -4,9 +4,9 @@
 
 #include <nlohmann/json.hpp>
 
-#include "models/graphemes.h"
-#include "models/parameter_readers.h"
-#include "models/text.h"
+#include <orla/models/graphemes.h>
+#include <orla/models/parameter_readers.h>
+#include <orla/models/text.h>
 #include "plugins/scripts/secret_store.h"
 
 namespace orla {

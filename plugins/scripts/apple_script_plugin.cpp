@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "models/text.h"
+#include <orla/models/text.h>
 #include "plugins/scripts/script_files.h"
 
 namespace orla {

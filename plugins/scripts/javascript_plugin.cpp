@@ -6,11 +6,11 @@
 #include <filesystem>
 #include <fstream>
 
-#include "models/graphemes.h"
-#include "models/parameter_readers.h"
-#include "models/text.h"
-#include "models/url.h"
-#include "models/utf8.h"
+#include <orla/models/graphemes.h>
+#include <orla/models/parameter_readers.h>
+#include <orla/models/text.h>
+#include <orla/models/url.h>
+#include <orla/models/utf8.h>
 #include "plugins/flow/pause_plugin.h"
 #include "plugins/input/typing_target.h"
 #include "plugins/text/clipboard_mechanics.h"

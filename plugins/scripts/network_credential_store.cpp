@@ -4,8 +4,8 @@
 #include <cctype>
 #include <mutex>
 
-#include "models/parameter_readers.h"
-#include "models/text.h"
+#include <orla/models/parameter_readers.h>
+#include <orla/models/text.h>
 
 namespace orla::NetworkCredentialStore {
 

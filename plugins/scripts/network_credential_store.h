@@ -9,8 +9,8 @@
 #include <string>
 #include <string_view>
 
-#include "models/any_codable.h"
-#include "models/server_address.h"
+#include <orla/models/any_codable.h>
+#include <orla/models/server_address.h>
 #include "plugins/scripts/secret_store.h"
 
 namespace orla::NetworkCredentialStore {

@@ -6,8 +6,8 @@
 #include <fstream>
 #include <iterator>
 
-#include "models/text.h"
-#include "models/utf8.h"
+#include <orla/models/text.h>
+#include <orla/models/utf8.h>
 
 namespace orla {
 

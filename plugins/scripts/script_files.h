@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "models/checked.h"
+#include <orla/models/checked.h>
 
 namespace orla {
 

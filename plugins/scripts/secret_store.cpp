@@ -1,8 +1,8 @@
 #include "plugins/scripts/secret_store.h"
 
-#include "models/parameter_readers.h"
-#include "models/text.h"
-#include "models/utf8.h"
+#include <orla/models/parameter_readers.h>
+#include <orla/models/text.h>
+#include <orla/models/utf8.h>
 
 namespace orla {
 

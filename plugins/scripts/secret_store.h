@@ -12,8 +12,8 @@
 #include <string_view>
 #include <vector>
 
-#include "models/any_codable.h"
-#include "platform/platform.h"
+#include <orla/models/any_codable.h>
+#include <orla/platform/platform.h>
 
 namespace orla {
 

@@ -1,6 +1,6 @@
 #include "plugins/scripts/shell_command_plugin.h"
 
-#include "models/text.h"
+#include <orla/models/text.h>
 #include "plugins/scripts/script_files.h"
 
 namespace orla {

@@ -10,10 +10,10 @@
 #include <string>
 #include <string_view>
 
-#include "models/action_plugin.h"
-#include "models/parameter_readers.h"
-#include "models/streamed_text.h"
-#include "platform/platform.h"
+#include <orla/models/action_plugin.h>
+#include <orla/models/parameter_readers.h>
+#include <orla/models/streamed_text.h>
+#include <orla/platform/platform.h>
 
 namespace orla {
 

@@ -7,9 +7,9 @@
 #include <filesystem>
 #include <random>
 
-#include "models/parameter_readers.h"
-#include "models/text.h"
-#include "models/utf8.h"
+#include <orla/models/parameter_readers.h>
+#include <orla/models/text.h>
+#include <orla/models/utf8.h>
 #include "plugins/scripts/script_files.h"
 
 namespace orla {

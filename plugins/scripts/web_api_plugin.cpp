@@ -3,11 +3,11 @@
 #include <nlohmann/json.hpp>
 #include <unicode/locid.h>
 
-#include "models/graphemes.h"
-#include "models/icu_support.h"
-#include "models/parameter_readers.h"
-#include "models/text.h"
-#include "models/utf8.h"
+#include <orla/models/graphemes.h>
+#include <orla/models/icu_support.h>
+#include <orla/models/parameter_readers.h>
+#include <orla/models/text.h>
+#include <orla/models/utf8.h>
 
 namespace orla {
 

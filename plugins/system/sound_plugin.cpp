@@ -1,6 +1,6 @@
 #include "plugins/system/sound_plugin.h"
 
-#include "models/text.h"
+#include <orla/models/text.h>
 
 namespace orla {
 

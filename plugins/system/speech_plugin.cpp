@@ -4,8 +4,8 @@
 #include <cctype>
 #include <mutex>
 
-#include "models/graphemes.h"
-#include "models/text.h"
+#include <orla/models/graphemes.h>
+#include <orla/models/text.h>
 #include "plugins/input/accessibility_readers.h"
 #include "plugins/input/menu_path.h"
 #include "plugins/input/typing_target.h"

@@ -12,9 +12,9 @@
 #include <string>
 #include <string_view>
 
-#include "models/action_plugin.h"
-#include "models/parameter_readers.h"
-#include "platform/platform.h"
+#include <orla/models/action_plugin.h>
+#include <orla/models/parameter_readers.h>
+#include <orla/platform/platform.h>
 
 namespace orla {
 

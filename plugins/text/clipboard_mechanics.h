@@ -9,8 +9,8 @@
 #include <string>
 #include <string_view>
 
-#include "models/checked.h"
-#include "platform/platform.h"
+#include <orla/models/checked.h>
+#include <orla/platform/platform.h>
 
 namespace orla {
 

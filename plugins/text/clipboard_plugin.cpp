@@ -5,11 +5,11 @@
 
 #include <mutex>
 
-#include "models/icu_support.h"
-#include "models/input_limits.h"
-#include "models/parameter_readers.h"
-#include "models/text.h"
-#include "models/utf8.h"
+#include <orla/models/icu_support.h>
+#include <orla/models/input_limits.h>
+#include <orla/models/parameter_readers.h>
+#include <orla/models/text.h>
+#include <orla/models/utf8.h>
 #include "plugins/input/typing_target.h"
 #include "plugins/text/clipboard_mechanics.h"
 #include "plugins/text/command_date_formatter.h"

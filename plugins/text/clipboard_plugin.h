@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "models/action_plugin.h"
-#include "platform/platform.h"
+#include <orla/models/action_plugin.h>
+#include <orla/platform/platform.h>
 
 namespace orla {
 

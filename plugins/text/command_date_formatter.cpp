@@ -1,7 +1,7 @@
 #include "plugins/text/command_date_formatter.h"
 
-#include "models/icu_support.h"
-#include "models/parameter_readers.h"
+#include <orla/models/icu_support.h>
+#include <orla/models/parameter_readers.h>
 
 #include <unicode/dtfmtsym.h>
 #include <unicode/dtptngen.h>

@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "models/any_codable.h"
-#include "models/calendar.h"
+#include <orla/models/any_codable.h>
+#include <orla/models/calendar.h>
 
 namespace orla {
 

@@ -9,7 +9,7 @@
 #include <unordered_set>
 #include <vector>
 
-#include "models/input_limits.h"
+#include <orla/models/input_limits.h>
 #include "plugins/text/text_transforms.h"
 
 namespace orla::transforms {

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "models/any_codable.h"
+#include <orla/models/any_codable.h>
 
 namespace orla {
 

@@ -5,8 +5,8 @@
 
 #include <charconv>
 
-#include "models/parameter_readers.h"
-#include "models/text.h"
+#include <orla/models/parameter_readers.h>
+#include <orla/models/text.h>
 #include "plugins/input/typing_target.h"
 #include "plugins/text/clipboard_mechanics.h"
 #include "plugins/text/text_transforms.h"

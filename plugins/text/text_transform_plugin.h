@@ -10,9 +10,9 @@
 #include <string>
 #include <string_view>
 
-#include "models/action_plugin.h"
-#include "models/checked.h"
-#include "platform/platform.h"
+#include <orla/models/action_plugin.h>
+#include <orla/models/checked.h>
+#include <orla/platform/platform.h>
 
 namespace orla {
 

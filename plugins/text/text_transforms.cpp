@@ -13,12 +13,12 @@
 #include <memory>
 #include <vector>
 
-#include "models/input_limits.h"
-#include "models/base64.h"
-#include "models/graphemes.h"
-#include "models/icu_support.h"
-#include "models/text.h"
-#include "models/utf8.h"
+#include <orla/models/input_limits.h>
+#include <orla/models/base64.h>
+#include <orla/models/graphemes.h>
+#include <orla/models/icu_support.h>
+#include <orla/models/text.h>
+#include <orla/models/utf8.h>
 
 namespace orla::transforms {
 

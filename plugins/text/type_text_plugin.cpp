@@ -2,9 +2,9 @@
 
 #include <cmath>
 
-#include "models/graphemes.h"
-#include "models/parameter_readers.h"
-#include "models/text.h"
+#include <orla/models/graphemes.h>
+#include <orla/models/parameter_readers.h>
+#include <orla/models/text.h>
 #include "plugins/input/typing_target.h"
 #include "plugins/text/command_date_formatter.h"
 #include "plugins/text/text_file_reader.h"

@@ -8,9 +8,9 @@
 #include <memory>
 #include <string>
 
-#include "models/action_plugin.h"
-#include "models/checked.h"
-#include "platform/platform.h"
+#include <orla/models/action_plugin.h>
+#include <orla/models/checked.h>
+#include <orla/platform/platform.h>
 #include "plugins/text/command_date_formatter.h"
 
 namespace orla {

@@ -4,9 +4,9 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
-#include "models/any_codable.h"
-#include "models/base64.h"
-#include "models/json_codable.h"
+#include <orla/models/any_codable.h>
+#include <orla/models/base64.h>
+#include <orla/models/json_codable.h>
 
 namespace orla {
 namespace {

@@ -1,4 +1,4 @@
-#include "models/file_formatting.h"
+#include <orla/models/file_formatting.h>
 
 #include <gtest/gtest.h>
 

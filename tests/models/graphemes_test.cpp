@@ -1,4 +1,4 @@
-#include "models/graphemes.h"
+#include <orla/models/graphemes.h>
 
 #include <gtest/gtest.h>
 #include <unicode/utf8.h>
@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "models/text.h"
+#include <orla/models/text.h>
 #include "plugins/text/text_transforms.h"
 
 namespace orla {

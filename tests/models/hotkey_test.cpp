@@ -1,4 +1,4 @@
-#include "models/hotkey.h"
+#include <orla/models/hotkey.h>
 
 #include <gtest/gtest.h>
 

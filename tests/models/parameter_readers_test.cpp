@@ -1,4 +1,4 @@
-#include "models/parameter_readers.h"
+#include <orla/models/parameter_readers.h>
 
 #include <gtest/gtest.h>
 

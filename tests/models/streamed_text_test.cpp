@@ -1,14 +1,14 @@
 // StreamedText against the whole-text answer (trim, UTF-8 check, grapheme
 // count and prefix), for texts cut into chunks at every kind of place.
-#include "models/streamed_text.h"
+#include <orla/models/streamed_text.h>
 
 #include <gtest/gtest.h>
 
 #include <random>
 
-#include "models/graphemes.h"
-#include "models/text.h"
-#include "models/utf8.h"
+#include <orla/models/graphemes.h>
+#include <orla/models/text.h>
+#include <orla/models/utf8.h>
 
 namespace orla {
 namespace {

@@ -1,8 +1,8 @@
-#include "models/text.h"
+#include <orla/models/text.h>
 
 #include <gtest/gtest.h>
 
-#include "models/calendar.h"
+#include <orla/models/calendar.h>
 
 namespace orla {
 namespace {

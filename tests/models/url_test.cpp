@@ -1,4 +1,4 @@
-#include "models/url.h"
+#include <orla/models/url.h>
 
 #include <gtest/gtest.h>
 

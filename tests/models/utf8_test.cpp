@@ -1,4 +1,4 @@
-#include "models/utf8.h"
+#include <orla/models/utf8.h>
 
 #include <gtest/gtest.h>
 #include <unicode/utf8.h>

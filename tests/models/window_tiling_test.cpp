@@ -1,4 +1,4 @@
-#include "models/window_tiling.h"
+#include <orla/models/window_tiling.h>
 
 #include <gtest/gtest.h>
 

@@ -8,7 +8,7 @@
 #include <fstream>
 #include <thread>
 
-#include "platform/platform.h"
+#include <orla/platform/platform.h>
 #include "platform/sim/sim_desktop.h"
 
 namespace orla {

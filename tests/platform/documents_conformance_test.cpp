@@ -4,7 +4,7 @@
 
 #include <filesystem>
 
-#include "platform/platform.h"
+#include <orla/platform/platform.h>
 #include "platform/sim/sim_desktop.h"
 #include "tests/support/temp_folder.h"
 

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "platform/platform.h"
+#include <orla/platform/platform.h>
 #include "tests/support/temp_folder.h"
 
 namespace orla {

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <limits>
 
-#include "platform/platform.h"
+#include <orla/platform/platform.h>
 #include "platform/posix/curl_http.h"
 #include "platform/posix/service_module.h"
 #include "platform/sim/sim_desktop.h"

@@ -4,7 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "platform/platform.h"
+#include <orla/platform/platform.h>
 #include "platform/sim/sim_desktop.h"
 #include "platform/sim/sim_state.h"
 

@@ -5,7 +5,7 @@
 
 #include "platform/linux/linux_words.h"
 #include "platform/linux/terminal_chords.h"
-#include "platform/platform.h"
+#include <orla/platform/platform.h>
 
 namespace orla::linux_desktop {
 namespace {

@@ -2,7 +2,7 @@
 // cupsd on a private socket, with printers that write each job to a file.
 #include <gtest/gtest.h>
 
-#include "platform/platform.h"
+#include <orla/platform/platform.h>
 #include "plugins/apps/print_plugin.h"
 #include "tests/support/temp_folder.h"
 #include "tests/support/test_print_server.h"

@@ -5,8 +5,8 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
-#include "models/url.h"
-#include "platform/finder_scripts.h"
+#include <orla/models/url.h>
+#include <orla/platform/finder_scripts.h>
 #include "platform/sim/sim_state.h"
 #include "tests/sim_fixture.h"
 #include "tests/support/temp_folder.h"

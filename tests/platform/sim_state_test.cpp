@@ -4,7 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "models/typing_target_context.h"
+#include <orla/models/typing_target_context.h>
 
 namespace orla::sim {
 namespace {

@@ -1,4 +1,4 @@
-#include "plugins/framework/orla_plugin.h"
+#include <orla/plugins/framework/orla_plugin.h>
 
 #include <gtest/gtest.h>
 

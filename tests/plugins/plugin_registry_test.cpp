@@ -1,4 +1,4 @@
-#include "plugins/framework/plugin_registry.h"
+#include <orla/plugins/framework/plugin_registry.h>
 #include "tests/support/temp_folder.h"
 
 #include <gtest/gtest.h>

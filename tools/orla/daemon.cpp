@@ -9,8 +9,8 @@
 #include <cstring>
 #include <ctime>
 
-#include "models/text.h"
-#include "plugins/framework/orla_plugin.h"
+#include <orla/models/text.h>
+#include <orla/plugins/framework/orla_plugin.h>
 #include "tools/orla/host_runner.h"
 
 namespace orla::cli {

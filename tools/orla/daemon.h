@@ -23,10 +23,10 @@
 #include <thread>
 #include <vector>
 
-#include "platform/folder_watch.h"
-#include "platform/global_hotkeys.h"
-#include "platform/host_desktop.h"
-#include "platform/platform.h"
+#include <orla/platform/folder_watch.h>
+#include <orla/platform/global_hotkeys.h>
+#include <orla/platform/host_desktop.h>
+#include <orla/platform/platform.h>
 #include "tools/orla/daemon_log.h"
 #include "tools/orla/host_runner.h"
 #include "tools/orla/shortcut_folder.h"

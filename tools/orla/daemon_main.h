@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/platform.h"
+#include <orla/platform/platform.h>
 
 namespace orla::cli {
 

@@ -1,7 +1,7 @@
 #include "tools/orla/host_runner.h"
 
 #include "plugins/flow/conditional_plugin.h"
-#include "plugins/framework/orla_plugin.h"
+#include <orla/plugins/framework/orla_plugin.h>
 
 namespace orla::cli {
 

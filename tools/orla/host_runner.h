@@ -10,9 +10,9 @@
 #include <optional>
 #include <vector>
 
-#include "platform/desktop_words.h"
-#include "platform/platform.h"
-#include "plugins/framework/plugin_registry.h"
+#include <orla/platform/desktop_words.h>
+#include <orla/platform/platform.h>
+#include <orla/plugins/framework/plugin_registry.h>
 #include "tools/orla/output.h"
 #include "tools/orla/shortcut_file.h"
 

@@ -7,9 +7,9 @@
 #include <cerrno>
 #include <cstring>
 
-#include "models/input_limits.h"
-#include "models/text.h"
-#include "models/utf8.h"
+#include <orla/models/input_limits.h>
+#include <orla/models/text.h>
+#include <orla/models/utf8.h>
 
 namespace orla::cli {
 

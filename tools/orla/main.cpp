@@ -13,9 +13,9 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
-#include "models/input_limits.h"
-#include "models/json_codable.h"
-#include "models/text.h"
+#include <orla/models/input_limits.h>
+#include <orla/models/json_codable.h>
+#include <orla/models/text.h>
 #include "platform/sim/sim_state.h"
 #include "plugins/scripts/network_credential_store.h"
 #include "tools/orla/daemon_main.h"

@@ -2,7 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "models/text.h"
+#include <orla/models/text.h>
 
 namespace orla::cli {
 

@@ -15,9 +15,9 @@
 #include <string>
 #include <string_view>
 
-#include "models/plugin_result.h"
+#include <orla/models/plugin_result.h>
 #include "platform/sim/sim_desktop.h"
-#include "plugins/framework/plugin_registry.h"
+#include <orla/plugins/framework/plugin_registry.h>
 
 namespace orla::cli {
 

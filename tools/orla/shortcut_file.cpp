@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "models/input_limits.h"
-#include "models/json_codable.h"
-#include "models/text.h"
-#include "plugins/framework/plugin_registry.h"
+#include <orla/models/input_limits.h>
+#include <orla/models/json_codable.h>
+#include <orla/models/text.h>
+#include <orla/plugins/framework/plugin_registry.h>
 
 namespace orla::cli {
 

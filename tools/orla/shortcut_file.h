@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "models/any_codable.h"
-#include "models/checked.h"
+#include <orla/models/any_codable.h>
+#include <orla/models/checked.h>
 #include "tools/orla/input_files.h"
 
 namespace orla::cli {

@@ -4,7 +4,7 @@
 #include <map>
 #include <system_error>
 
-#include "models/text.h"
+#include <orla/models/text.h>
 
 namespace orla::cli {
 namespace {

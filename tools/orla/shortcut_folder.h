@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "models/hotkey.h"
-#include "plugins/framework/plugin_registry.h"
+#include <orla/models/hotkey.h>
+#include <orla/plugins/framework/plugin_registry.h>
 #include "tools/orla/shortcut_file.h"
 
 namespace orla::cli {

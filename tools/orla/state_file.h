@@ -7,7 +7,7 @@
 
 #include <string>
 
-#include "models/checked.h"
+#include <orla/models/checked.h>
 
 namespace orla::cli {
 

@@ -9,9 +9,9 @@
 #include <span>
 #include <string>
 
-#include "models/checked.h"
-#include "platform/alerts.h"
-#include "platform/popup_menus.h"
+#include <orla/models/checked.h>
+#include <orla/platform/alerts.h>
+#include <orla/platform/popup_menus.h>
 
 namespace orla::linux_desktop {
 

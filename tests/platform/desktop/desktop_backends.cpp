@@ -14,7 +14,7 @@
 #include <map>
 #include <thread>
 
-#include "models/key_code_map.h"
+#include <orla/models/key_code_map.h>
 #include "tests/platform/desktop/x11_test_window.h"
 #include "tests/support/temp_folder.h"
 

@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/platform.h"
+#include <orla/platform/platform.h>
 #include "platform/sim/sim_desktop.h"
 
 namespace orla::desktop_testing {

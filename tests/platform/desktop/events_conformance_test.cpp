@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <type_traits>
 
-#include "models/text.h"
+#include <orla/models/text.h>
 #include "plugins/input/key_shortcut_plugin.h"
 #include "tests/platform/desktop/desktop_backends.h"
 

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/platform.h"
+#include <orla/platform/platform.h>
 #include "tests/support/temp_folder.h"
 
 namespace orla::desktop_testing {

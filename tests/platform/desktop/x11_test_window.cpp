@@ -9,7 +9,7 @@
 #include <algorithm>
 #include <optional>
 
-#include "models/text.h"
+#include <orla/models/text.h>
 
 namespace orla::testing_x11 {
 namespace {

@@ -12,7 +12,7 @@
 #include <thread>
 
 #include "platform/linux/espeak_speech.h"
-#include "platform/platform.h"
+#include <orla/platform/platform.h>
 #include "plugins/system/speech_plugin.h"
 #include "tests/support/command_output.h"
 

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "platform/linux/gsettings_focus.h"
-#include "platform/platform.h"
+#include <orla/platform/platform.h>
 #include "plugins/input/focus_mode_plugin.h"
 #include "tests/support/command_output.h"
 

@@ -16,7 +16,7 @@
 #include <string>
 #include <thread>
 
-#include "platform/platform.h"
+#include <orla/platform/platform.h>
 #include "plugins/system/system_plugin.h"
 
 namespace orla {

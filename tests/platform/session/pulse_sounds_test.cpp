@@ -12,7 +12,7 @@
 #include <thread>
 
 #include "platform/linux/pulse_sounds.h"
-#include "platform/platform.h"
+#include <orla/platform/platform.h>
 #include "plugins/system/sound_plugin.h"
 #include "tests/support/command_output.h"
 #include "tests/support/temp_folder.h"

@@ -11,7 +11,7 @@
 #include <string>
 
 #include "platform/linux/pulse_volume.h"
-#include "platform/platform.h"
+#include <orla/platform/platform.h>
 #include "plugins/system/sound_plugin.h"
 #include "tests/support/command_output.h"
 

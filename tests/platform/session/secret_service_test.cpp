@@ -12,7 +12,7 @@
 #include <string>
 
 #include "platform/linux/secret_service_keychain.h"
-#include "platform/platform.h"
+#include <orla/platform/platform.h>
 #include "platform/posix/curl_http.h"
 #include "plugins/scripts/ai_action_plugin.h"
 #include "plugins/scripts/secret_store.h"

@@ -4,8 +4,8 @@
 
 #include <filesystem>
 
-#include "models/url.h"
-#include "platform/finder_scripts.h"
+#include <orla/models/url.h>
+#include <orla/platform/finder_scripts.h>
 #include "tests/sim_fixture.h"
 #include "tests/support/temp_folder.h"
 

@@ -6,7 +6,7 @@
 #include <fstream>
 #include <map>
 
-#include "models/url.h"
+#include <orla/models/url.h>
 #include "tests/sim_fixture.h"
 #include "tests/support/temp_folder.h"
 

@@ -4,7 +4,7 @@
 
 #include <filesystem>
 
-#include "platform/finder_scripts.h"
+#include <orla/platform/finder_scripts.h>
 #include "tests/sim_fixture.h"
 #include "tests/support/temp_folder.h"
 

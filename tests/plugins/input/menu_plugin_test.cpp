@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "models/typing_target_context.h"
+#include <orla/models/typing_target_context.h>
 #include "tests/sim_fixture.h"
 
 namespace orla {

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <random>
 
-#include "models/base64.h"
-#include "models/graphemes.h"
+#include <orla/models/base64.h>
+#include <orla/models/graphemes.h>
 
 namespace orla::transforms {
 namespace {

@@ -1,0 +1,36 @@
+// AnyCodable to and from JSON, as the host reads actions and writes results:
+// string, integral number (int), other number (double), true/false, null,
+// array, object (dictionary), and {"$data": "<base64>"} for bytes; on the
+// command line also {"$file": PATH} for the text of a file.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <nlohmann/json_fwd.hpp>
+
+#include <orla/models/any_codable.h>
+#include <orla/models/checked.h>
+
+namespace orla {
+
+Checked<AnyCodable> anyFromJson(const nlohmann::json& json);
+nlohmann::json anyToJson(const AnyCodable& value);
+
+// Reads the text that a {"$file": PATH} value stands for; `key` names the
+// parameter it is for, in the sentence of a failure.
+using JsonFileReader = std::function<Checked<std::string>(const std::string& path, const std::string& key)>;
+
+// Parses a JSON text that must be an object into ActionData; the failure
+// sentence says what was wrong ("PARAMS must be a JSON object.", ...). With
+// `readFile`, a {"$file": PATH} value is the text of that file (the command
+// line's way to hand over a large text without escaping it); without, it is
+// an ordinary dictionary, so that JSON from elsewhere never reads files.
+Checked<ActionData> actionDataFromJsonText(std::string_view text, const JsonFileReader* readFile = nullptr);
+
+// Parses a JSON text; the failure completes "… is not valid JSON ": where
+// it stops being JSON, as "at line L, column C" (columns count characters,
+// from 1), or "with a number too large to hold".
+Checked<nlohmann::json> parseJsonText(std::string_view text);
+
+}  // namespace orla
