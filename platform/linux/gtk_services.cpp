@@ -7,6 +7,7 @@
 #include <mutex>
 
 #include "platform/linux/gtk/gtk_ui.h"
+#include "platform/posix/install_locations.h"
 
 namespace orla::linux_desktop {
 namespace {
@@ -23,15 +24,10 @@ class LoopOf : public MainLoop {
   GLibMainThread& mainThread_;
 };
 
-// The module next to the program (an installed copy), else where the build
-// put it.
+// The installed module (beside the installed program or library), else
+// where the build put it.
 std::filesystem::path modulePath() {
-  std::error_code ec;
-  const auto self = std::filesystem::read_symlink("/proc/self/exe", ec);
-  if (!ec) {
-    const auto beside = self.parent_path() / "orla_gtk.so";
-    if (std::filesystem::exists(beside, ec)) return beside;
-  }
+  if (auto found = findInstalledModule("orla_gtk.so", ORLA_GTK_MODULE)) return *found;
   return ORLA_GTK_MODULE;
 }
 

@@ -15,6 +15,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "platform/posix/install_locations.h"
 #include "platform/posix/javascript_frames.h"
 
 extern char** environ;
@@ -306,10 +307,10 @@ class WorkerJavaScriptRunner : public JavaScriptRunner {
 
 std::string javaScriptWorkerPath() {
   if (const char* given = std::getenv("ORLA_JAVASCRIPT_WORKER"); given && *given) return given;
-  std::error_code error;
-  const auto self = std::filesystem::read_symlink("/proc/self/exe", error);
-  if (error) return {};
-  return (self.parent_path() / kJavaScriptWorkerName).string();
+  if (auto found = findInstalledProgram(kJavaScriptWorkerName)) return found->string();
+  // Not found: the path beside the program, which the failure names.
+  const auto program = programDirectory();
+  return program.empty() ? std::string{} : (program / kJavaScriptWorkerName).string();
 }
 
 std::unique_ptr<JavaScriptRunner> makeWorkerJavaScriptRunner(std::optional<std::string> workerPath) {

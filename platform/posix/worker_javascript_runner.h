@@ -17,7 +17,8 @@ namespace orla::posix {
 inline constexpr const char* kJavaScriptWorkerName = "orla-javascript-worker";
 
 // Where the worker is: ORLA_JAVASCRIPT_WORKER when set (for programs that do
-// not live beside it, such as the tests), else beside this executable.
+// not live beside it, such as the tests), else beside this executable, else
+// in the bindir of the installed library (for a host that embeds it).
 std::string javaScriptWorkerPath();
 
 // Without a path, the worker is looked for afresh on every run.

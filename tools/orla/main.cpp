@@ -16,6 +16,7 @@
 #include <orla/models/input_limits.h>
 #include <orla/models/json_codable.h>
 #include <orla/models/text.h>
+#include <orla/version.h>
 #include "platform/sim/sim_state.h"
 #include "plugins/scripts/network_credential_store.h"
 #include "tools/orla/daemon_main.h"
@@ -119,6 +120,7 @@ int realMain(int argc, char** argv) {
   CLI::App app{"orla: run, validate and list automation actions"};
   app.require_subcommand(1);
   app.fallthrough();
+  app.set_version_flag("--version", std::string("orla ") + kVersion);
   Options options;
   app.add_flag("--json", options.json, "Print one JSON object per line");
   app.add_flag("--sim", options.sim, "Run on the simulated desktop (--sim [STATE.json])");
@@ -154,6 +156,8 @@ int realMain(int argc, char** argv) {
   } catch (const CLI::CallForHelp& e) {
     return app.exit(e);
   } catch (const CLI::CallForAllHelp& e) {
+    return app.exit(e);
+  } catch (const CLI::CallForVersion& e) {
     return app.exit(e);
   } catch (const CLI::ParseError& e) {
     std::cerr << "orla: " << usageErrorText(e) << "\n";

@@ -3,6 +3,8 @@
 // when the shortcut fires.
 #pragma once
 
+#include <orla/export.h>
+
 #include <optional>
 #include <string>
 #include <string_view>
@@ -10,7 +12,7 @@
 #include <orla/models/any_codable.h>
 #include <orla/models/plugin_result.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 class ActionPlugin {
  public:

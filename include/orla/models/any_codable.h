@@ -2,6 +2,8 @@
 // parameter dictionary the host hands to each plugin call.
 #pragma once
 
+#include <orla/export.h>
+
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -10,7 +12,7 @@
 #include <variant>
 #include <vector>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 class AnyCodable;
 

@@ -3,13 +3,15 @@
 // loop elsewhere, both giving the same bytes.
 #pragma once
 
+#include <orla/export.h>
+
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include <orla/models/any_codable.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 std::string base64Encode(std::string_view bytes);
 std::string base64Encode(const Bytes& bytes);

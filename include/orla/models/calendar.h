@@ -3,6 +3,8 @@
 // the hour and weekday and by the simulated clock's seed.
 #pragma once
 
+#include <orla/export.h>
+
 #include <chrono>
 #include <optional>
 #include <string>
@@ -10,7 +12,7 @@
 
 #include <orla/models/checked.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 using TimePoint = std::chrono::system_clock::time_point;
 

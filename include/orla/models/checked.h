@@ -3,11 +3,13 @@
 // into its failure.
 #pragma once
 
+#include <orla/export.h>
+
 #include <string>
 #include <utility>
 #include <variant>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 struct Failure {
   std::string message;

@@ -2,13 +2,15 @@
 // desktops that have no formatter of their own.
 #pragma once
 
+#include <orla/export.h>
+
 #include <cstdint>
 #include <string>
 #include <string_view>
 
 #include <orla/models/calendar.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 // A byte count in the file manager's style: decimal units (1 KB is 1000
 // bytes), whole bytes and kilobytes, one decimal for megabytes and two

@@ -4,7 +4,9 @@
 // top left of the primary screen, screens (`Displays`) from its bottom left.
 #pragma once
 
-namespace orla {
+#include <orla/export.h>
+
+namespace orla ORLA_EXPORT {
 
 struct Point {
   double x = 0;

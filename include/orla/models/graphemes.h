@@ -11,12 +11,14 @@
 // break iterator's, which tests check on random and tricky text.
 #pragma once
 
+#include <orla/export.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
 #include <vector>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 namespace graphemes_detail {
 

@@ -4,13 +4,15 @@
 // ("ctrl+alt+u"); orla itself always writes the glyph form.
 #pragma once
 
+#include <orla/export.h>
+
 #include <cstdint>
 #include <string>
 #include <string_view>
 
 #include <orla/models/checked.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 struct Hotkey {
   // Modifier flags of the event flag word, the same bits the key shortcut

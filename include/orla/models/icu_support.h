@@ -2,6 +2,8 @@
 // calls ICU directly. Everything else uses include/orla/models/text.h.
 #pragma once
 
+#include <orla/export.h>
+
 #include <unicode/timezone.h>
 #include <unicode/unistr.h>
 
@@ -9,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 icu::UnicodeString unicodeString(std::string_view utf8);
 std::string utf8String(const icu::UnicodeString& text);

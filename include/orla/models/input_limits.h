@@ -3,12 +3,14 @@
 // the text, an endless stream) can run orla out of stack or memory.
 #pragma once
 
+#include <orla/export.h>
+
 #include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 // JSON may nest this deep wherever it enters: parameters, shortcut files,
 // state files, answers from web services. Deeper is refused with a

@@ -7,12 +7,15 @@
 #include <functional>
 #include <string>
 #include <string_view>
+
+#include <orla/export.h>
+
 #include <nlohmann/json_fwd.hpp>
 
 #include <orla/models/any_codable.h>
 #include <orla/models/checked.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 Checked<AnyCodable> anyFromJson(const nlohmann::json& json);
 nlohmann::json anyToJson(const AnyCodable& value);

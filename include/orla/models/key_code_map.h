@@ -2,11 +2,13 @@
 // glyph form macOS uses (modifier glyphs, then the key's name: "⌥⌘K").
 #pragma once
 
+#include <orla/export.h>
+
 #include <cstdint>
 #include <string>
 #include <string_view>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 class KeyCodeMap {
  public:

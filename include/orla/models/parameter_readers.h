@@ -11,6 +11,8 @@
 // absent.
 #pragma once
 
+#include <orla/export.h>
+
 #include <cstdint>
 #include <functional>
 #include <initializer_list>
@@ -21,7 +23,7 @@
 
 #include <orla/models/any_codable.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 using Keys = std::initializer_list<std::string_view>;
 

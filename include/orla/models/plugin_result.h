@@ -2,10 +2,12 @@
 // sentence.
 #pragma once
 
+#include <orla/export.h>
+
 #include <string>
 #include <string_view>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 class PluginResult {
  public:

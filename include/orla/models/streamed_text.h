@@ -11,12 +11,14 @@
 // several.
 #pragma once
 
+#include <orla/export.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 class StreamedText {
  public:

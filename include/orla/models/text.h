@@ -2,10 +2,12 @@
 // anything that depends on characters rather than bytes goes through ICU.
 #pragma once
 
+#include <orla/export.h>
+
 #include <string>
 #include <string_view>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 // Whether a code point belongs to the white-space-and-newline set: the
 // separators (Zs, Zl, Zp), the controls U+0009 to U+000D, and U+0085.

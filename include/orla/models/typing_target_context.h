@@ -3,10 +3,12 @@
 // send their keys back to it. Kept in memory for the life of the process.
 #pragma once
 
+#include <orla/export.h>
+
 #include <optional>
 #include <string>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 class TypingTargetContext {
  public:

@@ -3,13 +3,15 @@
 // sets of percent-encoding, and the conversions between file URLs and paths.
 #pragma once
 
+#include <orla/export.h>
+
 #include <bitset>
 #include <initializer_list>
 #include <optional>
 #include <string>
 #include <string_view>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 // The ASCII characters left as they are by percent-encoding; every other
 // byte (of UTF-8 text) is written as "%" and two upper-case hex digits.

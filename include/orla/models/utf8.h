@@ -2,9 +2,11 @@
 // answers, keychain items) before it is treated as a string.
 #pragma once
 
+#include <orla/export.h>
+
 #include <string_view>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 // Whether the bytes are well-formed UTF-8 (no surrogates, no overlong forms,
 // nothing above U+10FFFF).

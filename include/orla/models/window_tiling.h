@@ -3,13 +3,15 @@
 // screen's visible frame. The window plugin asks these; they touch nothing.
 #pragma once
 
+#include <orla/export.h>
+
 #include <array>
 #include <optional>
 #include <string_view>
 
 #include <orla/models/geometry.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 class WindowTilePosition {
  public:

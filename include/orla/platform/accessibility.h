@@ -6,6 +6,8 @@
 // Thread safety: every method may be called from any thread.
 #pragma once
 
+#include <orla/export.h>
+
 #include <memory>
 #include <string>
 #include <string_view>
@@ -16,7 +18,7 @@
 #include <orla/models/geometry.h>
 #include <orla/platform/workspace.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 // What a call answers, with the system's numbers.
 enum class AXError : int {

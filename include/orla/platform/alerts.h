@@ -3,12 +3,14 @@
 // the main thread and the call blocks until it is dismissed.
 #pragma once
 
+#include <orla/export.h>
+
 #include <string>
 #include <vector>
 
 #include <orla/models/checked.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 // The system's numbering of alert styles.
 enum class AlertStyle { warning = 0, informational = 1, critical = 2 };

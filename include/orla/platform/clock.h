@@ -4,12 +4,14 @@
 // Thread safety: every method may be called from any thread.
 #pragma once
 
+#include <orla/export.h>
+
 #include <chrono>
 #include <string>
 
 #include <orla/models/calendar.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 class Clock {
  public:

@@ -6,11 +6,13 @@
 // and the simulated desktop, and reads true on another desktop.
 #pragma once
 
+#include <orla/export.h>
+
 #include <span>
 #include <string>
 #include <string_view>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 struct PhraseReplacement {
   std::string_view macOS;  // as the sentences write it

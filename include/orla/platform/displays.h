@@ -2,13 +2,15 @@
 // Thread safety: every method may be called from any thread.
 #pragma once
 
+#include <orla/export.h>
+
 #include <optional>
 #include <string_view>
 #include <vector>
 
 #include <orla/models/geometry.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 // One screen, in screen coordinates: origin at the bottom left of the
 // primary screen, y growing upwards. The visible frame leaves out the menu

@@ -2,11 +2,13 @@
 // Thread safety: every method may be called from any thread.
 #pragma once
 
+#include <orla/export.h>
+
 #include <optional>
 #include <string>
 #include <string_view>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 class Environment {
  public:

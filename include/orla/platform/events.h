@@ -5,6 +5,8 @@
 // is used by one thread at a time.
 #pragma once
 
+#include <orla/export.h>
+
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -13,7 +15,7 @@
 #include <orla/models/checked.h>
 #include <orla/models/geometry.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 // A virtual key code of the macOS layout (US keyboard: 0 is A, 9 is V, 55 is
 // Command); backends translate it to their own keys.

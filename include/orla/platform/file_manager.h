@@ -5,6 +5,8 @@
 // Thread safety: every method may be called from any thread.
 #pragma once
 
+#include <orla/export.h>
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -14,7 +16,7 @@
 #include <orla/models/calendar.h>
 #include <orla/models/checked.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 struct FileAttributes {
   enum class Type { regular, directory, symbolicLink, other };

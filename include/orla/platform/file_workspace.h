@@ -13,6 +13,8 @@
 // needs the main thread hops there itself. Completions may run on any thread.
 #pragma once
 
+#include <orla/export.h>
+
 #include <functional>
 #include <optional>
 #include <string>
@@ -22,7 +24,7 @@
 #include <orla/models/checked.h>
 #include <orla/platform/workspace.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 class FileWorkspace {
  public:

@@ -2,6 +2,8 @@
 // Thread safety: every method may be called from any thread.
 #pragma once
 
+#include <orla/export.h>
+
 #include <string>
 #include <string_view>
 #include <vector>
@@ -9,7 +11,7 @@
 #include <orla/models/calendar.h>
 #include <orla/models/checked.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 // One item of a folder, as the file manager shows it.
 struct FolderItem {

@@ -4,9 +4,11 @@
 // Finder window plugin.
 #pragma once
 
+#include <orla/export.h>
+
 #include <string_view>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 // The POSIX paths of the selected items, one per line (a folder's path ends
 // with "/"); an empty text when nothing is selected.

@@ -3,6 +3,8 @@
 // Thread safety: every method may be called from any thread.
 #pragma once
 
+#include <orla/export.h>
+
 #include <optional>
 #include <string>
 #include <string_view>
@@ -10,7 +12,7 @@
 
 #include <orla/models/checked.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 // The name of the do-not-disturb mode on every backend.
 inline constexpr std::string_view kDoNotDisturb = "Do Not Disturb";

@@ -5,12 +5,14 @@
 // Thread safety: one thread uses a watch.
 #pragma once
 
+#include <orla/export.h>
+
 #include <filesystem>
 #include <memory>
 
 #include <orla/models/checked.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 class FolderWatch {
  public:

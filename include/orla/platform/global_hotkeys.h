@@ -10,6 +10,8 @@
 // other methods belong to the thread that runs the host's loop.
 #pragma once
 
+#include <orla/export.h>
+
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -18,7 +20,7 @@
 #include <orla/models/checked.h>
 #include <orla/models/hotkey.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 class GlobalHotkeys {
  public:

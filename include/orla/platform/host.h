@@ -4,11 +4,13 @@
 // Thread safety: every method may be called from any thread.
 #pragma once
 
+#include <orla/export.h>
+
 #include <string>
 
 #include <orla/platform/workspace.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 class Host {
  public:

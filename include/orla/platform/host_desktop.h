@@ -10,13 +10,15 @@
 // Thread safety: every method may be called from any thread.
 #pragma once
 
+#include <orla/export.h>
+
 #include <filesystem>
 #include <memory>
 #include <string>
 
 #include <orla/models/checked.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 class HostDesktop {
  public:

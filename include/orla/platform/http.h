@@ -5,6 +5,8 @@
 // Thread safety: every method may be called from any thread.
 #pragma once
 
+#include <orla/export.h>
+
 #include <chrono>
 #include <cstddef>
 #include <memory>
@@ -13,7 +15,7 @@
 #include <string_view>
 #include <vector>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 struct HttpHeader {
   std::string name;

@@ -6,6 +6,8 @@
 // thread that called `run`.
 #pragma once
 
+#include <orla/export.h>
+
 #include <chrono>
 #include <cstddef>
 #include <optional>
@@ -14,7 +16,7 @@
 
 #include <orla/models/checked.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 struct JavaScriptLimits {
   std::chrono::duration<double> time{5.0};

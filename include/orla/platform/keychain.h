@@ -5,11 +5,13 @@
 // serialises access itself.
 #pragma once
 
+#include <orla/export.h>
+
 #include <optional>
 #include <string>
 #include <string_view>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 enum class KeychainStatus {
   success,

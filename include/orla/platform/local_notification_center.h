@@ -2,12 +2,14 @@
 // synchronously by `post`. Used by the simulated and Linux desktops.
 #pragma once
 
+#include <orla/export.h>
+
 #include <mutex>
 #include <vector>
 
 #include <orla/platform/notifications.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 class LocalNotificationCenter : public NotificationCenter {
  public:

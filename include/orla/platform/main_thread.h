@@ -5,12 +5,14 @@
 // `runPending`, which the host calls on the main thread.
 #pragma once
 
+#include <orla/export.h>
+
 #include <cstddef>
 #include <functional>
 #include <optional>
 #include <type_traits>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 class MainThread {
  public:

@@ -3,12 +3,14 @@
 // has.
 #pragma once
 
+#include <orla/export.h>
+
 #include <map>
 #include <mutex>
 
 #include <orla/platform/user_defaults.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 class MemoryUserDefaults : public UserDefaults {
  public:

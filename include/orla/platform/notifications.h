@@ -4,12 +4,14 @@
 // Thread safety: every method may be called from any thread.
 #pragma once
 
+#include <orla/export.h>
+
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <string>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 struct Notification {
   std::string name;

@@ -4,6 +4,8 @@
 // expects.
 #pragma once
 
+#include <orla/export.h>
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -12,7 +14,7 @@
 
 #include <orla/models/checked.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 // Type identifiers as the macOS pasteboard names them; other backends map
 // them to their own (MIME types on X11).

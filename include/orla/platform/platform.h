@@ -3,6 +3,8 @@
 // rather than testing for a build or a null service.
 #pragma once
 
+#include <orla/export.h>
+
 #include <memory>
 #include <set>
 #include <string>
@@ -39,7 +41,7 @@
 #include <orla/platform/volume.h>
 #include <orla/platform/workspace.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 enum class Capability {
   pasteboard,

@@ -4,6 +4,8 @@
 // thread and the call blocks until it closes.
 #pragma once
 
+#include <orla/export.h>
+
 #include <cstddef>
 #include <optional>
 #include <span>
@@ -12,7 +14,7 @@
 
 #include <orla/models/checked.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 struct MenuItem {
   std::string title{};

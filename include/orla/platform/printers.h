@@ -3,10 +3,12 @@
 // Thread safety: every method may be called from any thread.
 #pragma once
 
+#include <orla/export.h>
+
 #include <string>
 #include <vector>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 class Printers {
  public:

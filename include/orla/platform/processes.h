@@ -5,6 +5,8 @@
 // runs may go on at once. A sink is called on the thread that called `run`.
 #pragma once
 
+#include <orla/export.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -13,7 +15,7 @@
 
 #include <orla/models/checked.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 struct ProcessLaunch {
   std::string executable;              // an absolute path; the search path is not used

@@ -4,13 +4,15 @@
 // host calls `runPending` on the main thread.
 #pragma once
 
+#include <orla/export.h>
+
 #include <deque>
 #include <mutex>
 #include <thread>
 
 #include <orla/platform/main_thread.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 class QueuedMainThread : public MainThread {
  public:

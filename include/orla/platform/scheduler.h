@@ -2,10 +2,12 @@
 // Thread safety: every method may be called from any thread.
 #pragma once
 
+#include <orla/export.h>
+
 #include <chrono>
 #include <functional>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 class Scheduler {
  public:

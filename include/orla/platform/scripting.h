@@ -3,6 +3,8 @@
 // Thread safety: the plugins call it on the main thread only.
 #pragma once
 
+#include <orla/export.h>
+
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -11,7 +13,7 @@
 
 #include <orla/models/checked.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 class MainThread;
 

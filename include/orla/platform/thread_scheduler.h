@@ -2,6 +2,8 @@
 // in time order. The destructor waits for what is still scheduled.
 #pragma once
 
+#include <orla/export.h>
+
 #include <condition_variable>
 #include <map>
 #include <mutex>
@@ -9,7 +11,7 @@
 
 #include <orla/platform/scheduler.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 class ThreadScheduler : public Scheduler {
  public:

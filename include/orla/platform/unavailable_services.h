@@ -2,6 +2,8 @@
 // crash and never pretend: reads find nothing, writes fail with one sentence.
 #pragma once
 
+#include <orla/export.h>
+
 #include <orla/platform/accessibility.h>
 #include <orla/platform/alerts.h>
 #include <orla/platform/displays.h>
@@ -12,7 +14,7 @@
 #include <orla/platform/scripting.h>
 #include <orla/platform/sound.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 class UnavailablePasteboard : public Pasteboard {
  public:

@@ -2,13 +2,15 @@
 // Thread safety: every method may be called from any thread.
 #pragma once
 
+#include <orla/export.h>
+
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include <orla/models/any_codable.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 class UserDefaults {
  public:

@@ -3,9 +3,11 @@
 // Thread safety: every method may be called from any thread.
 #pragma once
 
+#include <orla/export.h>
+
 #include <orla/models/checked.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 struct OutputVolume {
   int percent = 0;  // 0 to 100 (a sound server may go above; it is reported as is)

@@ -15,6 +15,8 @@
 // happened. An observer that needs the main thread hops there itself.
 #pragma once
 
+#include <orla/export.h>
+
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -26,7 +28,7 @@
 #include <orla/models/calendar.h>
 #include <orla/models/checked.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 using ProcessId = std::int32_t;
 

@@ -3,13 +3,15 @@
 // opens its editor, quits, pauses its engine or runs a shortcut by name.
 #pragma once
 
+#include <orla/export.h>
+
 #include <cstdint>
 #include <memory>
 
 #include <orla/models/action_plugin.h>
 #include <orla/platform/platform.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 class OrlaPlugin : public PluginBase<OrlaPlugin> {
  public:

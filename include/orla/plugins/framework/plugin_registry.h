@@ -3,6 +3,8 @@
 // its class name, and answers with one sentence saying it is not available.
 #pragma once
 
+#include <orla/export.h>
+
 #include <memory>
 #include <span>
 #include <string_view>
@@ -11,7 +13,7 @@
 #include <orla/models/action_plugin.h>
 #include <orla/platform/platform.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 struct PluginInfo {
   std::string_view pluginClass;
