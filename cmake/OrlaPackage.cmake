@@ -79,6 +79,20 @@ if(TARGET orla_gtk)
   orla_install_module(orla_gtk)
 endif()
 
+# The man page, made from the command-line reference at build time, and the
+# shell completions.
+find_package(Python3 REQUIRED COMPONENTS Interpreter)
+add_custom_command(OUTPUT ${PROJECT_BINARY_DIR}/orla.1
+  COMMAND Python3::Interpreter ${PROJECT_SOURCE_DIR}/scripts/md2man ${PROJECT_SOURCE_DIR}/docs/cli.md
+          ${PROJECT_VERSION} ${PROJECT_BINARY_DIR}/orla.1
+  DEPENDS ${PROJECT_SOURCE_DIR}/scripts/md2man ${PROJECT_SOURCE_DIR}/docs/cli.md VERBATIM)
+add_custom_target(orla_docs ALL DEPENDS ${PROJECT_BINARY_DIR}/orla.1)
+install(FILES ${PROJECT_BINARY_DIR}/orla.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES ${PROJECT_SOURCE_DIR}/tools/orla/completions/orla.bash
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME orla)
+install(FILES ${PROJECT_SOURCE_DIR}/tools/orla/completions/_orla
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
+
 # The Debian package of the whole: `cpack -G DEB` in a build configured with
 # CMAKE_INSTALL_PREFIX=/usr (the ci preset is).
 set(CPACK_PACKAGE_NAME orla)
