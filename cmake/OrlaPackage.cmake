@@ -68,6 +68,25 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/OrlaPluginsConfigVersion.
 install(FILES ${PROJECT_BINARY_DIR}/OrlaPluginsConfig.cmake ${PROJECT_BINARY_DIR}/OrlaPluginsConfigVersion.cmake
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/OrlaPlugins)
 file(RELATIVE_PATH ORLA_PC_PREFIX "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" ${CMAKE_INSTALL_PREFIX})
+# A static library needs its private dependencies on every link, and
+# `pkg-config --static` would also ask for the static libraries of theirs,
+# which Debian does not install: so they are plain requirements there.
+set(ORLA_PC_PUBLIC "icu-uc icu-i18n nlohmann_json")
+set(ORLA_PC_PRIVATE "libcurl liburiparser libzip")
+if(NOT APPLE)
+  string(APPEND ORLA_PC_PRIVATE " gio-2.0 gio-unix-2.0 x11 xtst xfixes xrandr xres")
+endif()
+if(BUILD_SHARED_LIBS)
+  set(ORLA_PC_REQUIRES "${ORLA_PC_PUBLIC}")
+  set(ORLA_PC_REQUIRES_PRIVATE "${ORLA_PC_PRIVATE}")
+  set(ORLA_PC_LIBS "")
+  set(ORLA_PC_LIBS_PRIVATE "-lcups -ldl -pthread")
+else()
+  set(ORLA_PC_REQUIRES "${ORLA_PC_PUBLIC} ${ORLA_PC_PRIVATE}")
+  set(ORLA_PC_REQUIRES_PRIVATE "")
+  set(ORLA_PC_LIBS "-lcups -ldl -pthread")
+  set(ORLA_PC_LIBS_PRIVATE "")
+endif()
 configure_file(${PROJECT_SOURCE_DIR}/cmake/orla-plugins.pc.in ${PROJECT_BINARY_DIR}/orla-plugins.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/orla-plugins.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
