@@ -109,7 +109,9 @@ int main(int argc, char** argv) {
     orla::ActionData data = action.data;
     if (action.kind == "ConditionalAction") data[std::string(orla::kPreviousResultKey)] = previousMessage;
     const orla::PluginResult result = orla::executeAction(*registry.find(action.kind), data);
-    std::cout << action.kind << ": " << orla::kindName(result.kind()) << ": " << result.message() << "\n";
+    const bool isCondition = result.kind() == orla::PluginResult::Kind::conditionResult;
+    const std::string said = isCondition ? (result.conditionValue() ? "true" : "false") : result.message();
+    std::cout << action.kind << ": " << orla::kindName(result.kind()) << ": " << said << "\n";
     // What the plugin queued for the main thread (the host request) runs
     // here, between actions, as a host's run loop would run it.
     platform->mainThread().runPending();
