@@ -26,11 +26,11 @@ set(ORLA_INSTALL_MODULEDIR "${CMAKE_INSTALL_LIBDIR}/orla")
 file(RELATIVE_PATH ORLA_MODULES_FROM_BIN ${CMAKE_INSTALL_FULL_BINDIR} "${CMAKE_INSTALL_PREFIX}/${ORLA_INSTALL_MODULEDIR}")
 file(RELATIVE_PATH ORLA_MODULES_FROM_LIB ${CMAKE_INSTALL_FULL_LIBDIR} "${CMAKE_INSTALL_PREFIX}/${ORLA_INSTALL_MODULEDIR}")
 file(RELATIVE_PATH ORLA_BIN_FROM_LIB ${CMAKE_INSTALL_FULL_LIBDIR} ${CMAKE_INSTALL_FULL_BINDIR})
-target_compile_definitions(orla_platform PRIVATE
-  ORLA_MODULES_FROM_BIN="${ORLA_MODULES_FROM_BIN}" ORLA_MODULES_FROM_LIB="${ORLA_MODULES_FROM_LIB}"
-  ORLA_BIN_FROM_LIB="${ORLA_BIN_FROM_LIB}"
-  ORLA_INSTALLED_MODULEDIR="${CMAKE_INSTALL_PREFIX}/${ORLA_INSTALL_MODULEDIR}"
-  ORLA_INSTALLED_BINDIR="${CMAKE_INSTALL_FULL_BINDIR}")
+# Only the file that uses them gets them, so another prefix rebuilds one file.
+set_source_files_properties(${PROJECT_SOURCE_DIR}/platform/posix/install_locations.cpp PROPERTIES COMPILE_DEFINITIONS
+  "ORLA_MODULES_FROM_BIN=\"${ORLA_MODULES_FROM_BIN}\";ORLA_MODULES_FROM_LIB=\"${ORLA_MODULES_FROM_LIB}\";\
+ORLA_BIN_FROM_LIB=\"${ORLA_BIN_FROM_LIB}\";ORLA_INSTALLED_MODULEDIR=\"${CMAKE_INSTALL_PREFIX}/${ORLA_INSTALL_MODULEDIR}\";\
+ORLA_INSTALLED_BINDIR=\"${CMAKE_INSTALL_FULL_BINDIR}\"")
 
 add_library(orla_library
   $<TARGET_OBJECTS:orla_models> $<TARGET_OBJECTS:orla_platform> $<TARGET_OBJECTS:orla_plugins>)
@@ -126,6 +126,6 @@ set(CPACK_DEBIAN_PACKAGE_SECTION utils)
 # What is linked is found by dpkg-shlibdeps; what is loaded at run time
 # (dlopen) or run as a program is declared here.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_DEPENDS "libsecret-1-0, libpulse0, libsndfile1, libespeak-ng1, zip, unzip")
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "cups-client, cups-bsd, zsh, gnome-keyring, dconf-gsettings-backend")
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "libsecret-1-0, libpulse0, libsndfile1, libespeak-ng1, zip, unzip, zsh")
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "cups-client, cups-bsd, gnome-keyring, dconf-gsettings-backend")
 include(CPack)
