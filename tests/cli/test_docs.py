@@ -5,8 +5,8 @@
   (from the source folder, without a shell) and must print exactly the lines
   below it, then `[exit N]` when its exit status is not 0;
 - the README's table of kinds lists exactly the kinds `orla list` knows, in
-  its order, and says "yes" for the simulated desktop exactly where the kind
-  works there;
+  its order, and says where each works as `orla --sim list` and, on an X
+  display, `orla list` say;
 - docs/state-file.md names every key the simulated desktop writes back, and
   only keys its loader reads;
 - every subcommand and option `orla --help` shows is in docs/cli.md (the
@@ -101,6 +101,16 @@ class ReadmeKindsTest(unittest.TestCase):
             with self.subTest(kind=kind):
                 self.assertEqual(simulated.strip() == "yes", works[kind],
                                  "README.md says otherwise than `orla --sim list`")
+
+    def test_the_linux_column_says_where_a_kind_works_on_this_x_desktop(self):
+        if not os.environ.get("DISPLAY"):
+            self.skipTest("no X display: the Linux column is checked on the headless desktop")
+        done = subprocess.run([str(ORLA), "--json", "list"], capture_output=True, text=True, check=True)
+        works = {kind["pluginClass"]: kind["available"] for kind in map(json.loads, done.stdout.splitlines())}
+        for kind, _, _, linux, _ in self.table():
+            with self.subTest(kind=kind):
+                says_yes = not linux.strip().startswith(("no", "when built"))
+                self.assertEqual(says_yes, works[kind], "README.md says otherwise than `orla list` on X11")
 
 
 class StateFileReferenceTest(unittest.TestCase):
