@@ -94,9 +94,11 @@ install(FILES ${PROJECT_BINARY_DIR}/orla-plugins.pc DESTINATION ${CMAKE_INSTALL_
 function(orla_install_module target)
   install(TARGETS ${target} LIBRARY DESTINATION ${ORLA_INSTALL_MODULEDIR})
 endfunction()
-if(TARGET orla_gtk)
-  orla_install_module(orla_gtk)
-endif()
+foreach(module orla_gtk orla_curl orla_cups orla_zip)
+  if(TARGET ${module})
+    orla_install_module(${module})
+  endif()
+endforeach()
 
 # The man page, made from the command-line reference at build time, and the
 # shell completions.

@@ -5,10 +5,10 @@
 //
 // A module is looked for, in order:
 //  1. in ORLA_MODULE_DIR, when set (a packager's or a test's override);
-//  2. in the installed layout, <prefix>/<libdir>/orla beside the program's
-//     <prefix>/bin;
-//  3. where this build put it (<build>/modules), so that a program run from
-//     its build tree finds its own modules.
+//  2. where every installed file is looked for (install_locations.h): the
+//     installed <libdir>/orla relative to the program, then relative to the
+//     shared library (a host that embeds it), then where this build put it
+//     (<build>/modules), then the configured install folder.
 // Thread safety: may be called from any thread.
 #pragma once
 

@@ -3,13 +3,15 @@
 // part, so that no sentence ever repeats what the user typed.
 #pragma once
 
+#include <orla/export.h>
+
 #include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 // Longer texts are not taken as addresses: a URL past this is no share a
 // server offers, and a host name past the DNS limit resolves nowhere.

@@ -12,9 +12,10 @@
 #include <string_view>
 #include <vector>
 
+#include <orla/export.h>
 #include <orla/models/checked.h>
 
-namespace orla {
+namespace orla ORLA_EXPORT {
 
 struct MountedNetworkVolume {
   // The server address the volume comes from, as the system reports it,
