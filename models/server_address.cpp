@@ -88,8 +88,10 @@ std::optional<Parts> split(std::string_view text) {
   a.user = percentDecoded(userInfo.substr(0, colon));
   // The path as written: from the character after the authority up to a
   // query or fragment, which a share address has no use for.
-  for (const UriPathSegmentA* segment = uri->pathHead; segment; segment = segment->next)
-    a.path += "/" + range(segment->text);
+  for (const UriPathSegmentA* segment = uri->pathHead; segment; segment = segment->next) {
+    a.path += '/';
+    a.path += range(segment->text);
+  }
   return parts;
 }
 
@@ -101,9 +103,17 @@ bool isSupported(std::string_view scheme) {
 }  // namespace
 
 std::string ServerAddress::display() const {
-  std::string out = scheme + "://" + host;
-  if (port) out += ":" + std::to_string(*port);
-  return out + path;
+  // Appended piece by piece: GCC 12 at -O3 warns falsely (-Wrestrict) on
+  // a literal added to a string.
+  std::string out = scheme;
+  out += "://";
+  out += host;
+  if (port) {
+    out += ':';
+    out += std::to_string(*port);
+  }
+  out += path;
+  return out;
 }
 
 std::string ServerAddress::decodedPath() const { return percentDecoded(path); }
