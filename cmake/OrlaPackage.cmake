@@ -129,5 +129,5 @@ set(CPACK_DEBIAN_PACKAGE_SECTION utils)
 # (dlopen) or run as a program is declared here.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "libsecret-1-0, libpulse0, libsndfile1, libespeak-ng1, zip, unzip, zsh")
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "cups-client, cups-bsd, gnome-keyring, dconf-gsettings-backend")
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "cups-client, cups-bsd, gnome-keyring, dconf-gsettings-backend, gvfs-backends, gvfs-fuse")
 include(CPack)

@@ -47,7 +47,7 @@ struct Parts {
   bool hasPassword = false;
 };
 
-// The parts of an absolute URL with a host; none otherwise.
+// An absolute URL with a host, taken apart; none otherwise.
 std::optional<Parts> split(std::string_view text) {
   if (text.empty() || text.size() > kServerAddressLimit || text.find('\0') != std::string_view::npos)
     return std::nullopt;
