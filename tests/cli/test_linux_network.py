@@ -452,15 +452,7 @@ class SimulatedNetworkTest(NetworkTestCase):
 
 
 def main():
-    args = sys.argv[1:]
-    if "--orla" in args:
-        i = args.index("--orla")
-        test_orla.ORLA = Path(args[i + 1]).resolve()
-        del args[i:i + 2]
-    test_orla.ORLA = test_orla.ORLA or test_orla.find_orla()
-    if test_orla.ORLA is None or not test_orla.ORLA.is_file():
-        sys.exit("test_linux_network.py: no orla binary (give --orla PATH)")
-    unittest.main(argv=[sys.argv[0], *args])
+    test_orla.run_suite("test_linux_network.py")
 
 
 if __name__ == "__main__":

@@ -150,15 +150,7 @@ class SpeechAndFocusTest(OrlaTestCase):
 
 def main():
     test_orla.ORLA = None
-    args = sys.argv[1:]
-    if "--orla" in args:
-        i = args.index("--orla")
-        test_orla.ORLA = Path(args[i + 1]).resolve()
-        del args[i:i + 2]
-    test_orla.ORLA = test_orla.ORLA or test_orla.find_orla()
-    if test_orla.ORLA is None or not test_orla.ORLA.is_file():
-        sys.exit("test_linux_session.py: no orla binary (give --orla PATH)")
-    unittest.main(argv=[sys.argv[0], *args])
+    test_orla.run_suite("test_linux_session.py")
 
 
 if __name__ == "__main__":

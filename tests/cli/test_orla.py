@@ -1684,6 +1684,21 @@ def find_orla():
     return built[-1] if built else None
 
 
+def run_suite(script):
+    """Runs the calling test module against the orla given by --orla, or the
+    newest one built; the other arguments go to unittest."""
+    global ORLA
+    args = sys.argv[1:]
+    if "--orla" in args:
+        i = args.index("--orla")
+        ORLA = Path(args[i + 1]).resolve()
+        del args[i:i + 2]
+    ORLA = ORLA or find_orla()
+    if ORLA is None or not ORLA.is_file():
+        sys.exit(f"{script}: no orla binary (give --orla PATH)")
+    unittest.main(module="__main__", argv=[sys.argv[0], *args])
+
+
 def main():
     global ORLA, EXAMPLES
     parser = argparse.ArgumentParser(add_help=False)
