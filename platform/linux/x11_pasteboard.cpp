@@ -150,6 +150,9 @@ class X11Pasteboard : public Pasteboard {
   Checked<void> setText(std::string_view text) override {
     return own(targetsForText(std::make_shared<const std::string>(text)));
   }
+  Checked<void> takeText(std::string text) override {
+    return own(targetsForText(std::make_shared<const std::string>(std::move(text))));
+  }
 
   std::int64_t changeCount() const override { return changes_; }
 

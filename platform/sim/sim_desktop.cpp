@@ -145,7 +145,13 @@ std::optional<std::string> SimDesktop::clipboardTextLocked() const {
 
 void SimDesktop::setClipboardText(std::optional<std::string> text) {
   PasteboardSnapshot items;
-  if (text) items.push_back({{{std::string(pasteboard_types::plainText), std::move(*text)}}});
+  if (text) {
+    // Built step by step: a braced list would copy the text, which may be
+    // a whole file's.
+    PasteboardItem item;
+    item.representations.push_back({std::string(pasteboard_types::plainText), std::move(*text)});
+    items.push_back(std::move(item));
+  }
   setClipboardItems(std::move(items));
 }
 

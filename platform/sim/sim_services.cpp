@@ -60,9 +60,11 @@ class SimPasteboard : public Pasteboard {
  public:
   explicit SimPasteboard(std::shared_ptr<SimDesktop> d) : desktop_(std::move(d)) {}
   std::optional<std::string> text() const override { return desktop_->clipboardText(); }
-  Checked<void> setText(std::string_view text) override {
-    desktop_->setClipboardText(std::string(text));
-    desktop_->record("clipboard", "setText " + std::to_string(text.size()) + " bytes");
+  Checked<void> setText(std::string_view text) override { return takeText(std::string(text)); }
+  Checked<void> takeText(std::string text) override {
+    const std::size_t size = text.size();
+    desktop_->setClipboardText(std::move(text));
+    desktop_->record("clipboard", "setText " + std::to_string(size) + " bytes");
     return {};
   }
   std::int64_t changeCount() const override { return desktop_->clipboardChangeCount(); }

@@ -18,6 +18,10 @@ Checked<void> ClipboardMechanics::writeText(std::string_view text) {
   return onMainThread(platform_.mainThread(), [&] { return platform_.pasteboard().setText(text); });
 }
 
+Checked<void> ClipboardMechanics::takeText(std::string text) {
+  return onMainThread(platform_.mainThread(), [&] { return platform_.pasteboard().takeText(std::move(text)); });
+}
+
 std::int64_t ClipboardMechanics::changeCount() {
   return onMainThread(platform_.mainThread(), [&] { return platform_.pasteboard().changeCount(); });
 }

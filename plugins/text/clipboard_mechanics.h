@@ -40,6 +40,8 @@ class ClipboardMechanics {
 
   std::optional<std::string> readText();
   Checked<void> writeText(std::string_view text);
+  // The same, handing the text to the clipboard instead of copying it.
+  Checked<void> takeText(std::string text);
   std::int64_t changeCount();
   PasteboardSnapshot snapshot();
   Checked<void> restore(const PasteboardSnapshot& snapshot);

@@ -60,6 +60,14 @@ std::string stringValue(const ActionData& data, std::string_view key) {
   return readRawString(data, key).value_or(std::string());
 }
 
+// The same, as a view into `data`: for the text to transform, which may be
+// a whole file.
+std::string_view stringView(const ActionData& data, std::string_view key) {
+  const AnyCodable* value = lookup(data, key);
+  const std::string* text = value ? value->asString() : nullptr;
+  return text ? std::string_view(*text) : std::string_view();
+}
+
 std::string currentLocale() { return Platform::current()->clock().locale(); }
 
 }  // namespace
@@ -92,7 +100,7 @@ bool TextTransformPlugin::replacesSelection(const ActionData& data) {
 }
 
 Source TextTransformPlugin::source(const ActionData& data) {
-  if (switchValue(data, "useClipboard") == false) return {Source::Kind::input, stringValue(data, "input")};
+  if (switchValue(data, "useClipboard") == false) return {Source::Kind::input, stringView(data, "input")};
   return {replacesSelection(data) ? Source::Kind::selection : Source::Kind::clipboard, {}};
 }
 
@@ -190,8 +198,10 @@ PluginResult TextTransformPlugin::execute(const ActionData& data) {
     if (!writeToClipboard) saved = clipboard.snapshot();
   }
 
-  // A failure while getting the text leaves the clipboard as it is.
-  std::string text;
+  // A failure while getting the text leaves the clipboard as it is. The
+  // typed text is used where it stands; a copied one is kept in `copiedText`.
+  std::string copiedText;
+  std::string_view text;
   switch (from.kind) {
     case Source::Kind::input: text = from.text; break;
     case Source::Kind::clipboard: {
@@ -200,7 +210,8 @@ PluginResult TextTransformPlugin::execute(const ActionData& data) {
         return PluginResult::failure(
             "The clipboard has no text. Copy some text first, or turn off \u201CUse clipboard as input\u201D and "
             "type the text to transform.");
-      text = std::move(*current);
+      copiedText = std::move(*current);
+      text = copiedText;
       break;
     }
     case Source::Kind::selection: {
@@ -217,7 +228,8 @@ PluginResult TextTransformPlugin::execute(const ActionData& data) {
         case CopiedSelection::Outcome::text: break;
       }
       if (copied.text.empty()) return PluginResult::failure("The selection is empty. Select some text first.");
-      text = std::move(copied.text);
+      copiedText = std::move(copied.text);
+      text = copiedText;
       break;
     }
   }
@@ -231,12 +243,20 @@ PluginResult TextTransformPlugin::execute(const ActionData& data) {
   if (!replace) {
     if (!writeToClipboard)
       return PluginResult::success(std::string(name) + " result:\n" + transforms::displayCut(*result));
-    if (auto written = clipboard.writeText(*result); !written) return PluginResult::failure(written.error());
-    return PluginResult::success(std::string(name) + " result (now on the clipboard):\n" +
-                                 transforms::displayCut(*result));
+    // The excerpt first: the result itself then goes to the clipboard
+    // without a copy.
+    std::string shown = std::string(name) + " result (now on the clipboard):\n" + transforms::displayCut(*result);
+    if (auto written = clipboard.takeText(std::move(*result)); !written) return PluginResult::failure(written.error());
+    return PluginResult::success(std::move(shown));
   }
 
-  if (auto written = clipboard.writeText(*result); !written) {
+  // A count replaces the selection with the number, on purpose.
+  std::string shown;
+  if (isCount(*t))
+    shown = std::string(name) + ": " + *result + "\n(The number replaced the selection.)";
+  else if (*result == text)
+    shown = std::string(name) + ": the text was already in that form, nothing changed.\n" + transforms::displayCut(text);
+  if (auto written = clipboard.takeText(std::move(*result)); !written) {
     if (saved) (void)clipboard.restore(*saved);
     return PluginResult::failure(written.error());
   }
@@ -245,12 +265,7 @@ PluginResult TextTransformPlugin::execute(const ActionData& data) {
   clipboard.wait(std::chrono::milliseconds(250));
   if (saved) (void)clipboard.restore(*saved);
   if (!pasted) return PluginResult::failure(pasted.error());
-  // A count replaces the selection with the number, on purpose.
-  if (isCount(*t)) return PluginResult::success(std::string(name) + ": " + *result + "\n(The number replaced the selection.)");
-  if (*result == text)
-    return PluginResult::success(std::string(name) + ": the text was already in that form, nothing changed.\n" +
-                                 transforms::displayCut(text));
-  return PluginResult::silentSuccess();
+  return shown.empty() ? PluginResult::silentSuccess() : PluginResult::success(std::move(shown));
 }
 
 }  // namespace orla

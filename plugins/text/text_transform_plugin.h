@@ -57,7 +57,9 @@ constexpr bool isCount(Transform t) {
 struct Source {
   enum class Kind { input, selection, clipboard };
   Kind kind;
-  std::string text;  // the typed text, for `input` only
+  // The typed text, for `input` only: a view into the action's parameters,
+  // which may hold a whole file's text, so that it is never copied.
+  std::string_view text;
   friend bool operator==(const Source& a, const Source& b) {
     return a.kind == b.kind && (a.kind != Kind::input || a.text == b.text);
   }

@@ -29,6 +29,9 @@ class [[nodiscard]] Checked {
   T& value() & { return std::get<0>(state_); }
   T&& value() && { return std::get<0>(std::move(state_)); }
   const T& operator*() const& { return value(); }
+  // So that std::move(*checked) moves the value out instead of copying it.
+  T& operator*() & { return value(); }
+  T&& operator*() && { return std::move(*this).value(); }
   const T* operator->() const { return &value(); }
   const std::string& error() const { return std::get<1>(state_).message; }
 

@@ -53,6 +53,9 @@ class Pasteboard {
   virtual std::optional<std::string> text() const = 0;
   // Clears the clipboard and puts `text` on it as plain text.
   virtual Checked<void> setText(std::string_view text) = 0;
+  // The same, handing the text over: a clipboard that keeps its own copy
+  // takes this one instead of copying it, which matters for a large text.
+  virtual Checked<void> takeText(std::string text) { return setText(text); }
   // Moves on every change of the clipboard's content, by anyone.
   virtual std::int64_t changeCount() const = 0;
   // Every item with every type and its bytes.
