@@ -118,6 +118,8 @@ struct RuleTables {
   alignas(64) std::uint8_t second[2][64]{};
   alignas(64) std::uint8_t third[2][64]{};
   int rules = 1;  // bit 0 flags a lead whatever follows (filled in from the check)
+  // Whether U+0300–036F are all marks that join what comes before.
+  bool asciiMarks = false;
 
   bool flags(unsigned char b0, unsigned char b1, unsigned char b2) const {
     for (int g = 0; g < 2; ++g)
@@ -170,6 +172,11 @@ RuleTables makeRules(bool words) {
     r.add({0xC2}, {{0x85, 0x85}, {0xA0, 0xA0}});  // next line, no-break space
     r.add({0xE2}, {{0x80, 0x81}});                // the spaces and separators among the punctuation
     r.add({0xE3}, {{0x80, 0x80}}, {{0x80, 0x80}});  // the ideographic space
+  }
+  r.asciiMarks = true;
+  for (std::uint32_t cp = 0x300; cp <= 0x36F; ++cp) {
+    const std::uint8_t cls = classOf(tables(), cp);
+    r.asciiMarks = r.asciiMarks && (cls == gExtend || cls == gExtendCombining);
   }
   // Every code point that needs the state machine must be flagged, for
   // every byte that may follow it: a lead a rule misses is flagged whole.
@@ -241,7 +248,7 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi,popcnt"))) std::size_t countW
     const __m512i v1 = _mm512_loadu_si512(s + i + 1);
     const __m512i v2 = _mm512_loadu_si512(s + i + 2);
     const __mmask64 leads = _mm512_cmpge_epu8_mask(v0, _mm512_set1_epi8(static_cast<char>(0xC0)));
-    const std::uint64_t starts = ~(_mm512_movepi8_mask(v0) & ~leads);
+    std::uint64_t starts = ~(_mm512_movepi8_mask(v0) & ~leads);
     // Rule bits of the lead lanes only (the masked form also spares GCC 12
     // a false warning about the unmasked one's undefined lanes).
     const __m512i a = _mm512_and_si512(_mm512_maskz_permutexvar_epi8(leads, v0, leadA),
@@ -251,6 +258,22 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi,popcnt"))) std::size_t countW
     std::uint64_t flagged = _mm512_test_epi8_mask(a, _mm512_maskz_permutexvar_epi8(leads, v2, thirdA)) |
                             _mm512_test_epi8_mask(b, _mm512_maskz_permutexvar_epi8(leads, v2, thirdB)) |
                             _mm512_cmpeq_epi8_mask(v0, _mm512_set1_epi8('\r'));
+    // Combining diacritical marks (U+0300–036F) right after a printable
+    // ASCII character, or after such a mark, join it: no state machine, and
+    // they start no character. The state after them is their class, as
+    // after any ordinary code point.
+    if (r.asciiMarks) {
+      const __mmask64 marks = leads & (_mm512_cmpeq_epi8_mask(v0, _mm512_set1_epi8(static_cast<char>(0xCC))) |
+                                       (_mm512_cmpeq_epi8_mask(v0, _mm512_set1_epi8(static_cast<char>(0xCD))) &
+                                        _mm512_cmplt_epu8_mask(v1, _mm512_set1_epi8(static_cast<char>(0xB0)))));
+      const std::uint64_t printable =
+          _mm512_cmple_epu8_mask(_mm512_sub_epi8(v0, _mm512_set1_epi8(0x21)), _mm512_set1_epi8(0x7E - 0x21));
+      std::uint64_t joined = marks & (printable << 1);
+      joined |= marks & (joined << 2);
+      joined |= marks & (joined << 2);
+      flagged &= ~joined;
+      starts &= ~joined;
+    }
     std::uint64_t separators = 0;
     if constexpr (Words)
       separators = _mm512_cmpeq_epi8_mask(v0, _mm512_set1_epi8(' ')) |
