@@ -48,3 +48,26 @@ for run in 1 2 3; do
   /usr/bin/time -f "  orla run CommandShortcut       %e s  peak %M KiB" \
     "$orla" run CommandShortcut "{\"command\": \"$command\"}" > /dev/null || true
 done
+
+echo
+echo "3. 1 GiB of text (cat of a 64 MiB file 16 times): English and non-ASCII prose,"
+echo "   orla run CommandShortcut next to zsh -c '… | wc -c' (which counts bytes only)"
+runner="$(dirname "$orla")/../../bench/orla_transform_run"
+if [[ ! -x "$runner" ]]; then
+  echo "  skipped: no $runner to write the texts with; build the orla_transform_run target" >&2
+  exit 0
+fi
+texts="$(mktemp -d)"
+trap 'rm -f "$export_file"; rm -rf "$texts"' EXIT
+"$runner" --corpus "$texts" > /dev/null
+for corpus in english nonascii; do
+  files="$(printf "'$texts/$corpus.txt' %.0s" $(seq 16))"
+  for run in 1 2 3; do
+    load="$(cut -d' ' -f1 /proc/loadavg)"
+    /usr/bin/time -f "  $corpus  zsh … | wc -c              %e s  user %U s  sys %S s  peak %M KiB  load $load" \
+      zsh -c "cat $files | wc -c" > /dev/null
+    load="$(cut -d' ' -f1 /proc/loadavg)"
+    /usr/bin/time -f "  $corpus  orla run CommandShortcut   %e s  user %U s  sys %S s  peak %M KiB  load $load" \
+      "$orla" run CommandShortcut "{\"command\": \"cat $files\"}" > /dev/null || true
+  done
+done

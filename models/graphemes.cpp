@@ -340,6 +340,7 @@ bool haveAvx2() {
 
 std::size_t graphemeCount(std::string_view text) {
   using namespace graphemes_detail;
+  if (text.size() >= 128 && wideCountAvailable() && isValidUtf8(text)) return countWellFormed(text, false);
   const Tables& t = tables();
   const auto* s = reinterpret_cast<const unsigned char*>(text.data());
   const std::size_t n = text.size();

@@ -248,7 +248,7 @@ void StreamedText::countFast(std::string_view region) {
   // it alone exactly; the vector check of the bytes is far cheaper than
   // checking them code point by code point.
   if (!orla::isValidUtf8(region)) return invalidate();
-  const std::uint64_t count = graphemeCount(region);
+  const std::uint64_t count = wideCountAvailable() ? countWellFormed(region, false) : graphemeCount(region);
 
   // The region's trailing white space, and the code point before it.
   std::size_t trailing = n;

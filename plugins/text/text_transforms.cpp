@@ -438,6 +438,7 @@ std::size_t countWords(std::string_view text) {
   // a line break; words are the runs of other characters. One pass of the
   // grapheme walker's state machine, with runs of ASCII counted directly.
   using namespace graphemes_detail;
+  if (text.size() >= 128 && wideCountAvailable() && isValidUtf8(text)) return countWellFormed(text, true);
   const Tables& t = tables();
   const auto& whitespace = bmpWhitespace();
   const auto* s = reinterpret_cast<const uint8_t*>(text.data());

@@ -50,6 +50,23 @@ std::vector<std::uint32_t> icuEnds(std::string_view text) {
   return ends;
 }
 
+// Runs of ICU's clusters whose first code point is not white space.
+std::size_t icuWordCount(const std::string& text) {
+  std::size_t words = 0, begin = 0;
+  bool inWord = false;
+  for (std::uint32_t end : icuEnds(text)) {
+    const auto* s = reinterpret_cast<const uint8_t*>(text.data());
+    int32_t at = static_cast<int32_t>(begin);
+    UChar32 c;
+    U8_NEXT(s, at, static_cast<int32_t>(text.size()), c);
+    const bool separator = c >= 0 && isWhitespaceOrNewline(static_cast<char32_t>(c));
+    words += !separator && !inWord;
+    inWord = !separator;
+    begin = end;
+  }
+  return words;
+}
+
 // Every way the walker is used must agree with ICU's break iterator.
 void expectSameAsIcu(const std::string& text) {
   const std::vector<std::uint32_t> expected = icuEnds(text);
@@ -196,19 +213,7 @@ TEST(GraphemeWalker, WordsCountedInOnePassMatchIcuClusters) {
     std::string text;
     const int length = static_cast<int>(random() % 20);
     for (int k = 0; k < length; ++k) text += pieces[random() % pieces.size()];
-    std::size_t expected = 0, begin = 0;
-    bool inWord = false;
-    for (std::uint32_t end : icuEnds(text)) {
-      const auto* s = reinterpret_cast<const uint8_t*>(text.data());
-      int32_t at = static_cast<int32_t>(begin);
-      UChar32 c;
-      U8_NEXT(s, at, static_cast<int32_t>(text.size()), c);
-      const bool separator = c >= 0 && isWhitespaceOrNewline(static_cast<char32_t>(c));
-      expected += !separator && !inWord;
-      inWord = !separator;
-      begin = end;
-    }
-    EXPECT_EQ(transforms::countWords(text), expected) << testing::PrintToString(text);
+    EXPECT_EQ(transforms::countWords(text), icuWordCount(text)) << testing::PrintToString(text);
     if (HasFailure()) return;
   }
 }
@@ -227,6 +232,65 @@ TEST(GraphemeWalker, LongTextsAgreeWithIcu) {
       text += random() % 12 == 0 ? other[random() % other.size()] : plain[random() % plain.size()];
     EXPECT_EQ(graphemeCount(text), icuEnds(text).size()) << testing::PrintToString(text);
     if (HasFailure()) return;
+  }
+}
+
+// The 64-byte count flags joining code points (and white space, for words)
+// from their first three bytes: every code point, at every position in a
+// block, next to what it joins, must count as the state machine counts it.
+TEST(GraphemeWalker, WideCountAgreesOnEveryCodePoint) {
+  using namespace graphemes_detail;
+  if (!wideCountAvailable()) GTEST_SKIP() << "this processor has no 64-byte byte permutes; the state machine counts alone";
+  std::string text;
+  for (char32_t c = 0x80; c < 0x110000; ++c) {
+    if (c >= 0xD800 && c <= 0xDFFF) continue;
+    // Only the joining code points and white space must be flagged; of
+    // the others, which may or may not be, a sample.
+    const bool mustFlag = ((1u << classOf(tables(), c)) & ~((1u << gOther) | (1u << gLF) | (1u << gControl) | (1u << gLV) |
+                                                            (1u << gLVT) | (1u << gPictographic) |
+                                                            (1u << gLinkingConsonant))) != 0 ||
+                          isWhitespaceOrNewline(c);
+    if (!mustFlag && c % 61 != 0) continue;
+    const std::string cp = utf8(c);
+    const auto join = [](std::initializer_list<std::string_view> parts) {
+      std::string out;
+      for (std::string_view part : parts) out.append(part);
+      return out;
+    };
+    for (const std::string& around : {join({"a", cp, cp, "a"}), join({"a", cp, "\n"}), join({"\r", cp, " ", cp, "\u0915"})}) {
+      text.assign(60 + c % 67, 'x');
+      text += around;
+      text.append(c % 3 == 0 ? 70 : c % 5, 'y');
+      for (bool words : {false, true})
+        ASSERT_EQ(countWellFormed(text, words), countWellFormedByStateMachine(text, words))
+            << std::hex << "U+" << static_cast<std::uint32_t>(c) << (words ? " words " : " characters ")
+            << testing::PrintToString(around);
+    }
+  }
+}
+
+// Long random mixes of ordinary text and everything that joins or
+// separates: the wide count, the walker and ICU agree.
+TEST(GraphemeWalker, WideCountAgreesOnRandomMixes) {
+  using namespace graphemes_detail;
+  const std::vector<std::string> pieces = {
+      "word ", "Grüße ", "Привет ", "日本語", "こんにちは", "カタカナ", "한국어 ", "\u1100\u1161\u11A8", "👍", "👋🏽",
+      "👨‍👩‍👧‍👦", "🇩🇪", "🇯🇵🇺", "\u2764\uFE0F", "e\u0301", "a\u0308\u0301", "\u0600x", "\u0915\u094D\u0937",
+      "\r\n", "\r", "\n", "\t", "  ", "\u00A0", "\u3000", "\u2003", "\u0085", "€", "№", "“quoted”", "\u200D",
+      "\u200C", "ﬁ", "\U000E0020", "\u0483", "\U0001F3FB", "\U0001F1E6", "\u0301", "x", "o\u0302\u0323\u0301\u0300\u034F", "\u0600\u0301",
+      "\n\u0301", "\x01\u0301", "\u0378\u0301", "ЙЙ"};
+  std::mt19937 random(64);
+  for (int round = 0; round < 400; ++round) {
+    std::string text;
+    const int length = 20 + static_cast<int>(random() % 300);
+    for (int k = 0; k < length; ++k) text += pieces[random() % (random() % 4 == 0 ? pieces.size() : 9)];
+    for (bool words : {false, true})
+      ASSERT_EQ(countWellFormed(text, words), countWellFormedByStateMachine(text, words))
+          << (words ? "words " : "characters ") << testing::PrintToString(text);
+    ASSERT_EQ(countWellFormed(text, false), icuEnds(text).size()) << testing::PrintToString(text);
+    ASSERT_EQ(countWellFormed(text, true), icuWordCount(text)) << testing::PrintToString(text);
+    ASSERT_EQ(transforms::countWords(text), icuWordCount(text)) << testing::PrintToString(text);
+    ASSERT_EQ(graphemeCount(text), icuEnds(text).size()) << testing::PrintToString(text);
   }
 }
 

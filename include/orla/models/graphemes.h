@@ -158,6 +158,18 @@ inline CodePoint classify(std::string_view text, std::size_t i) {
   return {d.length, kindOfClass(d.cls)};
 }
 
+// Counting well-formed UTF-8 without visiting each character: the number
+// of characters, or with `words` the number of words (runs of characters
+// whose first code point is not white space or a line break). Where the
+// processor has 64-byte vectors with byte permutes (wideCountAvailable),
+// stretches without joining code points are counted 64 bytes at a time and
+// the state machine runs only around those; elsewhere the state machine
+// counts alone (countWellFormedByStateMachine, the reference the wide count
+// is tested against).
+bool wideCountAvailable();
+std::size_t countWellFormed(std::string_view text, bool words);
+std::size_t countWellFormedByStateMachine(std::string_view text, bool words);
+
 // ICU's character break iterator over `piece`, each cluster's end as an
 // offset from its start (the last one is piece.size()): the reference the
 // walker is tested against.
