@@ -206,6 +206,7 @@ bool Utf8RegexSearch::next(UErrorCode& status) {
       // start over a longer window, twice as long each time it was not
       // enough, so a match over the whole text costs a few passes, not one
       // per window.
+      if (!overflowed && next_ < to_ && to_ - next_ > windowBytes_ / 2 && !settle(status)) break;
       grownBytes_ = overflowed ? text_.size() : next_ == lastLoadFrom_ ? grownBytes_ * 2 : windowBytes_;
       lastLoadFrom_ = next_;
       std::size_t from = next_ > static_cast<std::size_t>(lookBackBytes_) ? next_ - lookBackBytes_ : 0;
@@ -230,6 +231,37 @@ bool Utf8RegexSearch::next(UErrorCode& status) {
   done_ = true;
   return false;
 }
+
+// A search that failed, or found its match, only after trying starts far
+// from the window's end may have settled most of the window already: the
+// starts it tried before one of them touched the end did not match, and
+// would not with any text after. Running it again while ICU reports each
+// start it moves past finds where the next window may begin, so that a
+// stretch of text without matches is not carried from window to window.
+bool Utf8RegexSearch::settle(UErrorCode& status) {
+  settledUnit_ = -1;
+  matcher_->setFindProgressCallback(&Utf8RegexSearch::onProgress, this, status);
+  spentBefore_ += spentNow_;
+  spentNow_ = 0;
+  matcher_->find(unitAt(next_), status);
+  // Stopped by onProgress, or by the time limit through onTick.
+  if (status == U_REGEX_STOPPED_BY_CALLER) status = timedOut() ? U_REGEX_TIME_OUT : U_ZERO_ERROR;
+  if (status == U_REGEX_STACK_OVERFLOW) status = U_ZERO_ERROR;  // the search itself decides
+  UErrorCode ignored = U_ZERO_ERROR;
+  matcher_->setFindProgressCallback(nullptr, nullptr, ignored);
+  if (U_FAILURE(status)) return false;
+  if (settledUnit_ > unitAt(next_)) next_ = byteAt(settledUnit_);
+  return true;
+}
+
+UBool Utf8RegexSearch::onProgress(const void* context, int64_t unit) {
+  auto* self = static_cast<Utf8RegexSearch*>(const_cast<void*>(context));
+  if (self->matcher_->hitEnd()) return false;
+  self->settledUnit_ = unit;
+  return true;
+}
+
+bool Utf8RegexSearch::timedOut() const { return timeLimit_ > 0 && spentBefore_ + spentNow_ >= timeLimit_; }
 
 std::size_t Utf8RegexSearch::start(int32_t group, UErrorCode& status) {
   const int64_t unit = matcher_->start64(group, status);

@@ -11,7 +11,7 @@
 // of one search over the whole text.
 //
 // A few constructs are decided by ICU's break iterators, which may read
-// beyond the window without saying so (\X, \G after a moved start, Unicode
+// beyond the window without saying so (\X, \G, Unicode
 // word boundaries with (?w)); a pattern with one of them, or with a
 // look-behind longer than the window could hold, is searched over the whole
 // text converted at once, as before.
@@ -63,7 +63,10 @@ class Utf8RegexSearch {
   std::size_t byteAt(int64_t unit);
   int64_t unitAt(std::size_t byte);
   std::size_t windowEnd(std::size_t from) const;
+  bool settle(UErrorCode& status);
+  bool timedOut() const;
   static UBool onTick(const void* context, int32_t steps);
+  static UBool onProgress(const void* context, int64_t unit);
 
   std::string_view text_;
   std::unique_ptr<icu::RegexMatcher> matcher_;
@@ -81,6 +84,7 @@ class Utf8RegexSearch {
   std::size_t next_ = 0;
   bool goOn_ = false, done_ = false, loaded_ = false;
   std::size_t lastLoadFrom_ = SIZE_MAX;
+  int64_t settledUnit_ = -1;
   // ICU counts its steps from each reset; these carry the count across.
   int32_t timeLimit_, spentBefore_ = 0, spentNow_ = 0;
 };
