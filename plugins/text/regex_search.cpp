@@ -172,27 +172,25 @@ void Utf8RegexSearch::load(std::size_t from, std::size_t to, UErrorCode& status)
   loaded_ = true;
 }
 
-std::size_t Utf8RegexSearch::byteAt(int64_t unit) {
+// The UTF-8 length of units [from, to) of the window, which begin and end
+// between characters: one byte for ASCII, two below U+0800 and for each
+// half of a surrogate pair, three otherwise. No branch, so the compiler
+// makes it a vector loop: matches are far apart in a long text.
+std::size_t Utf8RegexSearch::utf8Length(int64_t from, int64_t to) const {
   const char16_t* u = units_.getBuffer();
-  while (walkUnit_ < unit) {
-    uint64_t four;  // four ASCII units at a time
-    if (walkUnit_ + 4 <= unit && (std::memcpy(&four, u + walkUnit_, 8), (four & 0xFF80FF80FF80FF80ULL) == 0)) {
-      walkUnit_ += 4, walkByte_ += 4;
-      continue;
-    }
-    const char16_t c = u[walkUnit_];
-    if (c < 0x80) walkByte_ += 1, walkUnit_ += 1;
-    else if (c < 0x800) walkByte_ += 2, walkUnit_ += 1;
-    else if (U16_IS_LEAD(c)) walkByte_ += 4, walkUnit_ += 2;
-    else walkByte_ += 3, walkUnit_ += 1;
+  std::size_t bytes = 0;
+  for (int64_t k = from; k < to; ++k) {
+    const unsigned c = u[k];
+    bytes += 1u + (c >= 0x80) + (c >= 0x800) - ((c & 0xF800) == 0xD800);
   }
-  while (walkUnit_ > unit) {  // a group before the match, seen by a look-behind
-    const char16_t c = u[walkUnit_ - 1];
-    if (c < 0x80) walkByte_ -= 1, walkUnit_ -= 1;
-    else if (c < 0x800) walkByte_ -= 2, walkUnit_ -= 1;
-    else if (U16_IS_TRAIL(c)) walkByte_ -= 4, walkUnit_ -= 2;
-    else walkByte_ -= 3, walkUnit_ -= 1;
-  }
+  return bytes;
+}
+
+std::size_t Utf8RegexSearch::byteAt(int64_t unit) {
+  // Backwards for a group before the match, seen by a look-behind.
+  if (unit >= walkUnit_) walkByte_ += utf8Length(walkUnit_, unit);
+  else walkByte_ -= utf8Length(unit, walkUnit_);
+  walkUnit_ = unit;
   return from_ + walkByte_;
 }
 

@@ -60,6 +60,7 @@ class Utf8RegexSearch {
 
  private:
   void load(std::size_t from, std::size_t to, UErrorCode& status);
+  std::size_t utf8Length(int64_t from, int64_t to) const;
   std::size_t byteAt(int64_t unit);
   int64_t unitAt(std::size_t byte);
   std::size_t windowEnd(std::size_t from) const;
