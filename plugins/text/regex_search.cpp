@@ -272,12 +272,17 @@ bool Utf8RegexSearch::next(UErrorCode& status) {
 bool Utf8RegexSearch::settle(UErrorCode& status) {
   settledUnit_ = -1;
   matcher_->setFindProgressCallback(&Utf8RegexSearch::onProgress, this, status);
+  // This repeats the search just made: the time limit still stops it, but
+  // its steps are not counted twice.
   spentBefore_ += spentNow_;
   spentNow_ = 0;
+  const int32_t spent = spentBefore_;
   matcher_->find(unitAt(next_), status);
   // Stopped by onProgress, or by the time limit through onTick.
   if (status == U_REGEX_STOPPED_BY_CALLER) status = timedOut() ? U_REGEX_TIME_OUT : U_ZERO_ERROR;
   if (status == U_REGEX_STACK_OVERFLOW) status = U_ZERO_ERROR;  // the search itself decides
+  spentBefore_ = spent;
+  spentNow_ = 0;
   UErrorCode ignored = U_ZERO_ERROR;
   matcher_->setFindProgressCallback(nullptr, nullptr, ignored);
   if (U_FAILURE(status)) return false;
