@@ -26,8 +26,9 @@
 
 namespace orla::transforms {
 
-// Why the whole text must be converted for `pattern`; empty when windows do.
-// Also the number of UTF-16 units a match may look back from its start.
+// Whether the whole text must be converted for `pattern`, and otherwise how
+// many UTF-16 units a search may look back from where it starts (an
+// over-estimate: ICU does not publish the bounds of its look-behinds).
 struct RegexReach {
   bool wholeText = false;
   int64_t lookBack = 0;
@@ -55,8 +56,6 @@ class Utf8RegexSearch {
   std::size_t start(int32_t group, UErrorCode& status);
   std::size_t end(int32_t group, UErrorCode& status);
   int32_t groupCount() const { return matcher_ ? matcher_->groupCount() : 0; }
-  // Whether the pattern made it convert the whole text at once.
-  bool wholeText() const { return wholeText_; }
 
  private:
   void load(std::size_t from, std::size_t to, UErrorCode& status);
