@@ -94,8 +94,8 @@ std::string randomPattern(std::mt19937& random) {
     return out;
   };
   std::string pattern = flags[random() % flags.size()] + piece();
-  if (random() % 3 == 0) pattern += "|" + piece();
-  if (random() % 3 == 0) pattern = "(" + pattern + ")";
+  if (random() % 3 == 0) pattern.append("|").append(piece());
+  if (random() % 3 == 0) pattern = std::string("(").append(pattern).append(")");
   return pattern;
 }
 
