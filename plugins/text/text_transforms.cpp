@@ -20,6 +20,8 @@
 #include <orla/models/text.h>
 #include <orla/models/utf8.h>
 
+#include "plugins/text/regex_search.h"
+
 namespace orla::transforms {
 
 namespace {
@@ -257,57 +259,6 @@ Checked<std::vector<TemplatePiece>> parseTemplate(std::string_view replacement, 
   }
   return pieces;
 }
-
-// A matcher over `input` (which must outlive it) that gives up after the
-// time limit. ICU matches fastest over UTF-16 held whole in memory (its
-// UTF-8 text adapter is several times slower and runs out of time on large
-// texts), so the input is UTF-16; the result is written as UTF-8 straight
-// from the original text, without a UTF-16 result.
-struct BoundedMatcher {
-  std::unique_ptr<icu::RegexPattern> pattern;
-  std::unique_ptr<icu::RegexMatcher> matcher;
-};
-
-Checked<BoundedMatcher> boundedMatcher(std::string_view pattern, const icu::UnicodeString& input) {
-  BoundedMatcher made{compile(pattern), nullptr};
-  if (!made.pattern) return fail(invalidPattern(pattern));
-  UErrorCode status = U_ZERO_ERROR;
-  made.matcher.reset(made.pattern->matcher(input, status));
-  if (U_SUCCESS(status)) made.matcher->setTimeLimit(kRegexTimeLimit, status);
-  if (U_FAILURE(status)) return fail(matchFailure(status, pattern));
-  return made;
-}
-
-// Maps offsets in the UTF-16 form of a well-formed UTF-8 text back to byte
-// offsets, walking from the last offset asked: matches come in order, so
-// the whole text is walked about once.
-class Utf16ToUtf8Offsets {
- public:
-  explicit Utf16ToUtf8Offsets(const icu::UnicodeString& units) : units_(units.getBuffer()) {}
-
-  std::size_t operator()(int64_t target) {
-    const auto to = static_cast<std::size_t>(target);
-    while (unit_ < to) {
-      const char16_t u = units_[unit_];
-      if (u < 0x80) byte_ += 1, unit_ += 1;
-      else if (u < 0x800) byte_ += 2, unit_ += 1;
-      else if (U16_IS_LEAD(u)) byte_ += 4, unit_ += 2;
-      else byte_ += 3, unit_ += 1;
-    }
-    while (unit_ > to) {  // a group before the match, seen by a lookbehind
-      const char16_t u = units_[unit_ - 1];
-      if (u < 0x80) byte_ -= 1, unit_ -= 1;
-      else if (u < 0x800) byte_ -= 2, unit_ -= 1;
-      else if (U16_IS_TRAIL(u)) byte_ -= 4, unit_ -= 2;
-      else byte_ -= 3, unit_ -= 1;
-    }
-    return byte_;
-  }
-
- private:
-  const char16_t* units_;
-  std::size_t unit_ = 0, byte_ = 0;
-};
 
 std::string replacedTooLarge() {
   return "The replaced text would be larger than " + std::string(kTextSizeLimitWords) +
@@ -584,7 +535,8 @@ std::optional<std::string> regexError(std::string_view pattern, std::string_view
   return std::nullopt;
 }
 
-Checked<std::string> regexReplace(std::string_view text, std::string_view pattern, std::string_view replacement) {
+Checked<std::string> regexReplace(std::string_view text, std::string_view pattern, std::string_view replacement,
+                                  std::size_t windowBytes) {
   // ICU reads invalid bytes as U+FFFD, and so did the result: such text
   // (rare: it came from outside) is repaired first, so that the offsets of
   // the two forms correspond.
@@ -593,33 +545,29 @@ Checked<std::string> regexReplace(std::string_view text, std::string_view patter
     repaired = utf8String(unicodeString(text));
     text = repaired;
   }
-  const icu::UnicodeString input = unicodeString(text);
-  auto made = boundedMatcher(pattern, input);
-  if (!made) return fail(made.error());
-  icu::RegexMatcher* matcher = made.value().matcher.get();
-  auto pieces = parseTemplate(replacement, pattern, matcher->groupCount());
+  const auto compiled = compile(pattern);
+  if (!compiled) return fail(invalidPattern(pattern));
+  Utf8RegexSearch search(text, *compiled, pattern, kRegexTimeLimit, windowBytes);
+  auto pieces = parseTemplate(replacement, pattern, search.groupCount());
   if (!pieces) return fail(pieces.error());
   UErrorCode status = U_ZERO_ERROR;
   std::string result;
-  Utf16ToUtf8Offsets byteAt(input);
   std::size_t copiedTo = 0;
   const auto append = [&](std::size_t from, std::size_t to) { result.append(text.data() + from, to - from); };
-  while (matcher->find(status)) {
+  while (search.next(status)) {
     if (result.size() > kTextSizeLimit) return fail(replacedTooLarge());
     if (result.empty()) result.reserve(text.size() + text.size() / 8);
-    const std::size_t start = byteAt(matcher->start(status));
-    const std::size_t end = byteAt(matcher->end(status));
+    const std::size_t start = search.start(0, status);
+    const std::size_t end = search.end(0, status);
     append(copiedTo, start);
     for (const TemplatePiece& piece : *pieces) {
       if (piece.group < 0) {
         result += piece.literal;
-      } else if (const int32_t from = matcher->start(piece.group, status); from >= 0) {
+      } else if (const std::size_t from = search.start(piece.group, status); from != std::string_view::npos) {
         // A group that took part in the match.
-        const std::size_t groupStart = byteAt(from);
-        append(groupStart, byteAt(matcher->end(piece.group, status)));
+        append(from, search.end(piece.group, status));
       }
     }
-    byteAt(matcher->end(status));  // back where the next search starts
     copiedTo = end;
   }
   // A search that ran out of time is an error, never "nothing matched".
@@ -629,17 +577,21 @@ Checked<std::string> regexReplace(std::string_view text, std::string_view patter
   return result;
 }
 
-Checked<std::string> regexExtract(std::string_view text, std::string_view pattern) {
-  const icu::UnicodeString input = unicodeString(text);
-  auto made = boundedMatcher(pattern, input);
-  if (!made) return fail(made.error());
-  icu::RegexMatcher* matcher = made.value().matcher.get();
+Checked<std::string> regexExtract(std::string_view text, std::string_view pattern, std::size_t windowBytes) {
+  std::string repaired;
+  if (!isValidUtf8(text)) {
+    repaired = utf8String(unicodeString(text));
+    text = repaired;
+  }
+  const auto compiled = compile(pattern);
+  if (!compiled) return fail(invalidPattern(pattern));
+  Utf8RegexSearch search(text, *compiled, pattern, kRegexTimeLimit, windowBytes);
   UErrorCode status = U_ZERO_ERROR;
-  const bool found = matcher->find(status);
+  const bool found = search.next(status);
   if (U_FAILURE(status)) return fail(matchFailure(status, pattern));
   if (!found) return fail("No match for the pattern " + quoted(pattern) + " in the text.");
-  const int32_t start = matcher->start(status);
-  return toUtf8(std::u16string_view(input.getBuffer() + start, static_cast<std::size_t>(matcher->end(status) - start)));
+  const std::size_t start = search.start(0, status);
+  return std::string(text.substr(start, search.end(0, status) - start));
 }
 
 std::string displayCut(std::string_view text, std::size_t limit) {

@@ -55,9 +55,13 @@ Checked<std::string> prettifyJSON(std::string_view text);
 std::optional<std::string> regexError(std::string_view pattern, std::string_view replacement = {});
 // Every match replaced by the template `replacement` ($0 the match, $1 the
 // first group, \$ a dollar sign).
-Checked<std::string> regexReplace(std::string_view text, std::string_view pattern, std::string_view replacement);
+// The text is searched a window of `windowBytes` at a time (tests make it
+// small so that matches cross the windows' ends).
+Checked<std::string> regexReplace(std::string_view text, std::string_view pattern, std::string_view replacement,
+                                  std::size_t windowBytes = 256 * 1024);
 // The whole first match.
-Checked<std::string> regexExtract(std::string_view text, std::string_view pattern);
+Checked<std::string> regexExtract(std::string_view text, std::string_view pattern,
+                                  std::size_t windowBytes = 256 * 1024);
 
 // Text for a message: more than `limit` characters become the first `limit`
 // and "… (N characters)".

@@ -263,6 +263,9 @@ TEST(TextTransforms, CatastrophicBacktrackingIsStopped) {
   ASSERT_FALSE(replaced);
   EXPECT_EQ(replaced.error(), "The regex pattern “(a+)+b” took too long on this text and was stopped. Try a simpler pattern.");
   EXPECT_FALSE(regexExtract(text, "(a|aa)+$"));
+  // The same when the text is searched in small windows.
+  EXPECT_EQ(regexReplace(text, "(a+)+b", "x", 64).error(), replaced.error());
+  EXPECT_FALSE(regexExtract(text, "(a|aa)+$", 64));
 }
 
 TEST(TextTransforms, DisplayCut) {
