@@ -235,6 +235,22 @@ std::optional<DesktopEntry> desktopEntryForWindowClass(std::string_view instance
     const auto resolved = std::filesystem::canonical(path.get(), ec);
     return !ec && resolved == std::filesystem::path(executable);
   };
+  // Most applications' entries are named after their class: looked up by
+  // that id directly, the entry settles it unless another name for the
+  // window is written in it, which reading every entry then sorts out.
+  for (std::string_view name : {windowClass, instance}) {
+    if (name.empty() || name.find('/') != std::string_view::npos) continue;
+    std::string id(name);
+    id += ".desktop";
+    GObjectPtr<GDesktopAppInfo> info{g_desktop_app_info_new(id.c_str())};
+    if (!info) continue;
+    const char* wmClass = g_desktop_app_info_get_startup_wm_class(info.get());
+    const char* file = g_desktop_app_info_get_filename(info.get());
+    const char* title = g_app_info_get_name(G_APP_INFO(info.get()));
+    if (file && (!wmClass || !*wmClass || names(wmClass)))
+      return DesktopEntry{g_app_info_get_id(G_APP_INFO(info.get())) ? g_app_info_get_id(G_APP_INFO(info.get())) : id,
+                          title ? title : "", file};
+  }
   std::optional<DesktopEntry> byId, byProgram;
   GList* all = g_app_info_get_all();
   std::optional<DesktopEntry> found;
