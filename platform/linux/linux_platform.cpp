@@ -33,6 +33,9 @@
 #include <orla/platform/thread_scheduler.h>
 #include <orla/platform/unavailable_services.h>
 
+// Defined only in a program that links desktop_module.cpp itself.
+extern "C" const orla::linux_desktop::DesktopModuleEntries* orla_desktop_module_entries() __attribute__((weak));
+
 namespace orla {
 namespace linux_desktop {
 
@@ -46,6 +49,13 @@ struct LoadedModule {
 const LoadedModule& desktopModule() {
   static const LoadedModule loaded = [] {
     LoadedModule m;
+    // A program that links the desktop's code itself (the tests of its
+    // services, which reach into it) uses that copy, so that what it sets
+    // up there and what its platform runs are one.
+    if (orla_desktop_module_entries) {
+      m.entries = orla_desktop_module_entries();
+      return m;
+    }
     auto module = posix::loadServiceModule("orla_desktop.so", "the desktop's services");
     if (!module) {
       m.problem = module.error();
