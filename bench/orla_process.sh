@@ -45,6 +45,9 @@ floor = results[0]["median"]
 ms = lambda seconds: f"{seconds * 1e3:5.2f} ms"
 for r in results:
     extra = "" if r is results[0] else f"  (median {(r['median'] - floor) * 1e3:+.2f} ms over the floor)"
+    # CPU time (user + system, means) moves less than the wall clock when
+    # other work shares the machine.
     print(f"  {r['command']:<46} mean {ms(r['mean'])} ± {r['stddev'] * 1e3:4.2f}"
-          f"  median {ms(r['median'])}  min {ms(r['min'])}{extra}")
+          f"  median {ms(r['median'])}  min {ms(r['min'])}  CPU {ms(r['user'] + r['system'])}{extra}")
 PY
+echo "Shared libraries at the start (ldd | wc -l): $(ldd "$orla" | wc -l)"

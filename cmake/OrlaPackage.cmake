@@ -47,8 +47,8 @@ target_include_directories(orla_library PUBLIC
 # (a static library still carries it to the host's link line).
 target_link_libraries(orla_library PUBLIC ICU::uc ICU::i18n nlohmann_json::nlohmann_json Threads::Threads
                       PRIVATE CURL::libcurl uriparser::uriparser PkgConfig::LIBZIP ${CMAKE_DL_LIBS})
-if(NOT APPLE)
-  target_link_libraries(orla_library PRIVATE PkgConfig::GIO Cups::Cups PkgConfig::X11)
+if(TARGET orla_desktop)
+  add_dependencies(orla_library orla_desktop)
 endif()
 if(BUILD_SHARED_LIBS AND NOT ORLA_SANITIZE AND NOT ORLA_SANITIZE_THREAD AND NOT ORLA_FUZZ)
   # A dependency missing from the lists above fails here, not in a host.
@@ -73,9 +73,6 @@ file(RELATIVE_PATH ORLA_PC_PREFIX "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" ${CMA
 # which Debian does not install: so they are plain requirements there.
 set(ORLA_PC_PUBLIC "icu-uc icu-i18n nlohmann_json")
 set(ORLA_PC_PRIVATE "libcurl liburiparser libzip")
-if(NOT APPLE)
-  string(APPEND ORLA_PC_PRIVATE " gio-2.0 gio-unix-2.0 x11 xtst xfixes xrandr xres")
-endif()
 if(BUILD_SHARED_LIBS)
   set(ORLA_PC_REQUIRES "${ORLA_PC_PUBLIC}")
   set(ORLA_PC_REQUIRES_PRIVATE "${ORLA_PC_PRIVATE}")
@@ -94,7 +91,7 @@ install(FILES ${PROJECT_BINARY_DIR}/orla-plugins.pc DESTINATION ${CMAKE_INSTALL_
 function(orla_install_module target)
   install(TARGETS ${target} LIBRARY DESTINATION ${ORLA_INSTALL_MODULEDIR})
 endfunction()
-foreach(module orla_gtk orla_curl orla_cups orla_zip)
+foreach(module orla_gtk orla_curl orla_cups orla_zip orla_desktop)
   if(TARGET ${module})
     orla_install_module(${module})
   endif()

@@ -84,35 +84,91 @@ class UnavailableNetworkLocations : public NetworkLocations {
       "Network locations are not available on this desktop in this build of Orla.";
 };
 
-}  // namespace
-
-Platform::Platform(std::string name, Services services, std::set<Capability> capabilities)
-    : name_(std::move(name)), services_(std::move(services)), capabilities_(std::move(capabilities)) {
-  if (!services_.settingsPanes) {
-    services_.settingsPanes = std::make_unique<NoSettingsPanes>();
-    capabilities_.erase(Capability::settingsPanes);
+// Placeholders for the services a backend leaves out, and the capabilities
+// that go with them withdrawn; not yet for those a deferred part will bring
+// (`pending`, one bit per Platform::Service).
+void completeServices(Platform::Services& services, std::set<Capability>& capabilities, std::uint64_t pending = 0) {
+  const auto missing = [pending](const auto& service, Platform::Service which) {
+    return !service && !(pending & (std::uint64_t{1} << static_cast<unsigned>(which)));
+  };
+  using S = Platform::Service;
+  if (missing(services.settingsPanes, S::settingsPanes)) {
+    services.settingsPanes = std::make_unique<NoSettingsPanes>();
+    capabilities.erase(Capability::settingsPanes);
   }
-  if (!services_.outputVolume) services_.outputVolume = std::make_unique<UnavailableOutputVolume>();
-  if (!services_.sessionControl) services_.sessionControl = std::make_unique<UnavailableSessionControl>();
-  if (!services_.speech) {
-    services_.speech = std::make_unique<UnavailableSpeech>();
-    capabilities_.erase(Capability::speech);
+  if (missing(services.outputVolume, S::outputVolume)) services.outputVolume = std::make_unique<UnavailableOutputVolume>();
+  if (missing(services.sessionControl, S::sessionControl)) services.sessionControl = std::make_unique<UnavailableSessionControl>();
+  if (missing(services.speech, S::speech)) {
+    services.speech = std::make_unique<UnavailableSpeech>();
+    capabilities.erase(Capability::speech);
   }
-  if (!services_.focusModes) {
-    services_.focusModes = std::make_unique<UnavailableFocusModes>();
-    capabilities_.erase(Capability::focusModes);
+  if (missing(services.focusModes, S::focusModes)) {
+    services.focusModes = std::make_unique<UnavailableFocusModes>();
+    capabilities.erase(Capability::focusModes);
   }
-  if (!services_.networkVolumes) {
-    services_.networkVolumes = std::make_unique<UnavailableNetworkVolumes>();
-    capabilities_.erase(Capability::networkVolumes);
+  if (missing(services.networkVolumes, S::networkVolumes)) {
+    services.networkVolumes = std::make_unique<UnavailableNetworkVolumes>();
+    capabilities.erase(Capability::networkVolumes);
   }
-  if (!services_.networkLocations) {
-    services_.networkLocations = std::make_unique<UnavailableNetworkLocations>();
-    capabilities_.erase(Capability::networkLocations);
+  if (missing(services.networkLocations, S::networkLocations)) {
+    services.networkLocations = std::make_unique<UnavailableNetworkLocations>();
+    capabilities.erase(Capability::networkLocations);
   }
 }
 
-bool Platform::supports(Capability capability) const { return capabilities_.count(capability) > 0; }
+std::uint64_t capabilityMask(const std::set<Capability>& capabilities) {
+  std::uint64_t mask = 0;
+  for (Capability capability : capabilities) mask |= std::uint64_t{1} << static_cast<unsigned>(capability);
+  return mask;
+}
+
+}  // namespace
+
+Platform::Platform(std::string name, Services services, std::set<Capability> capabilities,
+                   std::vector<DeferredPart> deferred)
+    : name_(std::move(name)), services_(std::move(services)), deferred_(std::move(deferred)) {
+  std::uint64_t pendingServices = 0, pendingCapabilities = 0;
+  for (const DeferredPart& part : deferred_) {
+    for (Service service : part.services) pendingServices |= bit(service);
+    pendingCapabilities |= capabilityMask(part.decides);
+  }
+  completeServices(services_, capabilities, pendingServices);
+  capabilities_ = capabilityMask(capabilities) & ~pendingCapabilities;
+  pendingServices_ = pendingServices;
+  pendingCapabilities_ = pendingCapabilities;
+}
+
+void Platform::loadDeferred(std::uint64_t services, std::uint64_t capabilities) const {
+  std::lock_guard lock(loading_);
+  std::size_t last = loadedParts_;
+  for (std::size_t i = loadedParts_; i < deferred_.size(); ++i) {
+    std::uint64_t brings = 0;
+    for (Service service : deferred_[i].services) brings |= bit(service);
+    if ((brings & services) || (capabilityMask(deferred_[i].decides) & capabilities)) last = i + 1;
+  }
+  for (; loadedParts_ < last; ++loadedParts_) {
+    DeferredPart& part = deferred_[loadedParts_];
+    std::set<Capability> offered;
+    part.load(services_, offered);
+    completeServices(services_, offered);
+    const std::uint64_t decided = capabilityMask(part.decides);
+    capabilities_.fetch_or(capabilityMask(offered) & decided, std::memory_order_release);
+    // What later parts still bring or decide stays pending.
+    std::uint64_t stillServices = 0, stillCapabilities = 0;
+    for (std::size_t i = loadedParts_ + 1; i < deferred_.size(); ++i) {
+      for (Service service : deferred_[i].services) stillServices |= bit(service);
+      stillCapabilities |= capabilityMask(deferred_[i].decides);
+    }
+    pendingServices_.store(stillServices, std::memory_order_release);
+    pendingCapabilities_.store(stillCapabilities, std::memory_order_release);
+    part.load = nullptr;  // what it captured is not needed again
+  }
+}
+
+bool Platform::supports(Capability capability) const {
+  if (pendingCapabilities_.load(std::memory_order_acquire) & bit(capability)) loadDeferred(0, bit(capability));
+  return (capabilities_.load(std::memory_order_acquire) & bit(capability)) != 0;
+}
 
 namespace {
 

@@ -59,10 +59,7 @@ class GioHostDesktop final : public HostDesktop {
 };
 
 }  // namespace
+
+std::unique_ptr<HostDesktop> makeGioHostDesktop() { return std::make_unique<GioHostDesktop>(); }
+
 }  // namespace orla::linux_desktop
-
-namespace orla {
-
-std::unique_ptr<HostDesktop> makeNativeHostDesktop() { return std::make_unique<linux_desktop::GioHostDesktop>(); }
-
-}  // namespace orla

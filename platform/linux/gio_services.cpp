@@ -8,6 +8,8 @@
 #include <atomic>
 #include <cstdlib>
 #include <filesystem>
+#include <set>
+#include <vector>
 
 #include <orla/models/file_formatting.h>
 #include <orla/models/text.h>
@@ -217,6 +219,77 @@ Checked<void> openURIWithDefaultHandler(std::string_view uri) {
   return fail(sentence(error.message()));
 }
 
+namespace {
+
+// The folders desktop entries are installed in, the first taking
+// precedence: the user's, then the system's.
+std::vector<std::filesystem::path> applicationFolders() {
+  std::vector<std::filesystem::path> folders{std::filesystem::path(g_get_user_data_dir()) / "applications"};
+  for (const char* const* dir = g_get_system_data_dirs(); *dir; ++dir)
+    folders.push_back(std::filesystem::path(*dir) / "applications");
+  return folders;
+}
+
+// Every installed entry's file with its desktop-file id (the path below
+// its folder, '/' written '-'), once per id, in precedence order. Read from
+// the folders directly: GIO's own list of applications sets up its file
+// system layer first, which connects to the session bus for its volume
+// daemon, and costs a fresh process (a key chord from the command line)
+// more than everything else it does.
+template <class Visit>
+void forEachEntryFile(Visit&& visit) {
+  std::set<std::string> seen;
+  for (const auto& folder : applicationFolders()) {
+    std::error_code ec;
+    for (auto it = std::filesystem::recursive_directory_iterator(folder, ec);
+         !ec && it != std::filesystem::recursive_directory_iterator(); it.increment(ec)) {
+      if (it->path().extension() != ".desktop") continue;
+      std::string id = it->path().lexically_relative(folder).string();
+      std::replace(id.begin(), id.end(), '/', '-');
+      if (seen.insert(id).second && visit(id, it->path())) return;
+    }
+  }
+}
+
+// What naming a window's application needs of a desktop entry, read with
+// GLib's key-file reader as GIO reads it (an application entry, not
+// hidden, whose TryExec program is there); none when GIO would not list it.
+struct EntryFile {
+  std::string name;
+  std::string startupWMClass;
+  std::string program;  // the first word of Exec
+  bool noDisplay = false;
+};
+
+std::optional<EntryFile> readEntryFile(const std::filesystem::path& file) {
+  constexpr const char* kGroup = "Desktop Entry";
+  std::unique_ptr<GKeyFile, decltype(&g_key_file_free)> keys(g_key_file_new(), g_key_file_free);
+  if (!g_key_file_load_from_file(keys.get(), file.c_str(), G_KEY_FILE_NONE, nullptr)) return std::nullopt;
+  auto text = [&](const char* key, bool localized = false) {
+    GString value(localized ? g_key_file_get_locale_string(keys.get(), kGroup, key, nullptr, nullptr)
+                            : g_key_file_get_string(keys.get(), kGroup, key, nullptr));
+    return value ? std::string(value.get()) : std::string();
+  };
+  if (text("Type") != "Application" || g_key_file_get_boolean(keys.get(), kGroup, "Hidden", nullptr))
+    return std::nullopt;
+  if (const std::string tryExec = text("TryExec"); !tryExec.empty()) {
+    GString found(g_find_program_in_path(tryExec.c_str()));
+    if (!found) return std::nullopt;
+  }
+  EntryFile entry;
+  entry.name = text("Name", true);
+  entry.startupWMClass = text("StartupWMClass");
+  entry.noDisplay = g_key_file_get_boolean(keys.get(), kGroup, "NoDisplay", nullptr);
+  if (const std::string exec = text("Exec"); !exec.empty()) {
+    gchar** argv = nullptr;
+    if (g_shell_parse_argv(exec.c_str(), nullptr, &argv, nullptr) && argv && argv[0]) entry.program = argv[0];
+    g_strfreev(argv);
+  }
+  return entry;
+}
+
+}  // namespace
+
 std::optional<DesktopEntry> desktopEntryForWindowClass(std::string_view instance, std::string_view windowClass,
                                                        std::string_view executable) {
   auto names = [&](const char* name) {
@@ -226,33 +299,44 @@ std::optional<DesktopEntry> desktopEntryForWindowClass(std::string_view instance
   // process's own: an entry whose id and StartupWMClass say nothing of the
   // window's class (org.xfce.mousepad.desktop for the class "mousepad")
   // still names the program that made the window.
-  auto runs = [&](GDesktopAppInfo* info) {
-    const char* program = g_app_info_get_executable(G_APP_INFO(info));
-    if (executable.empty() || !program || !*program) return false;
-    GString path(g_find_program_in_path(program));
+  auto runs = [&](const EntryFile& entry) {
+    if (executable.empty() || entry.program.empty()) return false;
+    GString path(g_find_program_in_path(entry.program.c_str()));
     if (!path) return false;
     std::error_code ec;
     const auto resolved = std::filesystem::canonical(path.get(), ec);
     return !ec && resolved == std::filesystem::path(executable);
   };
-  std::optional<DesktopEntry> byId, byProgram;
-  GList* all = g_app_info_get_all();
-  std::optional<DesktopEntry> found;
-  for (GList* item = all; item && !found; item = item->next) {
-    if (!G_IS_DESKTOP_APP_INFO(item->data)) continue;
-    auto* info = G_DESKTOP_APP_INFO(item->data);
-    const char* id = g_app_info_get_id(G_APP_INFO(info));
-    const char* file = g_desktop_app_info_get_filename(info);
-    if (!id || !file) continue;
-    DesktopEntry entry{id, g_app_info_get_name(G_APP_INFO(info)) ? g_app_info_get_name(G_APP_INFO(info)) : "", file};
-    if (names(g_desktop_app_info_get_startup_wm_class(info))) found = std::move(entry);
-    else if (!byId && std::string_view(id).ends_with(".desktop") &&
-             names(std::string(id).substr(0, std::string_view(id).size() - 8).c_str()))
-      byId = std::move(entry);
-    else if (!byProgram && !g_desktop_app_info_get_nodisplay(info) && runs(info))
-      byProgram = std::move(entry);
+  auto describe = [](const std::string& id, const EntryFile& entry, const std::filesystem::path& file) {
+    return DesktopEntry{id, entry.name, file.string()};
+  };
+  // Most applications' entries are named after their class: found by that
+  // id, the entry settles it unless another name for the window is written
+  // in it, which reading every entry then sorts out.
+  for (std::string_view name : {windowClass, instance}) {
+    if (name.empty() || name.find('/') != std::string_view::npos) continue;
+    const std::string id = std::string(name) + ".desktop";
+    for (const auto& folder : applicationFolders()) {
+      std::error_code ec;
+      if (!std::filesystem::is_regular_file(folder / id, ec)) continue;
+      const auto entry = readEntryFile(folder / id);
+      if (!entry) break;  // hidden here, which hides the others too
+      if (entry->startupWMClass.empty() || names(entry->startupWMClass.c_str()))
+        return describe(id, *entry, folder / id);
+      break;
+    }
   }
-  g_list_free_full(all, g_object_unref);
+  std::optional<DesktopEntry> found, byId, byProgram;
+  forEachEntryFile([&](const std::string& id, const std::filesystem::path& file) {
+    const auto entry = readEntryFile(file);
+    if (!entry) return false;
+    if (names(entry->startupWMClass.c_str())) found = describe(id, *entry, file);
+    else if (!byId && id.ends_with(".desktop") && names(id.substr(0, id.size() - 8).c_str()))
+      byId = describe(id, *entry, file);
+    else if (!byProgram && !entry->noDisplay && runs(*entry))
+      byProgram = describe(id, *entry, file);
+    return found.has_value();
+  });
   return found ? found : byId ? byId : byProgram;
 }
 

@@ -10,12 +10,15 @@
 
 #include <orla/platform/file_manager.h>
 #include <orla/platform/file_workspace.h>
+#include <orla/platform/host_desktop.h>
 #include <orla/platform/workspace.h>
 
 namespace orla::linux_desktop {
 
 std::unique_ptr<FileWorkspace> makeGioFileWorkspace();
 std::unique_ptr<FileManager> makeGioFileManager();
+// The daemon's desktop: its shortcut folder shown in the file manager.
+std::unique_ptr<HostDesktop> makeGioHostDesktop();
 
 // Opens an address with the desktop's default handler for its scheme.
 Checked<void> openURIWithDefaultHandler(std::string_view uri);

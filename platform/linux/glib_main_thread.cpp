@@ -7,6 +7,7 @@
 namespace orla::linux_desktop {
 
 GLibMainThread::GLibMainThread() : mainId_(std::this_thread::get_id()) {}
+GLibMainThread::GLibMainThread(std::thread::id main) : mainId_(main) {}
 
 void GLibMainThread::runSync(Work work) {
   if (isMainThread()) {

@@ -22,7 +22,9 @@ namespace orla::linux_desktop {
 
 class GLibMainThread : public MainThread {
  public:
+  // The main thread is the one that makes it, or `main`.
   GLibMainThread();
+  explicit GLibMainThread(std::thread::id main);
 
   bool isMainThread() const override { return std::this_thread::get_id() == mainId_; }
   void runSync(Work work) override;

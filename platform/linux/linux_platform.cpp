@@ -1,360 +1,147 @@
-// The native platform on Linux. On an X11 desktop (DISPLAY set, with the
-// XTest, XFixes and XRandR extensions) keys, typing, the mouse, the
-// clipboard, the screens, windows and application control are real; without one, and for the services the X11 backend does
-// not offer yet, the desktop services answer with a clear sentence that they
-// are not available. The clock, environment, files, process list and HTTP
-// are real everywhere.
+// The native platform on Linux. The clock, the environment, processes,
+// HTTP, the printers and the JavaScript worker are made here and cost
+// nothing at the start; every service that needs GIO, the X11 libraries or
+// the accessibility bus lives in the desktop module (orla_desktop.so, see
+// desktop_module.h) and comes in four deferred parts, each loaded the first
+// time one of its services or capabilities is asked for: the desktop's
+// services that connect to nothing at their start, then the X11 desktop
+// (keys, typing, the mouse, screens, windows, messages and menus), then
+// the clipboard, then the accessibility bus. So `orla validate`, a shell command
+// and `orla list` without a display load none of those libraries, and a key
+// chord does not wait for the accessibility bus.
 #include <signal.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <atomic>
-#include <cctype>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
-#include <functional>
 #include <fstream>
+#include <iterator>
 #include <mutex>
 
-#include "platform/linux/atspi_accessibility.h"
-#include "platform/linux/atspi_bus.h"
 #include "platform/linux/cups_printers.h"
-#include "platform/linux/desktop_settings.h"
-#include "platform/linux/espeak_speech.h"
-#include "platform/linux/gio_files.h"
-#include "platform/linux/gio_network_volumes.h"
-#include "platform/linux/gio_services.h"
-#include "platform/linux/gsettings_focus.h"
-#include "platform/linux/glib_main_thread.h"
-#include "platform/linux/launched_applications.h"
-#include "platform/linux/gtk_services.h"
-#include "platform/linux/pulse_sounds.h"
-#include "platform/linux/pulse_volume.h"
-#include "platform/linux/secret_service_keychain.h"
-#include "platform/linux/session_control.h"
-#include "platform/linux/x11_accessibility.h"
-#include "platform/linux/x11_active_window_watch.h"
-#include "platform/linux/x11_connection.h"
-#include "platform/linux/x11_displays.h"
-#include "platform/linux/x11_events.h"
-#include "platform/linux/x11_pasteboard.h"
-#include "platform/linux/x11_windows.h"
+#include "platform/linux/desktop_module.h"
+#include "platform/linux/module_missing_services.h"
 #include <orla/platform/local_notification_center.h>
 #include <orla/platform/memory_user_defaults.h>
 #include <orla/platform/platform.h>
 #include "platform/posix/curl_http.h"
 #include "platform/posix/posix_processes.h"
 #include "platform/posix/posix_services.h"
+#include "platform/posix/service_module.h"
 #include "platform/posix/worker_javascript_runner.h"
 #include <orla/platform/thread_scheduler.h>
 #include <orla/platform/unavailable_services.h>
 
+// Defined only in a program that links desktop_module.cpp itself.
+extern "C" const orla::linux_desktop::DesktopModuleEntries* orla_desktop_module_entries() __attribute__((weak));
+
 namespace orla {
 namespace linux_desktop {
 
-// Running applications from /proc: the current user's processes that have an
-// executable (kernel threads have none), each its own install location.
-// Without a window system each is reported with the `prohibited` policy,
-// none is frontmost, and only termination works. On an X11 desktop a process
-// with managed windows is a `regular` application, named by the desktop entry
-// it was launched from (see LaunchedApplications) or else the one its
-// windows' class matches (its desktop-file id as the bundle identifier, the
-// entry's file as the bundle path) or else by its executable, hidden when
-// every one of its windows is minimized; the frontmost one is the process of
-// the active window. There the windows are what is shown, hidden, activated
-// and asked to close, and applications open from their desktop entries.
-class ProcWorkspace : public Workspace {
- public:
-  explicit ProcWorkspace(std::shared_ptr<X11Connection> x11 = nullptr) : x11_(std::move(x11)) {}
+namespace {
 
-  std::vector<RunningApplication> runningApplications() const override {
-    auto apps = processes();
-    if (x11_) {
-      const auto windows = managedWindows(*x11_);
-      for (RunningApplication& app : apps) describeWithWindows(app, windows);
+struct LoadedModule {
+  const DesktopModuleEntries* entries = nullptr;
+  std::string problem;  // why there are none
+};
+
+const LoadedModule& desktopModule() {
+  static const LoadedModule loaded = [] {
+    LoadedModule m;
+    // A program that links the desktop's code itself (the tests of its
+    // services, which reach into it) uses that copy, so that what it sets
+    // up there and what its platform runs are one.
+    if (orla_desktop_module_entries) {
+      m.entries = orla_desktop_module_entries();
+      return m;
     }
-    if (const auto front = frontmost())
-      for (RunningApplication& app : apps) app.active = app.processIdentifier == *front;
-    return apps;
+    auto module = posix::loadServiceModule("orla_desktop.so", "the desktop's services");
+    if (!module) {
+      m.problem = module.error();
+      return m;
+    }
+    using Entries = const DesktopModuleEntries* (*)();
+    if (auto entries = reinterpret_cast<Entries>(posix::moduleSymbol(*module, "orla_desktop_module_entries")))
+      m.entries = entries();
+    else
+      m.problem = "Orla's module orla_desktop.so is not the one this program was built with; reinstall Orla.";
+    return m;
+  }();
+  return loaded;
+}
+
+// The main thread before and after the desktop module: its loop is GLib's,
+// which the module holds, so the module's main thread is made the first
+// time work is queued or the loop served. Until then nothing can be waiting
+// for the loop, and work sent synchronously runs on the caller, as the
+// module's does while no loop runs.
+class DeferredMainThread : public MainThread {
+ public:
+  DeferredMainThread() : mainId_(std::this_thread::get_id()) {}
+
+  bool isMainThread() const override { return std::this_thread::get_id() == mainId_; }
+  void runSync(Work work) override {
+    if (MainThread* loop = made()) loop->runSync(std::move(work));
+    else work();
+  }
+  void runAsync(Work work) override {
+    if (MainThread* loop = real()) loop->runAsync(std::move(work));
+    else queued_.runAsync(std::move(work));
+  }
+  std::size_t runPending() override {
+    std::size_t ran = queued_.runPending();
+    if (MainThread* loop = made()) ran += loop->runPending();
+    return ran;
+  }
+  bool canServe() const override { return true; }
+  void serveUntil(const std::function<bool()>& done) override {
+    if (MainThread* loop = real()) loop->serveUntil(done);
+  }
+  void wake() override {
+    if (MainThread* loop = made()) loop->wake();
   }
 
-  // Asked before every key and text posted: the active window and its
-  // process are read each time (two round trips), the rest of the
-  // description (the process, its windows, its desktop entry) only when the
-  // active window changed since the last answer or an activation was heard.
-  std::optional<RunningApplication> frontmostApplication() const override {
-    if (!x11_) return std::nullopt;
-    const auto active = activeWindowAndProcess(*x11_);
-    if (!active || !active->process) return std::nullopt;
-    const unsigned long generation = frontGeneration_.load();
-    {
-      std::lock_guard lock(frontMutex_);
-      if (front_ && front_->window == active->window && front_->generation == generation &&
-          front_->app.processIdentifier == *active->process)
-        return front_->app;
-    }
-    auto app = described(*active->process, true);
-    if (app) {
-      std::lock_guard lock(frontMutex_);
-      front_ = FrontCache{active->window, generation, *app};
-    }
-    return app;
+  // The module's main thread, made now if it was not; none without the
+  // module (then work queued waits for runPending).
+  MainThread* real() {
+    std::call_once(once_, [this] {
+      if (const auto* entries = desktopModule().entries) real_.reset(entries->makeMainThread(mainId_));
+      made_.store(real_.get(), std::memory_order_release);
+    });
+    return made_.load(std::memory_order_acquire);
   }
 
  private:
-  std::optional<ProcessId> frontmost() const { return x11_ ? activeWindowProcess(*x11_) : std::nullopt; }
-  // What was said of the front application no longer holds.
-  void forgetFront() { ++frontGeneration_; }
+  MainThread* made() const { return made_.load(std::memory_order_acquire); }
 
-  // One process as `runningApplications` tells it; none when it is another
-  // user's or has ended.
-  std::optional<RunningApplication> described(ProcessId pid, bool active) const {
-    auto app = process(std::to_string(pid));
-    if (!app) return std::nullopt;
-    if (x11_) describeWithWindows(*app, managedWindows(*x11_));
-    app->active = active;
-    return app;
-  }
-
-  void describeWithWindows(RunningApplication& app, const std::vector<ManagedWindow>& windows) const {
-    bool any = false, allMinimized = true;
-    const ManagedWindow* first = nullptr;
-    for (const ManagedWindow& w : windows) {
-      if (w.process != app.processIdentifier) continue;
-      any = true;
-      allMinimized = allMinimized && w.minimized;
-      if (!first) first = &w;
+  std::thread::id mainId_;
+  // Without the module: work queued for the main thread runs at runPending.
+  class Queue : public MainThread {
+   public:
+    bool isMainThread() const override { return true; }
+    void runSync(Work work) override { work(); }
+    void runAsync(Work work) override {
+      std::lock_guard lock(mutex_);
+      work_.push_back(std::move(work));
     }
-    if (!any) return;
-    app.activationPolicy = ActivationPolicy::regular;
-    app.hidden = allMinimized;
-    auto entry = launched_.entryOf(app.processIdentifier, windows);
-    if (!entry) entry = desktopEntryForWindowClass(first->instance, first->windowClass, app.executablePath);
-    if (entry) {
-      app.bundleIdentifier = entry->id;
-      app.bundlePath = entry->path;
-      if (!entry->name.empty()) app.localizedName = entry->name;
+    std::size_t runPending() override {
+      std::vector<Work> work;
+      {
+        std::lock_guard lock(mutex_);
+        work.swap(work_);
+      }
+      for (Work& w : work) w();
+      return work.size();
     }
-  }
 
-  // The process /proc/`name` when it is one of the user's with an
-  // executable (kernel threads have none).
-  static std::optional<RunningApplication> process(const std::string& name, uid_t me = ::getuid()) {
-    if (name.empty() || !std::all_of(name.begin(), name.end(), ::isdigit)) return std::nullopt;
-    const std::filesystem::path dir = std::filesystem::path("/proc") / name;
-    struct stat info {};
-    if (::stat(dir.c_str(), &info) != 0 || info.st_uid != me) return std::nullopt;
-    std::error_code linkError;
-    const auto exe = std::filesystem::read_symlink(dir / "exe", linkError);
-    if (linkError) return std::nullopt;
-    RunningApplication app;
-    app.processIdentifier = static_cast<ProcessId>(std::stol(name));
-    app.executablePath = exe.string();
-    app.bundlePath = exe.string();
-    app.localizedName = exe.filename().string();
-    app.activationPolicy = ActivationPolicy::prohibited;
-    return app;
-  }
-
-  std::vector<RunningApplication> processes() const {
-    std::vector<RunningApplication> apps;
-    std::error_code ec;
-    const uid_t me = ::getuid();
-    for (const auto& entry : std::filesystem::directory_iterator("/proc", ec))
-      if (auto app = process(entry.path().filename().string(), me)) apps.push_back(std::move(*app));
-    std::sort(apps.begin(), apps.end(), [](const auto& a, const auto& b) {
-      return a.processIdentifier < b.processIdentifier;
-    });
-    return apps;
-  }
-
- public:
-  bool activate(ProcessId pid, unsigned options) override {
-    if (!x11_ || pid <= 0) return false;
-    const auto before = frontmost();
-    forgetFront();
-    if (!activateProcessWindows(*x11_, pid, options & activation_options::allWindows)) return false;
-    // Said here, before the answer, so that whatever the caller does next
-    // already knows; the watch then finds it said.
-    if (before != pid) announceActivation(pid);
-    return true;
-  }
-  // Window managers have no cooperative activation: there is no front
-  // application to ask.
-  bool yieldActivation(ProcessId) override { return false; }
-  // An X11 application has no hiding of its own: hiding minimizes its
-  // windows, showing brings them back (and to the front).
-  bool hide(ProcessId pid) override {
-    forgetFront();
-    return x11_ && pid > 0 && minimizeProcessWindows(*x11_, pid);
-  }
-  bool unhide(ProcessId pid) override {
-    if (!x11_ || pid <= 0) return false;
-    const auto before = frontmost();
-    forgetFront();
-    if (!restoreProcessWindows(*x11_, pid)) return false;
-    if (before != pid && frontmost() == pid) announceActivation(pid);
-    return true;
-  }
-  Checked<void> setHiddenThroughAccessibility(ProcessId, bool) override {
-    return fail("Hiding through the accessibility interface needs macOS; on this desktop hiding minimizes the "
-                "application's windows.");
-  }
-  Checked<void> setHiddenThroughProcessManager(ProcessId, bool) override {
-    return fail("Hiding through the process manager needs macOS; on this desktop hiding minimizes the "
-                "application's windows.");
-  }
-  // The quit request of an X11 application is the close request to each of
-  // its windows (WM_DELETE_WINDOW), which it may answer by asking to save.
-  // Once all of them have closed within `timeout`, SIGTERM ends the process
-  // too: a program without windows has nothing left for the user, and many
-  // keep running in the background otherwise.
-  Checked<void> sendQuitEvent(ProcessId pid, std::chrono::milliseconds timeout) override {
-    if (!x11_) return fail("Apple events need macOS.");
-    if (pid <= 0) return fail("There is no application with process identifier " + std::to_string(pid) + ".");
-    const CloseRequest request = closeProcessWindows(*x11_, pid, timeout);
-    if (request.asked == 0) {
-      std::string message = "The application with process identifier ";
-      message += std::to_string(pid);
-      message += " has no window that can be asked to close.";
-      return fail(std::move(message));
-    }
-    if (request.allClosed) terminate(pid);
-    return {};
-  }
-  // The polite termination request is SIGTERM, which a program may catch;
-  // the forced one is SIGKILL.
-  bool terminate(ProcessId pid) override { return pid > 0 && ::kill(pid, SIGTERM) == 0; }
-  bool forceTerminate(ProcessId pid) override { return pid > 0 && ::kill(pid, SIGKILL) == 0; }
-
-  // An application here is a desktop entry (a ".desktop" file) or an
-  // executable. One that already runs is activated instead; a new one comes
-  // to the front as the window manager places it, whatever `activates` says,
-  // since a window manager gives new windows the focus as it sees fit.
-  Checked<void> openApplication(std::string_view path, const OpenConfiguration& configuration) override {
-    if (!x11_) return unavailable();
-    std::error_code ec;
-    const std::filesystem::path wanted = std::filesystem::path(path).lexically_normal();
-    const std::filesystem::path real = std::filesystem::canonical(wanted, ec);
-    for (const RunningApplication& app : runningApplications()) {
-      if (app.activationPolicy != ActivationPolicy::regular) continue;
-      const std::filesystem::path at(app.bundlePath);
-      if (at != wanted && (ec || at != real)) continue;
-      if (configuration.activates && !app.active) activate(app.processIdentifier, activation_options::ignoringOtherApps);
-      return {};
-    }
-    auto launched = launchApplication(path);
-    if (!launched) return fail(launched.error());
-    // An executable started by its path is named as any process is: by the
-    // entry that runs it, if one does.
-    if (auto entry = desktopEntryAt(path)) launched_.record(std::move(*entry), std::move(launched).value());
-    forgetFront();  // the entry may now name a process already described
-    return {};
-  }
-  // By desktop-file id, with or without ".desktop", or by the entry's name.
-  Checked<void> openApplicationWithBundleIdentifier(std::string_view bundleIdentifier,
-                                                    const OpenConfiguration& configuration) override {
-    if (!x11_) return unavailable();
-    const auto entry = installedDesktopEntry(bundleIdentifier);
-    if (!entry) {
-      std::string message = "No application “";
-      message += bundleIdentifier;
-      message += "” is installed.";
-      return fail(std::move(message));
-    }
-    return openApplication(entry->path, configuration);
-  }
-  std::optional<std::string> applicationPath(std::string_view bundleIdentifier) const override {
-    if (auto entry = installedDesktopEntry(bundleIdentifier)) return entry->path;
-    return std::nullopt;
-  }
-  Checked<void> openURL(std::string_view url) override { return openURIWithDefaultHandler(url); }
-  bool itemExists(std::string_view path) const override {
-    std::error_code ec;
-    return !path.empty() && std::filesystem::exists(std::filesystem::path(path), ec);
-  }
-
-  // Observers hear of the activations made through this workspace on the
-  // thread that made them, and of every other change of the front
-  // application (the user's click, Alt+Tab, another program) on the watch's
-  // thread, as the window manager makes it. The watch starts with the first
-  // observer.
-  ObserverToken addActivationObserver(ActivationObserver observer) override {
-    if (x11_) startWatch();
-    std::lock_guard lock(observersMutex_);
-    observers_.emplace_back(++lastToken_, std::move(observer));
-    return lastToken_;
-  }
-  void removeActivationObserver(ObserverToken token) override {
-    std::lock_guard lock(observersMutex_);
-    std::erase_if(observers_, [&](const auto& entry) { return entry.first == token; });
-  }
-
- private:
-  static Failure unavailable() {
-    return fail("Showing, hiding and opening applications is not available on this desktop in this build of Orla.");
-  }
-  // Once for each change of the front application, however many ways
-  // report it (the call that made it and the watch both do; without the
-  // watch the caller knows what was in front before). Observers are
-  // called in the order of the changes: the announcing lock is held while
-  // they run, so an observer must not activate applications itself.
-  void announceActivation(ProcessId pid) {
-    std::lock_guard announcing(announceMutex_);
-    announceLocked(pid);
-  }
-  void announceLocked(ProcessId pid) {
-    if (watch_ && lastAnnounced_ == pid) return;
-    const auto app = described(pid, true);
-    if (!app) return;
-    lastAnnounced_ = pid;
-    std::vector<ActivationObserver> observers;
-    {
-      std::lock_guard lock(observersMutex_);
-      for (const auto& entry : observers_) observers.push_back(entry.second);
-    }
-    for (const auto& observer : observers) observer(*app);
-  }
-
-  void startWatch() {
-    std::lock_guard announcing(announceMutex_);
-    if (watch_ || watchFailed_) return;
-    // What is in front now is known to whoever adds an observer; only a
-    // change is news.
-    lastAnnounced_ = frontmost();
-    // The front is read under the announcing lock: read before it, it could
-    // be older than an activation announced meanwhile, and be announced
-    // after it.
-    auto watch = ActiveWindowWatch::start([this] {
-      forgetFront();
-      std::lock_guard heard(announceMutex_);
-      if (const auto front = frontmost()) announceLocked(*front);
-    });
-    // Without the watch the observers still hear of Orla's own activations.
-    if (!watch) watchFailed_ = true;
-    else watch_ = std::move(watch).value();
-  }
-
-  std::shared_ptr<X11Connection> x11_;
-  LaunchedApplications launched_;
-  // The last description of the front application: for the active window
-  // it was read for, until an activation (ours or the watch's) is heard.
-  struct FrontCache {
-    XWindow window;
-    unsigned long generation;
-    RunningApplication app;
-  };
-  mutable std::mutex frontMutex_;
-  mutable std::optional<FrontCache> front_;
-  std::atomic<unsigned long> frontGeneration_{0};
-  std::mutex observersMutex_;
-  ObserverToken lastToken_ = 0;
-  std::vector<std::pair<ObserverToken, ActivationObserver>> observers_;
-  std::mutex announceMutex_;
-  std::optional<ProcessId> lastAnnounced_;
-  bool watchFailed_ = false;
-  // Last, so that it stops before the members its thread uses go.
-  std::unique_ptr<ActiveWindowWatch> watch_;
+   private:
+    std::mutex mutex_;
+    std::vector<Work> work_;
+  } queued_;
+  std::once_flag once_;
+  std::unique_ptr<MainThread> real_;
+  std::atomic<MainThread*> made_{nullptr};
 };
 
 // The host's identity: ORLA_HOST_BUNDLE_ID names it when an embedding
@@ -393,114 +180,184 @@ bool hasSoundServer() {
   return runtime && *runtime && std::filesystem::exists(std::filesystem::path(runtime) / "pulse" / "native", ec);
 }
 
+// Whether the desktop's notification settings (do not disturb) are
+// installed: whether a compiled settings schema file of the session names
+// the schema and its key, in the folders GSettings reads (its extra folders,
+// the user's, the system's). Asking GSettings itself would load GIO at every
+// start of `orla list`; the focus service asks it again when used.
+bool hasNotificationSettingsSchema() {
+  std::vector<std::filesystem::path> folders;
+  auto addAll = [&](const char* list, const char* below) {
+    if (!list || !*list) return;
+    std::string_view rest(list);
+    while (!rest.empty()) {
+      const auto colon = rest.find(':');
+      if (const auto one = rest.substr(0, colon); !one.empty()) folders.push_back(std::filesystem::path(one) / below);
+      if (colon == std::string_view::npos) break;
+      rest.remove_prefix(colon + 1);
+    }
+  };
+  addAll(std::getenv("GSETTINGS_SCHEMA_DIR"), "");
+  if (const char* data = std::getenv("XDG_DATA_HOME"); data && *data) addAll(data, "glib-2.0/schemas");
+  else if (const char* home = std::getenv("HOME"); home && *home)
+    folders.push_back(std::filesystem::path(home) / ".local/share/glib-2.0/schemas");
+  const char* system = std::getenv("XDG_DATA_DIRS");
+  addAll(system && *system ? system : "/usr/local/share/:/usr/share/", "glib-2.0/schemas");
+  for (const auto& folder : folders) {
+    std::ifstream in(folder / "gschemas.compiled", std::ios::binary);
+    if (!in) continue;
+    const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    if (bytes.find("org.gnome.desktop.notifications") != std::string::npos &&
+        bytes.find("show-banners") != std::string::npos)
+      return true;
+  }
+  return false;
+}
+
+}  // namespace
+
 }  // namespace linux_desktop
 
 namespace {
 
+using Service = Platform::Service;
+
+// The desktop module's four parts, as deferred parts of the platform.
+std::vector<Platform::DeferredPart> desktopParts(linux_desktop::DeferredMainThread& mainThread, bool connect) {
+  const bool sessionBus = linux_desktop::hasSessionBus();
+  std::vector<Platform::DeferredPart> parts;
+  parts.push_back({{Service::workspace, Service::files, Service::fileWorkspace, Service::fileManager,
+                    Service::settingsPanes, Service::outputVolume, Service::sounds, Service::speech,
+                    Service::networkVolumes, Service::networkLocations, Service::sessionControl,
+                    Service::keychain, Service::focusModes},
+                   {},
+                   [&mainThread, connect, sessionBus](Platform::Services& services, std::set<Capability>& offered) {
+                     const auto& module = linux_desktop::desktopModule();
+                     MainThread* loop = mainThread.real();
+                     if (!module.entries || !loop) {
+                       services.workspace = linux_desktop::makeModuleMissingWorkspace(module.problem);
+                       services.files = linux_desktop::makeModuleMissingFiles(module.problem);
+                       services.fileWorkspace = linux_desktop::makeModuleMissingFileWorkspace(module.problem);
+                       services.fileManager = linux_desktop::makeModuleMissingFileManager(module.problem);
+                       return;
+                     }
+                     module.entries->addServices(services, offered, *loop, connect, sessionBus);
+                   }});
+  // Without DISPLAY there is no X server to reach: the X11 parts would only
+  // load the module to find that out.
+  const char* display = std::getenv("DISPLAY");
+  if (!connect || !display || !*display) return parts;
+  // The clipboard and the accessibility bus come only with the window
+  // system, and the bus adds to its accessibility.
+  auto windowSystem = std::make_shared<bool>(false);
+  parts.push_back({{Service::keyboard, Service::mouse, Service::displays, Service::accessibility,
+                    Service::workspace, Service::alerts, Service::popupMenus},
+                   {Capability::keyboardEvents, Capability::mouseEvents, Capability::displays,
+                    Capability::accessibility, Capability::applicationControl, Capability::alerts,
+                    Capability::popUpMenus},
+                   [&mainThread, windowSystem](Platform::Services& services, std::set<Capability>& offered) {
+                     const auto& module = linux_desktop::desktopModule();
+                     if (MainThread* loop = mainThread.real(); module.entries && loop)
+                       module.entries->addWindowSystem(services, offered, *loop);
+                     *windowSystem = offered.count(Capability::accessibility) > 0;
+                   }});
+  parts.push_back({{Service::pasteboard},
+                   {Capability::pasteboard},
+                   [windowSystem](Platform::Services& services, std::set<Capability>& offered) {
+                     if (const auto& module = linux_desktop::desktopModule(); module.entries && *windowSystem)
+                       module.entries->addClipboard(services, offered);
+                   }});
+  parts.push_back({{Service::accessibility},
+                   {Capability::menuBars},
+                   [windowSystem](Platform::Services& services, std::set<Capability>& offered) {
+                     if (const auto& module = linux_desktop::desktopModule(); module.entries && *windowSystem)
+                       module.entries->addAccessibilityBus(services, offered);
+                   }});
+  return parts;
+}
+
 // `connect`: whether to reach the window system, the accessibility bus and
-// the desktop's settings at the start. Without, the platform is the one for
-// checking actions: it costs no connection at the start of `orla
-// validate`, its desktop services say they are not available, and the
-// keyring (which an action's check may ask for its key) connects when asked.
+// the desktop's settings when first needed. Without, the platform is the
+// one for checking actions: its desktop services say they are not
+// available, and the keyring (which an action's check may ask for its key)
+// connects when asked.
 std::shared_ptr<Platform> makeLinuxPlatform(bool connect) {
   Platform::Services services;
   services.clock = std::make_unique<posix::PosixClock>();
   services.notifications = std::make_unique<LocalNotificationCenter>();
-  auto mainThread = std::make_unique<linux_desktop::GLibMainThread>();
-  linux_desktop::GLibMainThread& glibMainThread = *mainThread;
+  auto mainThread = std::make_unique<linux_desktop::DeferredMainThread>();
+  linux_desktop::DeferredMainThread& deferredMainThread = *mainThread;
   services.mainThread = std::move(mainThread);
   services.scheduler = std::make_unique<ThreadScheduler>();
-  services.pasteboard = std::make_unique<UnavailablePasteboard>();
-  services.keyboard = std::make_unique<UnavailableKeyboardEvents>();
-  services.workspace = std::make_unique<linux_desktop::ProcWorkspace>();
-  services.accessibility = std::make_unique<UnavailableAccessibility>();
   services.environment = std::make_unique<posix::PosixEnvironment>();
-  services.files = linux_desktop::makeGioFiles();
   services.host = std::make_unique<linux_desktop::ProcessHost>();
-  services.scripting = std::make_unique<UnavailableScripting>();
-  services.popupMenus = std::make_unique<UnavailablePopupMenus>();
-  services.alerts = std::make_unique<UnavailableAlerts>();
   services.userDefaults = std::make_unique<MemoryUserDefaults>();
   services.http = std::make_unique<posix::CurlHttp>();
-  // The keyring is the Secret Service on the session bus, when there is one.
-  services.keychain = std::make_unique<UnavailableKeychain>();
   services.processes = std::make_unique<posix::PosixProcesses>();
-  // Mouse events, screens and the accessibility tree come with the X11
-  // desktop below.
-  services.mouse = std::make_unique<UnavailableMouseEvents>();
-  services.displays = std::make_unique<UnavailableDisplays>();
-  services.fileWorkspace = linux_desktop::makeGioFileWorkspace();
-  services.fileManager = linux_desktop::makeGioFileManager();
   services.printers = linux_desktop::makeCupsPrinters();
   // The engine lives in its worker, so nothing of it loads here.
   services.javaScript = posix::makeWorkerJavaScriptRunner();
-  services.settingsPanes = linux_desktop::makeDesktopSettingsPanes();
-  std::set<Capability> capabilities{Capability::workspace, Capability::http, Capability::processes,
-                                    Capability::trash, Capability::recentDocuments, Capability::printers,
-                                    Capability::settingsPanes, Capability::javaScript};
-  // The sound server is asked on first use; without one the volume
-  // commands say that it did not answer.
-  services.outputVolume = linux_desktop::makePulseVolumeControl();
-  services.sounds = linux_desktop::makePulseSounds();
-  capabilities.insert(Capability::outputVolume);
+  // Placeholders until the desktop module's parts replace them; nobody
+  // sees them, since asking for one of these services loads its part.
+  services.pasteboard = std::make_unique<UnavailablePasteboard>();
+  services.keyboard = std::make_unique<UnavailableKeyboardEvents>();
+  services.accessibility = std::make_unique<UnavailableAccessibility>();
+  services.scripting = std::make_unique<UnavailableScripting>();
+  services.popupMenus = std::make_unique<UnavailablePopupMenus>();
+  services.alerts = std::make_unique<UnavailableAlerts>();
+  services.keychain = std::make_unique<UnavailableKeychain>();
+  services.sounds = std::make_unique<UnavailableSounds>();
+  services.mouse = std::make_unique<UnavailableMouseEvents>();
+  services.displays = std::make_unique<UnavailableDisplays>();
+  // What the desktop's services can do is known from here: a session bus,
+  // a sound server, the settings schemas. The X11 desktop is decided by its
+  // parts.
+  std::set<Capability> capabilities{Capability::workspace,      Capability::http,
+                                    Capability::processes,      Capability::trash,
+                                    Capability::recentDocuments, Capability::printers,
+                                    Capability::settingsPanes,  Capability::javaScript,
+                                    Capability::outputVolume,   Capability::speech,
+                                    Capability::networkLocations, Capability::sessionControl};
   if (linux_desktop::hasSoundServer()) capabilities.insert(Capability::sound);
-  // espeak-ng loads with the first speech; without a sound server that
-  // speech says so.
-  services.speech = linux_desktop::makeEspeakSpeech();
-  capabilities.insert(Capability::speech);
-  // Do not disturb is GNOME's notification setting, where the schemas
-  // have it.
-  if (connect && linux_desktop::hasDoNotDisturbSetting()) {
-    services.focusModes = linux_desktop::makeGSettingsFocusModes();
-    capabilities.insert(Capability::focusModes);
-  }
-  // GVfs mounts on the session bus and NetworkManager on the system bus,
-  // each reached when asked: without them the action says so.
-  if (linux_desktop::hasSessionBus()) {
-    services.networkVolumes = linux_desktop::makeGioNetworkVolumes(glibMainThread);
-    capabilities.insert(Capability::networkVolumes);
-  }
-  services.networkLocations = linux_desktop::makeNetworkManagerLocations();
-  capabilities.insert(Capability::networkLocations);
-  // The login manager, the screen saver and GIO, each found when asked.
-  services.sessionControl = linux_desktop::makeLinuxSessionControl();
-  capabilities.insert(Capability::sessionControl);
-  // Kept for checking too: an action checks that its key is in the keyring,
-  // and the keyring connects only when first asked.
-  if (linux_desktop::hasSessionBus()) {
-    services.keychain = linux_desktop::makeSecretServiceKeychain();
-    capabilities.insert(Capability::keychain);
-  }
-  using X11 = Checked<std::shared_ptr<linux_desktop::X11Connection>>;
-  if (auto x11 = connect ? linux_desktop::X11Connection::open() : X11(fail(std::string("not connected")))) {
-    services.keyboard = linux_desktop::makeX11KeyboardEvents(*x11);
-    services.mouse = linux_desktop::makeX11MouseEvents(*x11);
-    services.displays = linux_desktop::makeX11Displays(*x11);
-    services.accessibility = linux_desktop::makeX11Accessibility(*x11);
-    services.workspace = std::make_unique<linux_desktop::ProcWorkspace>(*x11);
-    capabilities.insert({Capability::keyboardEvents, Capability::mouseEvents, Capability::displays,
-                         Capability::accessibility, Capability::applicationControl});
-    // Menus and the rest of an application's own interface come over the
-    // accessibility bus, when the session has one.
-    if (auto bus = linux_desktop::AtspiBus::connect()) {
-      services.accessibility = linux_desktop::makeAtspiAccessibility(std::move(services.accessibility), std::move(bus));
-      capabilities.insert(Capability::menuBars);
-    }
-    // GTK itself starts only when the first message or menu is shown.
-    services.alerts = linux_desktop::makeGtkAlerts(glibMainThread);
-    services.popupMenus = linux_desktop::makeGtkPopupMenus(glibMainThread);
-    capabilities.insert({Capability::alerts, Capability::popUpMenus});
-    if (auto clipboard = linux_desktop::makeX11Pasteboard()) {
-      services.pasteboard = std::move(clipboard.value());
-      capabilities.insert(Capability::pasteboard);
-    }
-  }
-  return std::make_shared<Platform>("linux", std::move(services), std::move(capabilities));
+  if (linux_desktop::hasSessionBus()) capabilities.insert({Capability::networkVolumes, Capability::keychain});
+  if (connect && linux_desktop::hasNotificationSettingsSchema()) capabilities.insert(Capability::focusModes);
+  auto parts = desktopParts(deferredMainThread, connect);
+  return std::make_shared<Platform>("linux", std::move(services), std::move(capabilities), std::move(parts));
 }
 
 }  // namespace
 
 std::shared_ptr<Platform> makeNativePlatform() { return makeLinuxPlatform(true); }
 std::shared_ptr<Platform> makeNativeCheckingPlatform() { return makeLinuxPlatform(false); }
+
+Checked<std::unique_ptr<GlobalHotkeys>> openNativeGlobalHotkeys() {
+  const auto& module = linux_desktop::desktopModule();
+  if (!module.entries) return fail(module.problem);
+  std::string problem;
+  if (GlobalHotkeys* hotkeys = module.entries->openHotkeys(&problem)) return std::unique_ptr<GlobalHotkeys>(hotkeys);
+  return fail(std::move(problem));
+}
+
+namespace {
+
+// The daemon's desktop without the module: it says which module is missing.
+class MissingHostDesktop : public HostDesktop {
+ public:
+  explicit MissingHostDesktop(std::string problem) : problem_(std::move(problem)) {}
+  Checked<void> showNotice(const std::string&, const std::string&) override { return fail(problem_); }
+  Checked<void> openInTextEditor(const std::filesystem::path&) override { return fail(problem_); }
+  Checked<void> openFolder(const std::filesystem::path&) override { return fail(problem_); }
+
+ private:
+  std::string problem_;
+};
+
+}  // namespace
+
+std::unique_ptr<HostDesktop> makeNativeHostDesktop() {
+  const auto& module = linux_desktop::desktopModule();
+  if (!module.entries) return std::make_unique<MissingHostDesktop>(module.problem);
+  return std::unique_ptr<HostDesktop>(module.entries->makeHostDesktop());
+}
 
 }  // namespace orla

@@ -232,9 +232,3 @@ Checked<std::unique_ptr<GlobalHotkeys>> openX11GlobalHotkeys() {
 }
 
 }  // namespace orla::linux_desktop
-
-namespace orla {
-
-Checked<std::unique_ptr<GlobalHotkeys>> openNativeGlobalHotkeys() { return linux_desktop::openX11GlobalHotkeys(); }
-
-}  // namespace orla

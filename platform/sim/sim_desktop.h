@@ -359,8 +359,10 @@ class SimDesktop {
   SimFinder finder_;
 };
 
-// A Platform whose every service is backed by `desktop`.
-std::shared_ptr<Platform> makeSimPlatform(std::shared_ptr<SimDesktop> desktop);
+// A Platform whose every service is backed by `desktop`; `deferred`, for
+// the tests of deferred parts, names some of them as loaded later.
+std::shared_ptr<Platform> makeSimPlatform(std::shared_ptr<SimDesktop> desktop,
+                                          std::vector<Platform::DeferredPart> deferred = {});
 
 // "/Applications/Safari.app/" and "/Applications/./Safari.app" are one
 // bundle: the path without dot segments and trailing slashes.

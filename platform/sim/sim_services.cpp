@@ -279,7 +279,8 @@ class SimUserDefaults : public UserDefaults {
 
 }  // namespace
 
-std::shared_ptr<Platform> makeSimPlatform(std::shared_ptr<SimDesktop> desktop) {
+std::shared_ptr<Platform> makeSimPlatform(std::shared_ptr<SimDesktop> desktop,
+                                          std::vector<Platform::DeferredPart> deferred) {
   Platform::Services services;
   services.clock = std::make_unique<SimClock>(desktop);
   services.notifications = std::make_unique<SimNotificationCenter>(desktop);
@@ -323,7 +324,8 @@ std::shared_ptr<Platform> makeSimPlatform(std::shared_ptr<SimDesktop> desktop) {
                            Capability::recentDocuments, Capability::printers, Capability::menuBars,
                            Capability::settingsPanes, Capability::javaScript, Capability::speech,
                            Capability::focusModes, Capability::networkVolumes,
-                           Capability::networkLocations});
+                           Capability::networkLocations},
+      std::move(deferred));
 }
 
 }  // namespace orla::sim

@@ -146,12 +146,16 @@ class UnavailablePlugin : public ActionPlugin {
 
 PluginRegistry::PluginRegistry() : PluginRegistry(Platform::current()) {}
 
-PluginRegistry::PluginRegistry(std::shared_ptr<Platform> platform) {
-  plugins_.reserve(kTable.size());
-  for (const Row& row : kTable) {
-    if (row.factory) plugins_.push_back(row.factory(platform));
-    else plugins_.push_back(std::make_unique<UnavailablePlugin>(row.info.pluginClass));
-  }
+PluginRegistry::PluginRegistry(std::shared_ptr<Platform> platform, Making making)
+    : platform_(std::move(platform)), onFirstUse_(making == Making::onFirstUse) {
+  plugins_.resize(kTable.size());
+  if (onFirstUse_) return;
+  for (std::size_t row = 0; row < kTable.size(); ++row) plugins_[row] = make(row);
+}
+
+std::unique_ptr<ActionPlugin> PluginRegistry::make(std::size_t row) const {
+  if (kTable[row].factory) return kTable[row].factory(platform_);
+  return std::make_unique<UnavailablePlugin>(kTable[row].info.pluginClass);
 }
 
 PluginRegistry::~PluginRegistry() = default;
@@ -162,7 +166,11 @@ ActionPlugin* PluginRegistry::find(std::string_view pluginClass) const {
                                return info.pluginClass < key;
                              });
   if (it == kInfos.end() || it->pluginClass != pluginClass) return nullptr;
-  return plugins_[static_cast<size_t>(it - kInfos.begin())].get();
+  const auto row = static_cast<std::size_t>(it - kInfos.begin());
+  if (!onFirstUse_) return plugins_[row].get();
+  std::lock_guard lock(making_);
+  if (!plugins_[row]) plugins_[row] = make(row);
+  return plugins_[row].get();
 }
 
 std::span<const PluginInfo> PluginRegistry::table() { return kInfos; }

@@ -47,6 +47,10 @@ int checkShortcutFolder(std::shared_ptr<Platform> platform, const std::filesyste
 
 int runDaemon(std::shared_ptr<Platform> platform, const std::filesystem::path& folder) {
   DaemonLog log(std::cerr, DaemonLog::standardErrorIsJournal());
+  // The desktop's window system first, as when it connected at the start:
+  // the hotkeys set up their own handling of X errors (a combination
+  // another program holds) after it, not before.
+  platform->supports(Capability::keyboardEvents);
   auto hotkeys = openNativeGlobalHotkeys();
   if (!hotkeys) {
     // Hotkeys on Wayland would come from the desktop's global shortcuts

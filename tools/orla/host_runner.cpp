@@ -5,10 +5,10 @@
 
 namespace orla::cli {
 
-HostRunner::HostRunner(std::shared_ptr<Platform> platform, Output& output)
+HostRunner::HostRunner(std::shared_ptr<Platform> platform, Output& output, PluginRegistry::Making making)
     : platform_(std::move(platform)),
       output_(output),
-      registry_(platform_),
+      registry_(platform_, making),
       words_(DesktopWords::of(platform_->name())) {
   observer_ = platform_->notifications().addObserver(
       std::string(OrlaPlugin::notificationName), [this](const Notification& n) {

@@ -28,7 +28,8 @@ class HostRunner {
   // times a level would otherwise start a hundred million.
   static constexpr int kMaxActions = 10000;
 
-  HostRunner(std::shared_ptr<Platform> platform, Output& output);
+  HostRunner(std::shared_ptr<Platform> platform, Output& output,
+             PluginRegistry::Making making = PluginRegistry::Making::atOnce);
   ~HostRunner();
   HostRunner(const HostRunner&) = delete;
   HostRunner& operator=(const HostRunner&) = delete;

@@ -200,7 +200,11 @@ int realMain(int argc, char** argv) {
     }
 
     // Every input is read and checked before anything acts or is written.
-    HostRunner host(platform, output);
+    // One action, and the process ends: only its plugin is made (a shell
+    // command does not start following the front application).
+    const bool oneAction = validate->parsed() || run->parsed();
+    HostRunner host(platform, output,
+                    oneAction ? PluginRegistry::Making::onFirstUse : PluginRegistry::Making::atOnce);
     host.setKeepGoing(keepGoing);
     ActionData data;
     std::optional<Shortcut> single;

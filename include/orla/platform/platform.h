@@ -5,10 +5,15 @@
 
 #include <orla/export.h>
 
+#include <atomic>
+#include <cstdint>
+#include <functional>
 #include <memory>
+#include <mutex>
 #include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <orla/platform/accessibility.h>
 #include <orla/platform/alerts.h>
@@ -125,45 +130,194 @@ class Platform {
     std::unique_ptr<NetworkLocations> networkLocations;
   };
 
-  Platform(std::string name, Services services, std::set<Capability> capabilities);
+  // Each service of `Services`, as a deferred part names the ones it brings.
+  enum class Service : unsigned {
+    clock,
+    notifications,
+    mainThread,
+    scheduler,
+    pasteboard,
+    keyboard,
+    workspace,
+    accessibility,
+    environment,
+    files,
+    host,
+    scripting,
+    popupMenus,
+    alerts,
+    userDefaults,
+    http,
+    keychain,
+    processes,
+    sounds,
+    mouse,
+    displays,
+    fileWorkspace,
+    fileManager,
+    printers,
+    settingsPanes,
+    outputVolume,
+    sessionControl,
+    javaScript,
+    speech,
+    focusModes,
+    networkVolumes,
+    networkLocations,
+  };
+
+  // A part of a backend whose libraries or connections cost more than a
+  // short run should pay at its start (a window system, a bus, a toolkit):
+  // it is loaded the first time one of its services is handed out or one of
+  // the capabilities it decides is asked about. Until then the services it
+  // names hold placeholders that nobody sees; `load` replaces them and adds
+  // the capabilities it can offer (only those among `decides` count). Parts
+  // load in order: asking for one loads those before it first. A service
+  // named by several parts is handed out once the last of them has loaded.
+  struct DeferredPart {
+    std::vector<Service> services;
+    std::set<Capability> decides;
+    std::function<void(Services&, std::set<Capability>&)> load;
+  };
+
+  Platform(std::string name, Services services, std::set<Capability> capabilities,
+           std::vector<DeferredPart> deferred = {});
 
   // "sim", "linux", "macos": for diagnostics only.
   const std::string& name() const { return name_; }
+  // Thread safety: the accessors and `supports` may be called from any
+  // thread; the first that needs a deferred part loads it, the others wait.
   bool supports(Capability capability) const;
 
-  Clock& clock() const { return *services_.clock; }
-  NotificationCenter& notifications() const { return *services_.notifications; }
-  MainThread& mainThread() const { return *services_.mainThread; }
-  Scheduler& scheduler() const { return *services_.scheduler; }
-  Pasteboard& pasteboard() const { return *services_.pasteboard; }
-  KeyboardEvents& keyboard() const { return *services_.keyboard; }
-  Workspace& workspace() const { return *services_.workspace; }
-  Accessibility& accessibility() const { return *services_.accessibility; }
-  Environment& environment() const { return *services_.environment; }
-  Files& files() const { return *services_.files; }
-  Host& host() const { return *services_.host; }
-  Scripting& scripting() const { return *services_.scripting; }
-  PopupMenus& popupMenus() const { return *services_.popupMenus; }
-  Alerts& alerts() const { return *services_.alerts; }
-  UserDefaults& userDefaults() const { return *services_.userDefaults; }
-  Http& http() const { return *services_.http; }
-  Keychain& keychain() const { return *services_.keychain; }
-  Processes& processes() const { return *services_.processes; }
-  Sounds& sounds() const { return *services_.sounds; }
-  MouseEvents& mouse() const { return *services_.mouse; }
-  Displays& displays() const { return *services_.displays; }
-  FileWorkspace& fileWorkspace() const { return *services_.fileWorkspace; }
-  FileManager& fileManager() const { return *services_.fileManager; }
-  Printers& printers() const { return *services_.printers; }
-  SettingsPanes& settingsPanes() const { return *services_.settingsPanes; }
-  OutputVolumeControl& outputVolume() const { return *services_.outputVolume; }
-  SessionControl& sessionControl() const { return *services_.sessionControl; }
+  Clock& clock() const {
+    settle(Service::clock);
+    return *services_.clock;
+  }
+  NotificationCenter& notifications() const {
+    settle(Service::notifications);
+    return *services_.notifications;
+  }
+  MainThread& mainThread() const {
+    settle(Service::mainThread);
+    return *services_.mainThread;
+  }
+  Scheduler& scheduler() const {
+    settle(Service::scheduler);
+    return *services_.scheduler;
+  }
+  Pasteboard& pasteboard() const {
+    settle(Service::pasteboard);
+    return *services_.pasteboard;
+  }
+  KeyboardEvents& keyboard() const {
+    settle(Service::keyboard);
+    return *services_.keyboard;
+  }
+  Workspace& workspace() const {
+    settle(Service::workspace);
+    return *services_.workspace;
+  }
+  Accessibility& accessibility() const {
+    settle(Service::accessibility);
+    return *services_.accessibility;
+  }
+  Environment& environment() const {
+    settle(Service::environment);
+    return *services_.environment;
+  }
+  Files& files() const {
+    settle(Service::files);
+    return *services_.files;
+  }
+  Host& host() const {
+    settle(Service::host);
+    return *services_.host;
+  }
+  Scripting& scripting() const {
+    settle(Service::scripting);
+    return *services_.scripting;
+  }
+  PopupMenus& popupMenus() const {
+    settle(Service::popupMenus);
+    return *services_.popupMenus;
+  }
+  Alerts& alerts() const {
+    settle(Service::alerts);
+    return *services_.alerts;
+  }
+  UserDefaults& userDefaults() const {
+    settle(Service::userDefaults);
+    return *services_.userDefaults;
+  }
+  Http& http() const {
+    settle(Service::http);
+    return *services_.http;
+  }
+  Keychain& keychain() const {
+    settle(Service::keychain);
+    return *services_.keychain;
+  }
+  Processes& processes() const {
+    settle(Service::processes);
+    return *services_.processes;
+  }
+  Sounds& sounds() const {
+    settle(Service::sounds);
+    return *services_.sounds;
+  }
+  MouseEvents& mouse() const {
+    settle(Service::mouse);
+    return *services_.mouse;
+  }
+  Displays& displays() const {
+    settle(Service::displays);
+    return *services_.displays;
+  }
+  FileWorkspace& fileWorkspace() const {
+    settle(Service::fileWorkspace);
+    return *services_.fileWorkspace;
+  }
+  FileManager& fileManager() const {
+    settle(Service::fileManager);
+    return *services_.fileManager;
+  }
+  Printers& printers() const {
+    settle(Service::printers);
+    return *services_.printers;
+  }
+  SettingsPanes& settingsPanes() const {
+    settle(Service::settingsPanes);
+    return *services_.settingsPanes;
+  }
+  OutputVolumeControl& outputVolume() const {
+    settle(Service::outputVolume);
+    return *services_.outputVolume;
+  }
+  SessionControl& sessionControl() const {
+    settle(Service::sessionControl);
+    return *services_.sessionControl;
+  }
   // Only with the capability `javaScript`.
-  JavaScriptRunner& javaScript() const { return *services_.javaScript; }
-  SpeechSynthesizer& speech() const { return *services_.speech; }
-  FocusModes& focusModes() const { return *services_.focusModes; }
-  NetworkVolumes& networkVolumes() const { return *services_.networkVolumes; }
-  NetworkLocations& networkLocations() const { return *services_.networkLocations; }
+  JavaScriptRunner& javaScript() const {
+    settle(Service::javaScript);
+    return *services_.javaScript;
+  }
+  SpeechSynthesizer& speech() const {
+    settle(Service::speech);
+    return *services_.speech;
+  }
+  FocusModes& focusModes() const {
+    settle(Service::focusModes);
+    return *services_.focusModes;
+  }
+  NetworkVolumes& networkVolumes() const {
+    settle(Service::networkVolumes);
+    return *services_.networkVolumes;
+  }
+  NetworkLocations& networkLocations() const {
+    settle(Service::networkLocations);
+    return *services_.networkLocations;
+  }
 
   // The process default: the native desktop unless a host or a test put
   // another platform in its place.
@@ -171,9 +325,25 @@ class Platform {
   static void setCurrent(std::shared_ptr<Platform> platform);
 
  private:
+  static constexpr std::uint64_t bit(Service service) { return std::uint64_t{1} << static_cast<unsigned>(service); }
+  static constexpr std::uint64_t bit(Capability capability) {
+    return std::uint64_t{1} << static_cast<unsigned>(capability);
+  }
+  void settle(Service service) const {
+    if (pendingServices_.load(std::memory_order_acquire) & bit(service)) loadDeferred(bit(service), 0);
+  }
+  // Loads the parts up to the last pending one that brings `services` or
+  // decides `capabilities`.
+  void loadDeferred(std::uint64_t services, std::uint64_t capabilities) const;
+
   std::string name_;
-  Services services_;
-  std::set<Capability> capabilities_;
+  mutable Services services_;
+  mutable std::atomic<std::uint64_t> capabilities_{0};
+  mutable std::vector<DeferredPart> deferred_;
+  mutable std::size_t loadedParts_ = 0;
+  mutable std::atomic<std::uint64_t> pendingServices_{0};
+  mutable std::atomic<std::uint64_t> pendingCapabilities_{0};
+  mutable std::mutex loading_;
 };
 
 // The native desktop of the system this was built for.

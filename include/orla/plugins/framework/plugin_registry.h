@@ -6,6 +6,7 @@
 #include <orla/export.h>
 
 #include <memory>
+#include <mutex>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -23,8 +24,14 @@ struct PluginInfo {
 
 class PluginRegistry {
  public:
+  // When the plugins are made: all at once (a host that runs for a while:
+  // the application plugin follows the front application from its start),
+  // or each the first time it is looked up (a host that runs one action and
+  // ends, which then pays only for that action's plugin).
+  enum class Making { atOnce, onFirstUse };
+
   PluginRegistry();
-  explicit PluginRegistry(std::shared_ptr<Platform> platform);
+  explicit PluginRegistry(std::shared_ptr<Platform> platform, Making making = Making::atOnce);
   ~PluginRegistry();
 
   // The plugin serving `pluginClass`; null for a kind not in the table.
@@ -39,7 +46,12 @@ class PluginRegistry {
   static bool worksOn(const Platform& platform, std::string_view pluginClass);
 
  private:
-  std::vector<std::unique_ptr<ActionPlugin>> plugins_;  // in table order
+  std::unique_ptr<ActionPlugin> make(std::size_t row) const;
+
+  std::shared_ptr<Platform> platform_;
+  bool onFirstUse_ = false;
+  mutable std::mutex making_;  // with onFirstUse_
+  mutable std::vector<std::unique_ptr<ActionPlugin>> plugins_;  // in table order
 };
 
 // Calls the plugin and turns anything that escapes it (memory exhaustion, a
