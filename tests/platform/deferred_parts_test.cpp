@@ -99,7 +99,7 @@ TEST(DeferredParts, ManyThreadsAskingLoadOnce) {
 }
 
 // A host that runs one action makes only its plugin: a shell command does
-// not load the part the application plugin's following of the front
+// not load what the application plugin's following of the front
 // application needs; making every plugin at once does.
 TEST(DeferredParts, RegistryOnFirstUseMakesOnlyWhatItFinds) {
   {

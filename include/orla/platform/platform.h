@@ -332,7 +332,7 @@ class Platform {
   void settle(Service service) const {
     if (pendingServices_.load(std::memory_order_acquire) & bit(service)) loadDeferred(bit(service), 0);
   }
-  // Loads the parts up to the last pending one that brings `services` or
+  // Loads every pending part up to the last one that brings `services` or
   // decides `capabilities`.
   void loadDeferred(std::uint64_t services, std::uint64_t capabilities) const;
 
