@@ -535,11 +535,14 @@ std::optional<std::string> regexError(std::string_view pattern, std::string_view
   return std::nullopt;
 }
 
-Checked<std::string> regexReplace(std::string_view text, std::string_view pattern, std::string_view replacement,
-                                  std::size_t windowBytes) {
-  // ICU reads invalid bytes as U+FFFD, and so did the result: such text
-  // (rare: it came from outside) is repaired first, so that the offsets of
-  // the two forms correspond.
+namespace {
+
+// Runs `use(text, search)` over a windowed search of `text` for `pattern`.
+// ICU reads invalid bytes as U+FFFD, and so did the result: such text (rare:
+// it came from outside) is repaired first, so that the offsets of the two
+// forms correspond, and `use` is given the repaired text.
+template <typename Use>
+Checked<std::string> searching(std::string_view text, std::string_view pattern, std::size_t windowBytes, Use use) {
   std::string repaired;
   if (!isValidUtf8(text)) {
     repaired = utf8String(unicodeString(text));
@@ -548,50 +551,53 @@ Checked<std::string> regexReplace(std::string_view text, std::string_view patter
   const auto compiled = compile(pattern);
   if (!compiled) return fail(invalidPattern(pattern));
   Utf8RegexSearch search(text, *compiled, pattern, kRegexTimeLimit, windowBytes);
-  auto pieces = parseTemplate(replacement, pattern, search.groupCount());
-  if (!pieces) return fail(pieces.error());
-  UErrorCode status = U_ZERO_ERROR;
-  std::string result;
-  std::size_t copiedTo = 0;
-  const auto append = [&](std::size_t from, std::size_t to) { result.append(text.data() + from, to - from); };
-  while (search.next(status)) {
-    if (result.size() > kTextSizeLimit) return fail(replacedTooLarge());
-    if (result.empty()) result.reserve(text.size() + text.size() / 8);
-    const std::size_t start = search.start(0, status);
-    const std::size_t end = search.end(0, status);
-    append(copiedTo, start);
-    for (const TemplatePiece& piece : *pieces) {
-      if (piece.group < 0) {
-        result += piece.literal;
-      } else if (const std::size_t from = search.start(piece.group, status); from != std::string_view::npos) {
-        // A group that took part in the match.
-        append(from, search.end(piece.group, status));
+  return use(text, search);
+}
+
+}  // namespace
+
+Checked<std::string> regexReplace(std::string_view text, std::string_view pattern, std::string_view replacement,
+                                  std::size_t windowBytes) {
+  return searching(text, pattern, windowBytes, [&](std::string_view searched, Utf8RegexSearch& search) -> Checked<std::string> {
+    auto pieces = parseTemplate(replacement, pattern, search.groupCount());
+    if (!pieces) return fail(pieces.error());
+    UErrorCode status = U_ZERO_ERROR;
+    std::string result;
+    std::size_t copiedTo = 0;
+    const auto append = [&](std::size_t from, std::size_t to) { result.append(searched.data() + from, to - from); };
+    while (search.next(status)) {
+      if (result.size() > kTextSizeLimit) return fail(replacedTooLarge());
+      if (result.empty()) result.reserve(searched.size() + searched.size() / 8);
+      const std::size_t start = search.start(0, status);
+      const std::size_t end = search.end(0, status);
+      append(copiedTo, start);
+      for (const TemplatePiece& piece : *pieces) {
+        if (piece.group < 0) {
+          result += piece.literal;
+        } else if (const std::size_t from = search.start(piece.group, status); from != std::string_view::npos) {
+          // A group that took part in the match.
+          append(from, search.end(piece.group, status));
+        }
       }
+      copiedTo = end;
     }
-    copiedTo = end;
-  }
-  // A search that ran out of time is an error, never "nothing matched".
-  if (U_FAILURE(status)) return fail(matchFailure(status, pattern));
-  if (result.size() + (text.size() - copiedTo) > kTextSizeLimit) return fail(replacedTooLarge());
-  append(copiedTo, text.size());
-  return result;
+    // A search that ran out of time is an error, never "nothing matched".
+    if (U_FAILURE(status)) return fail(matchFailure(status, pattern));
+    if (result.size() + (searched.size() - copiedTo) > kTextSizeLimit) return fail(replacedTooLarge());
+    append(copiedTo, searched.size());
+    return result;
+  });
 }
 
 Checked<std::string> regexExtract(std::string_view text, std::string_view pattern, std::size_t windowBytes) {
-  std::string repaired;
-  if (!isValidUtf8(text)) {
-    repaired = utf8String(unicodeString(text));
-    text = repaired;
-  }
-  const auto compiled = compile(pattern);
-  if (!compiled) return fail(invalidPattern(pattern));
-  Utf8RegexSearch search(text, *compiled, pattern, kRegexTimeLimit, windowBytes);
-  UErrorCode status = U_ZERO_ERROR;
-  const bool found = search.next(status);
-  if (U_FAILURE(status)) return fail(matchFailure(status, pattern));
-  if (!found) return fail("No match for the pattern " + quoted(pattern) + " in the text.");
-  const std::size_t start = search.start(0, status);
-  return std::string(text.substr(start, search.end(0, status) - start));
+  return searching(text, pattern, windowBytes, [&](std::string_view searched, Utf8RegexSearch& search) -> Checked<std::string> {
+    UErrorCode status = U_ZERO_ERROR;
+    const bool found = search.next(status);
+    if (U_FAILURE(status)) return fail(matchFailure(status, pattern));
+    if (!found) return fail("No match for the pattern " + quoted(pattern) + " in the text.");
+    const std::size_t start = search.start(0, status);
+    return std::string(searched.substr(start, search.end(0, status) - start));
+  });
 }
 
 std::string displayCut(std::string_view text, std::size_t limit) {
