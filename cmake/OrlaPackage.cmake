@@ -46,7 +46,7 @@ target_include_directories(orla_library PUBLIC
 # The public headers use ICU, nlohmann-json and threads; the rest is private
 # (a static library still carries it to the host's link line).
 target_link_libraries(orla_library PUBLIC ICU::uc ICU::i18n nlohmann_json::nlohmann_json Threads::Threads
-                      PRIVATE CURL::libcurl uriparser::uriparser PkgConfig::LIBZIP ${CMAKE_DL_LIBS})
+                      PRIVATE CURL::libcurl uriparser::uriparser simdjson::simdjson PkgConfig::LIBZIP ${CMAKE_DL_LIBS})
 if(TARGET orla_desktop)
   add_dependencies(orla_library orla_desktop)
 endif()
@@ -72,7 +72,7 @@ file(RELATIVE_PATH ORLA_PC_PREFIX "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" ${CMA
 # `pkg-config --static` would also ask for the static libraries of theirs,
 # which Debian does not install: so they are plain requirements there.
 set(ORLA_PC_PUBLIC "icu-uc icu-i18n nlohmann_json")
-set(ORLA_PC_PRIVATE "libcurl liburiparser libzip")
+set(ORLA_PC_PRIVATE "libcurl liburiparser simdjson libzip")
 if(BUILD_SHARED_LIBS)
   set(ORLA_PC_REQUIRES "${ORLA_PC_PUBLIC}")
   set(ORLA_PC_REQUIRES_PRIVATE "${ORLA_PC_PRIVATE}")

@@ -1,16 +1,18 @@
 // JSON → ActionData → validate, then execute, for every kind on a fresh
 // simulated desktop. The first byte picks the kind; the rest is the
-// parameters' JSON (fuzz/dictionaries/actions.dict gives the keys).
+// parameters' JSON (fuzz/dictionaries/actions.dict gives the keys), read
+// by both readers of parameters, which must agree.
 // Kinds that act on the real machine (a shell, the file system, the
 // network) are validated only: a fuzzer must not delete files or reach
 // servers.
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <set>
 #include <string>
 #include <string_view>
 
-#include <orla/models/json_codable.h>
+#include "models/json_params.h"
 #include "platform/sim/sim_desktop.h"
 #include <orla/plugins/framework/plugin_registry.h>
 
@@ -27,7 +29,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size < 1) return 0;
   const auto table = PluginRegistry::table();
   const PluginInfo& info = table[data[0] % table.size()];
-  auto params = actionDataFromJsonText(std::string_view(reinterpret_cast<const char*>(data + 1), size - 1));
+  const std::string_view text(reinterpret_cast<const char*>(data + 1), size - 1);
+  auto params = json_params::readStepwise(text, nullptr);
+  // The fast reader leaves a text to the stepwise one, or reads the same
+  // values and sentences from it.
+  if (auto whole = json_params::readWhole(text, nullptr, 0)) {
+    if (bool(*whole) != bool(params) || (params ? **whole != *params : whole->error() != params.error())) {
+      std::fprintf(stderr, "the two readers of parameters disagree\n");
+      std::abort();
+    }
+  }
   if (!params) return 0;
   auto desktop = std::make_shared<sim::SimDesktop>();
   desktop->setEnvironment({{"HOME", "/nonexistent/orla-fuzz-home"}, {"PATH", "/nonexistent"}});

@@ -7,9 +7,11 @@
 #include <vector>
 #include <string>
 #include <nlohmann/json.hpp>
+#include <simdjson.h>
 
 #include <orla/models/base64.h>
 #include <orla/models/input_limits.h>
+#include "models/json_params.h"
 
 namespace orla {
 
@@ -136,11 +138,12 @@ Checked<nlohmann::json> parseJsonText(std::string_view text) {
 
 namespace {
 
-// Builds the parameter values straight from the parser's events, with no
-// JSON document between: each text moves from the parser's buffer into its
-// value, so a large text is held twice at most while it is read (the input
-// and the value), not five times. The sentences are those of the document
-// path above, which shortcut files still take.
+// Builds the parameter values straight from a parser's events, with no
+// JSON document between. From nlohmann-json's parser each text moves from
+// its buffer into its value; from simdjson's each is copied once out of the
+// buffer it unescapes into, so a large text is held three times at most
+// while it is read (the input, that buffer, the value). The sentences are
+// those of the document path above, which shortcut files still take.
 class ActionDataBuilder final : public nlohmann::json_sax<nlohmann::json> {
  public:
   explicit ActionDataBuilder(const JsonFileReader* readFile) : readFile_(readFile) {}
@@ -294,12 +297,91 @@ class ActionDataBuilder final : public nlohmann::json_sax<nlohmann::json> {
   std::string syntax_;
 };
 
+// Gives `builder` the events of a document simdjson has read, in the order
+// and with the values nlohmann-json's parser gives them; false when the
+// builder stops at a problem.
+bool feed(const simdjson::dom::element& element, ActionDataBuilder& builder) {
+  using Type = simdjson::dom::element_type;
+  constexpr auto kUnknownSize = static_cast<std::size_t>(-1);
+  switch (element.type()) {
+    case Type::OBJECT: {
+      simdjson::dom::object object;
+      if (element.get(object) != simdjson::SUCCESS || !builder.start_object(kUnknownSize)) return false;
+      for (const simdjson::dom::key_value_pair field : object) {
+        std::string name(field.key);
+        if (!builder.key(name) || !feed(field.value, builder)) return false;
+      }
+      return builder.end_object();
+    }
+    case Type::ARRAY: {
+      simdjson::dom::array array;
+      if (element.get(array) != simdjson::SUCCESS || !builder.start_array(kUnknownSize)) return false;
+      for (const simdjson::dom::element item : array)
+        if (!feed(item, builder)) return false;
+      return builder.end_array();
+    }
+    case Type::STRING: {
+      std::string_view view;
+      if (element.get(view) != simdjson::SUCCESS) return false;
+      std::string text(view);
+      return builder.string(text);
+    }
+    case Type::INT64: {
+      std::int64_t value = 0;
+      return element.get(value) == simdjson::SUCCESS && builder.number_integer(value);
+    }
+    case Type::UINT64: {
+      std::uint64_t value = 0;
+      return element.get(value) == simdjson::SUCCESS && builder.number_unsigned(value);
+    }
+    case Type::DOUBLE: {
+      double value = 0;
+      std::string unused;
+      return element.get(value) == simdjson::SUCCESS && builder.number_float(value, unused);
+    }
+    case Type::BOOL: {
+      bool value = false;
+      return element.get(value) == simdjson::SUCCESS && builder.boolean(value);
+    }
+    case Type::NULL_VALUE: return builder.null();
+  }
+  return false;
+}
+
 }  // namespace
 
-Checked<ActionData> actionDataFromJsonText(std::string_view text, const JsonFileReader* readFile) {
+namespace json_params {
+
+static_assert(kJsonReadPadding >= simdjson::SIMDJSON_PADDING);
+
+std::optional<Checked<ActionData>> readWhole(std::string_view text, const JsonFileReader* readFile,
+                                             std::size_t bufferSize) {
+  // simdjson refuses what is not JSON as nlohmann-json does, numbers too
+  // large for a double and integers past 64 bits included, but its errors
+  // name no place: such a text goes to the stepwise reader for its sentence.
+  // Deeper documents than simdjson takes (1,024 levels) go there too, and
+  // are refused at the depth limit with that reader's sentence.
+  simdjson::dom::parser parser;
+  simdjson::dom::element root;
+  const bool padded = bufferSize >= text.size() + kJsonReadPadding;
+  if (parser.parse(text.data(), text.size(), !padded).get(root) != simdjson::SUCCESS) return std::nullopt;
+  ActionDataBuilder builder(readFile);
+  feed(root, builder);
+  return builder.finish(text);
+}
+
+Checked<ActionData> readStepwise(std::string_view text, const JsonFileReader* readFile) {
   ActionDataBuilder builder(readFile);
   nlohmann::json::sax_parse(text.data(), text.data() + text.size(), &builder);
   return builder.finish(text);
+}
+
+}  // namespace json_params
+
+Checked<ActionData> actionDataFromJsonText(std::string_view text, const JsonFileReader* readFile,
+                                           std::size_t bufferSize) {
+  if (auto data = json_params::readWhole(text, readFile, bufferSize)) return std::move(*data);
+  return json_params::readStepwise(text, readFile);
 }
 
 }  // namespace orla

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include <orla/models/input_limits.h>
+#include <orla/models/json_codable.h>
 #include <orla/models/text.h>
 #include <orla/models/utf8.h>
 
@@ -25,14 +26,15 @@ struct Descriptor {
 enum class ReadFailure { none, tooLarge, error };
 
 // Reads `fd` to its end into `text`, at most `limit` bytes. A regular file
-// is read into a buffer of its size at once; a pipe or a device grows the
-// buffer by doubling. One byte past the limit is asked for, so that a file
-// of exactly the limit is taken and a larger one is not.
+// is read into a buffer of its size at once, with room past the end for
+// the JSON parser to read ahead (kJsonReadPadding); a pipe or a device
+// grows the buffer by doubling. One byte past the limit is asked for, so
+// that a file of exactly the limit is taken and a larger one is not.
 ReadFailure readAll(int fd, std::size_t limit, std::string& text) {
   struct stat info {};
   std::size_t capacity = std::size_t{1} << 16;
   if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0)
-    capacity = std::min(static_cast<std::size_t>(info.st_size), limit) + 1;
+    capacity = std::min(static_cast<std::size_t>(info.st_size), limit) + 1 + kJsonReadPadding;
   // resize_and_overwrite is not in this standard library yet: the bytes
   // are zeroed once, which costs far less than the reading.
   text.resize(capacity);

@@ -44,7 +44,7 @@ ActionData readParams(const std::string& params) {
                                                       : Checked<std::string>(params);
   if (!text) throw UsageError{text.error()};
   static const JsonFileReader readFile = readParameterFile;
-  auto data = actionDataFromJsonText(*text, &readFile);
+  auto data = actionDataFromJsonText(*text, &readFile, text->capacity());
   if (!data) throw UsageError{data.error()};
   return std::move(data).value();
 }

@@ -24,12 +24,21 @@ nlohmann::json anyToJson(const AnyCodable& value);
 // parameter it is for, in the sentence of a failure.
 using JsonFileReader = std::function<Checked<std::string>(const std::string& path, const std::string& key)>;
 
+// The bytes past a text's end that the parser reads when they are there:
+// see `bufferSize` below.
+inline constexpr std::size_t kJsonReadPadding = 64;
+
 // Parses a JSON text that must be an object into ActionData; the failure
 // sentence says what was wrong ("PARAMS must be a JSON object.", ...). With
 // `readFile`, a {"$file": PATH} value is the text of that file (the command
 // line's way to hand over a large text without escaping it); without, it is
 // an ordinary dictionary, so that JSON from elsewhere never reads files.
-Checked<ActionData> actionDataFromJsonText(std::string_view text, const JsonFileReader* readFile = nullptr);
+// `bufferSize`: how many bytes from text.data() may be read, when the text
+// sits in a larger buffer (a std::string's capacity()); with
+// kJsonReadPadding or more past its end, the text is parsed where it is,
+// otherwise a copy is.
+Checked<ActionData> actionDataFromJsonText(std::string_view text, const JsonFileReader* readFile = nullptr,
+                                           std::size_t bufferSize = 0);
 
 // Parses a JSON text; the failure completes "… is not valid JSON ": where
 // it stops being JSON, as "at line L, column C" (columns count characters,
