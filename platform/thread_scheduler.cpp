@@ -2,10 +2,13 @@
 
 namespace orla {
 
-ThreadScheduler::ThreadScheduler() : worker_([this] { loop(); }) {}
+// The worker starts with the first piece of work: most runs of a command
+// schedule nothing, and a thread is a large part of a short process's start.
+ThreadScheduler::ThreadScheduler() = default;
 
 ThreadScheduler::~ThreadScheduler() {
   waitUntilIdle();
+  if (!worker_.joinable()) return;
   {
     std::lock_guard lock(mutex_);
     stopping_ = true;
@@ -18,6 +21,7 @@ void ThreadScheduler::runAfter(std::chrono::microseconds delay, Work work) {
   {
     std::lock_guard lock(mutex_);
     queue_.emplace(std::chrono::steady_clock::now() + delay, std::move(work));
+    if (!worker_.joinable()) worker_ = std::thread([this] { loop(); });
   }
   changed_.notify_all();
 }
