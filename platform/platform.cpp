@@ -148,17 +148,18 @@ void Platform::loadDeferred(std::uint64_t services, std::uint64_t capabilities) 
   }
   for (; loadedParts_ < last; ++loadedParts_) {
     DeferredPart& part = deferred_[loadedParts_];
-    std::set<Capability> offered;
-    part.load(services_, offered);
-    completeServices(services_, offered);
-    const std::uint64_t decided = capabilityMask(part.decides);
-    capabilities_.fetch_or(capabilityMask(offered) & decided, std::memory_order_release);
-    // What later parts still bring or decide stays pending.
+    // What later parts still bring or decide stays pending: a service of a
+    // later part gets no placeholder here.
     std::uint64_t stillServices = 0, stillCapabilities = 0;
     for (std::size_t i = loadedParts_ + 1; i < deferred_.size(); ++i) {
       for (Service service : deferred_[i].services) stillServices |= bit(service);
       stillCapabilities |= capabilityMask(deferred_[i].decides);
     }
+    std::set<Capability> offered;
+    part.load(services_, offered);
+    completeServices(services_, offered, stillServices);
+    const std::uint64_t decided = capabilityMask(part.decides);
+    capabilities_.fetch_or(capabilityMask(offered) & decided, std::memory_order_release);
     pendingServices_.store(stillServices, std::memory_order_release);
     pendingCapabilities_.store(stillCapabilities, std::memory_order_release);
     part.load = nullptr;  // what it captured is not needed again

@@ -6,9 +6,10 @@
 // time one of its services or capabilities is asked for: the desktop's
 // services that connect to nothing at their start, then the X11 desktop
 // (keys, typing, the mouse, screens, windows, messages and menus), then
-// the clipboard, then the accessibility bus. So `orla validate`, a shell command
-// and `orla list` without a display load none of those libraries, and a key
-// chord does not wait for the accessibility bus.
+// the clipboard, then the accessibility bus. A part before them reads the
+// settings schemas for whether focus modes can be read. So `orla validate`,
+// a shell command and `orla list` without a display load none of those
+// libraries, and a key chord does not wait for the accessibility bus.
 #include <signal.h>
 #include <unistd.h>
 
@@ -310,8 +311,7 @@ std::shared_ptr<Platform> makeLinuxPlatform(bool connect) {
   services.mouse = std::make_unique<UnavailableMouseEvents>();
   services.displays = std::make_unique<UnavailableDisplays>();
   // What the desktop's services can do is known from here: a session bus,
-  // a sound server, the settings schemas. The X11 desktop is decided by its
-  // parts.
+  // a sound server. Focus modes and the X11 desktop are decided by parts.
   std::set<Capability> capabilities{Capability::workspace,      Capability::http,
                                     Capability::processes,      Capability::trash,
                                     Capability::recentDocuments, Capability::printers,
@@ -320,8 +320,15 @@ std::shared_ptr<Platform> makeLinuxPlatform(bool connect) {
                                     Capability::networkLocations, Capability::sessionControl};
   if (linux_desktop::hasSoundServer()) capabilities.insert(Capability::sound);
   if (linux_desktop::hasSessionBus()) capabilities.insert({Capability::networkVolumes, Capability::keychain});
-  if (connect && linux_desktop::hasNotificationSettingsSchema()) capabilities.insert(Capability::focusModes);
   auto parts = desktopParts(deferredMainThread, connect);
+  // Whether focus modes can be read is known from the settings schemas, read
+  // only when asked (a shell command never does). First, so that asking
+  // loads nothing else.
+  if (connect)
+    parts.insert(parts.begin(), {{}, {Capability::focusModes}, [](Platform::Services&, std::set<Capability>& offered) {
+                                   if (linux_desktop::hasNotificationSettingsSchema())
+                                     offered.insert(Capability::focusModes);
+                                 }});
   return std::make_shared<Platform>("linux", std::move(services), std::move(capabilities), std::move(parts));
 }
 

@@ -9,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include <orla/platform/focus_modes.h>
 #include <orla/plugins/framework/plugin_registry.h>
 #include "platform/sim/sim_desktop.h"
 
@@ -96,6 +97,31 @@ TEST(DeferredParts, ManyThreadsAskingLoadOnce) {
   go = true;
   for (auto& t : threads) t.join();
   EXPECT_EQ(parts.loads, (std::vector<int>{1, 1}));
+}
+
+// A part may decide a capability whose service a later part brings (the
+// settings say focus modes can be read; the module that reads them comes
+// later): the service waits for that part, with no placeholder meanwhile
+// that would take the capability back.
+TEST(DeferredParts, ACapabilityDecidedBeforeItsServiceKeepsIt) {
+  struct ReadableModes : FocusModes {
+    Checked<FocusModeState> state() override { return FocusModeState{{"Work"}, "Work"}; }
+    Checked<void> setMode(std::string_view, bool) override { return {}; }
+    bool needsAccessibility() const override { return false; }
+  };
+  std::vector<Platform::DeferredPart> parts;
+  parts.push_back({{}, {Capability::focusModes}, [](Platform::Services&, std::set<Capability>& offered) {
+                     offered.insert(Capability::focusModes);
+                   }});
+  parts.push_back({{Service::focusModes}, {}, [](Platform::Services& services, std::set<Capability>&) {
+                     services.focusModes = std::make_unique<ReadableModes>();
+                   }});
+  Platform platform("parts", Platform::Services{}, {}, std::move(parts));
+  EXPECT_TRUE(platform.supports(Capability::focusModes));
+  auto state = platform.focusModes().state();
+  ASSERT_TRUE(state) << state.error();
+  EXPECT_EQ(state->active, "Work");
+  EXPECT_TRUE(platform.supports(Capability::focusModes));
 }
 
 // A host that runs one action makes only its plugin: a shell command does
