@@ -12,7 +12,7 @@
 #include <string>
 #include <string_view>
 
-#include "models/json_params.h"
+#include <orla/models/json_codable.h>
 #include "platform/sim/sim_desktop.h"
 #include <orla/plugins/framework/plugin_registry.h>
 

@@ -11,7 +11,6 @@
 
 #include <orla/models/base64.h>
 #include <orla/models/input_limits.h>
-#include "models/json_params.h"
 
 namespace orla {
 

@@ -1,7 +1,7 @@
 // The two readers of parameters held to one another: simdjson, which reads
 // large parameters, must give the values and sentences of the stepwise
 // reader, or leave the text to it.
-#include "models/json_params.h"
+#include <orla/models/json_codable.h>
 
 #include <gtest/gtest.h>
 

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -39,6 +40,22 @@ inline constexpr std::size_t kJsonReadPadding = 64;
 // otherwise a copy is.
 Checked<ActionData> actionDataFromJsonText(std::string_view text, const JsonFileReader* readFile = nullptr,
                                            std::size_t bufferSize = 0);
+
+// The two readers behind actionDataFromJsonText, apart, so that tests and
+// the fuzz target can hold them to one another.
+namespace json_params {
+
+// Reads with simdjson, which parses at gigabytes a second but tells little
+// of where a text stops being JSON: nothing when it does not take the text
+// whole (then `readStepwise` says why).
+std::optional<Checked<ActionData>> readWhole(std::string_view text, const JsonFileReader* readFile,
+                                             std::size_t bufferSize);
+
+// Reads with nlohmann-json's event parser, a character at a time; its
+// sentences say where a text stops being JSON.
+Checked<ActionData> readStepwise(std::string_view text, const JsonFileReader* readFile);
+
+}  // namespace json_params
 
 // Parses a JSON text; the failure completes "… is not valid JSON ": where
 // it stops being JSON, as "at line L, column C" (columns count characters,
