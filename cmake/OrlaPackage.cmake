@@ -48,7 +48,7 @@ target_include_directories(orla_library PUBLIC
 target_link_libraries(orla_library PUBLIC ICU::uc ICU::i18n nlohmann_json::nlohmann_json Threads::Threads
                       PRIVATE CURL::libcurl uriparser::uriparser simdjson::simdjson PkgConfig::LIBZIP ${CMAKE_DL_LIBS})
 if(TARGET orla_desktop)
-  add_dependencies(orla_library orla_desktop)
+  add_dependencies(orla_library orla_x11 orla_desktop)
 endif()
 if(BUILD_SHARED_LIBS AND NOT ORLA_SANITIZE AND NOT ORLA_SANITIZE_THREAD AND NOT ORLA_FUZZ)
   # A dependency missing from the lists above fails here, not in a host.
@@ -91,7 +91,7 @@ install(FILES ${PROJECT_BINARY_DIR}/orla-plugins.pc DESTINATION ${CMAKE_INSTALL_
 function(orla_install_module target)
   install(TARGETS ${target} LIBRARY DESTINATION ${ORLA_INSTALL_MODULEDIR})
 endfunction()
-foreach(module orla_gtk orla_curl orla_cups orla_zip orla_desktop)
+foreach(module orla_gtk orla_curl orla_cups orla_zip orla_x11 orla_desktop)
   if(TARGET ${module})
     orla_install_module(${module})
   endif()

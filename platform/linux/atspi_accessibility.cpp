@@ -132,8 +132,9 @@ bool hasState(const std::array<guint32, 2>& states, int state) {
 
 class AtspiAccessibility : public Accessibility {
  public:
-  AtspiAccessibility(std::unique_ptr<Accessibility> windows, std::shared_ptr<AtspiBus> bus)
-      : windows_(std::move(windows)), bus_(std::move(bus)) {}
+  AtspiAccessibility(std::unique_ptr<Accessibility> windows, X11ElementDescriber describe,
+                     std::shared_ptr<AtspiBus> bus)
+      : windows_(std::move(windows)), describe_(describe), bus_(std::move(bus)) {}
 
   std::uint64_t roundTrips() const { return bus_->roundTrips(); }
 
@@ -142,7 +143,7 @@ class AtspiAccessibility : public Accessibility {
 
   AXResult<AXValue> copyAttributeValue(const AXElement& element, std::string_view attribute) override {
     if (const auto* e = dynamic_cast<const Element*>(element.handle())) return attributeOf(*e, attribute);
-    const auto x11 = describeX11Element(element);
+    const auto x11 = describe_(element);
     if (x11 && !x11->isButton && x11->window == 0) {
       if (attribute == "AXMenuBar") return menuBarOf(x11->pid);
       if (attribute == "AXFocusedUIElement") return focusedIn(x11->pid);
@@ -194,7 +195,7 @@ class AtspiAccessibility : public Accessibility {
     if (const auto* e = dynamic_cast<const Element*>(root.handle())) {
       frame = e->ref;
     } else {
-      const auto x11 = describeX11Element(root);
+      const auto x11 = describe_(root);
       if (!x11 || x11->isButton || x11->window == 0) return AXError::notImplemented;
       // The title-bar buttons come first, as among the window's children.
       auto buttons = windows_->copyAttributeValue(root, "AXChildren");
@@ -750,14 +751,15 @@ class AtspiAccessibility : public Accessibility {
   }
 
   std::unique_ptr<Accessibility> windows_;
+  X11ElementDescriber describe_;
   std::shared_ptr<AtspiBus> bus_;
 };
 
 }  // namespace
 
 std::unique_ptr<Accessibility> makeAtspiAccessibility(std::unique_ptr<Accessibility> windows,
-                                                      std::shared_ptr<AtspiBus> bus) {
-  return std::make_unique<AtspiAccessibility>(std::move(windows), std::move(bus));
+                                                      X11ElementDescriber describe, std::shared_ptr<AtspiBus> bus) {
+  return std::make_unique<AtspiAccessibility>(std::move(windows), describe, std::move(bus));
 }
 
 std::uint64_t atspiRoundTrips(const Accessibility& accessibility) {

@@ -19,13 +19,15 @@
 #include <memory>
 
 #include <orla/platform/accessibility.h>
+#include "platform/linux/x11_accessibility.h"
 
 namespace orla::linux_desktop {
 
 class AtspiBus;
 
+// `describe` tells what an element of `windows` stands for.
 std::unique_ptr<Accessibility> makeAtspiAccessibility(std::unique_ptr<Accessibility> windows,
-                                                      std::shared_ptr<AtspiBus> bus);
+                                                      X11ElementDescriber describe, std::shared_ptr<AtspiBus> bus);
 
 // The bus calls an accessibility service made here has made so far; 0 for
 // another service (the benchmarks count them).

@@ -1,6 +1,6 @@
 // The desktop module (orla_desktop.so): the services of the Linux desktop
-// that need GIO, the X11 libraries or the accessibility bus, added to a
-// platform part by part as the program asks (see desktop_module.h).
+// that need GIO, GTK or the accessibility bus, added to a platform part by
+// part as the program asks (see desktop_module.h).
 #include "platform/linux/desktop_module.h"
 
 #include "platform/linux/atspi_accessibility.h"
@@ -13,17 +13,10 @@
 #include "platform/linux/glib_main_thread.h"
 #include "platform/linux/gsettings_focus.h"
 #include "platform/linux/gtk_services.h"
-#include "platform/linux/proc_workspace.h"
 #include "platform/linux/pulse_sounds.h"
 #include "platform/linux/pulse_volume.h"
 #include "platform/linux/secret_service_keychain.h"
 #include "platform/linux/session_control.h"
-#include "platform/linux/x11_accessibility.h"
-#include "platform/linux/x11_connection.h"
-#include "platform/linux/x11_displays.h"
-#include "platform/linux/x11_events.h"
-#include "platform/linux/x11_hotkeys.h"
-#include "platform/linux/x11_pasteboard.h"
 
 namespace orla::linux_desktop {
 
@@ -37,7 +30,6 @@ MainThread* makeMainThread(std::thread::id main) { return new GLibMainThread(mai
 void addServices(Platform::Services& services, std::set<Capability>&, MainThread& mainThread,
                  bool connect, bool sessionBus) {
   auto& glib = static_cast<GLibMainThread&>(mainThread);
-  services.workspace = makeProcWorkspace();
   services.files = makeGioFiles();
   services.fileWorkspace = makeGioFileWorkspace();
   services.fileManager = makeGioFileManager();
@@ -56,52 +48,33 @@ void addServices(Platform::Services& services, std::set<Capability>&, MainThread
   if (connect) services.focusModes = makeGSettingsFocusModes();
 }
 
-void addWindowSystem(Platform::Services& services, std::set<Capability>& capabilities, MainThread& mainThread) {
-  auto x11 = X11Connection::open();
-  if (!x11) return;
+void addAlerts(Platform::Services& services, std::set<Capability>& capabilities, MainThread& mainThread) {
   auto& glib = static_cast<GLibMainThread&>(mainThread);
-  services.keyboard = makeX11KeyboardEvents(*x11);
-  services.mouse = makeX11MouseEvents(*x11);
-  services.displays = makeX11Displays(*x11);
-  services.accessibility = makeX11Accessibility(*x11);
-  services.workspace = makeProcWorkspace(*x11);
-  capabilities.insert({Capability::keyboardEvents, Capability::mouseEvents, Capability::displays,
-                       Capability::accessibility, Capability::applicationControl});
-  // GTK itself starts only when the first message or menu is shown.
   services.alerts = makeGtkAlerts(glib);
   services.popupMenus = makeGtkPopupMenus(glib);
   capabilities.insert({Capability::alerts, Capability::popUpMenus});
 }
 
-void addClipboard(Platform::Services& services, std::set<Capability>& capabilities) {
-  if (auto clipboard = makeX11Pasteboard()) {
-    services.pasteboard = std::move(clipboard.value());
-    capabilities.insert(Capability::pasteboard);
-  }
-}
-
 // Menus and the rest of an application's own interface, over the bus, on
 // top of what the window manager tells of windows.
-void addAccessibilityBus(Platform::Services& services, std::set<Capability>& capabilities) {
+void addAccessibilityBus(Platform::Services& services, std::set<Capability>& capabilities,
+                         X11ElementDescriber describe) {
   if (auto bus = AtspiBus::connect()) {
-    services.accessibility = makeAtspiAccessibility(std::move(services.accessibility), std::move(bus));
+    services.accessibility = makeAtspiAccessibility(std::move(services.accessibility), describe, std::move(bus));
     capabilities.insert(Capability::menuBars);
   }
 }
 
-GlobalHotkeys* openHotkeys(std::string* problem) {
-  auto hotkeys = openX11GlobalHotkeys();
-  if (!hotkeys) {
-    *problem = hotkeys.error();
-    return nullptr;
-  }
-  return std::move(hotkeys).value().release();
-}
-
 HostDesktop* makeHostDesktop() { return makeGioHostDesktop().release(); }
 
-constexpr DesktopModuleEntries kEntries{makeMainThread,      addServices, addWindowSystem, addClipboard,
-                                        addAccessibilityBus, openHotkeys, makeHostDesktop};
+constexpr DesktopModuleEntries kEntries{makeMainThread,
+                                        addServices,
+                                        addAlerts,
+                                        addAccessibilityBus,
+                                        installedDesktopEntry,
+                                        launchApplication,
+                                        openURIWithDefaultHandler,
+                                        makeHostDesktop};
 
 }  // namespace
 

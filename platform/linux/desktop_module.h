@@ -1,19 +1,20 @@
 // What the program and its desktop module (orla_desktop.so) hand each
 // other. The module holds every service of the Linux desktop that needs
-// GIO, the X11 libraries or the accessibility bus, so that a run which uses
-// none of them (checking an action, a shell command, the list of kinds
-// without a display) loads none of those libraries; the program loads it
-// the first time a platform needs one of its services (see Platform's
-// deferred parts), and the daemon for its hotkeys.
+// GIO, GTK or the accessibility bus, so that a run which uses none of them
+// (checking an action, a shell command, a key chord, a paste) loads none of
+// those libraries; the program loads it the first time a platform needs one
+// of its services (see Platform's deferred parts), and the daemon for its
+// desktop. The X11 desktop is the X11 module's (x11_module.h).
 #pragma once
 
 #include <set>
 #include <string>
 #include <thread>
 
-#include <orla/platform/global_hotkeys.h>
 #include <orla/platform/host_desktop.h>
 #include <orla/platform/platform.h>
+#include "platform/linux/application_opener.h"
+#include "platform/linux/x11_accessibility.h"
 
 namespace orla::linux_desktop {
 
@@ -25,23 +26,26 @@ struct DesktopModuleEntries {
   // `main`.
   MainThread* (*makeMainThread)(std::thread::id main);
   // The desktop's services that connect to nothing at their start (files,
-  // the keyring, sound, the session, ...). `mainThread` is one that
-  // makeMainThread made. `connect`: whether this platform may look at the
-  // desktop's settings (a checking platform does not); `sessionBus`: whether
-  // the session has a bus for the keyring and the mounts.
+  // the keyring, sound, the session, ...; not the workspace, which is the
+  // X11 module's). `mainThread` is one that makeMainThread made. `connect`:
+  // whether this platform may look at the desktop's settings (a checking
+  // platform does not); `sessionBus`: whether the session has a bus for the
+  // keyring and the mounts.
   void (*addServices)(Platform::Services& services, std::set<Capability>& capabilities, MainThread& mainThread,
                       bool connect, bool sessionBus);
-  // The X11 desktop: keys, the mouse, screens, windows, messages and
-  // menus, when the window system answers.
-  void (*addWindowSystem)(Platform::Services& services, std::set<Capability>& capabilities,
-                          MainThread& mainThread);
-  // The clipboard, on a connection of its own; after addWindowSystem.
-  void (*addClipboard)(Platform::Services& services, std::set<Capability>& capabilities);
+  // Messages and menus (GTK, started when the first is shown), once the
+  // X11 module has found a window system.
+  void (*addAlerts)(Platform::Services& services, std::set<Capability>& capabilities, MainThread& mainThread);
   // Applications' menus and controls over the accessibility bus, when the
-  // session has one; after addWindowSystem.
-  void (*addAccessibilityBus)(Platform::Services& services, std::set<Capability>& capabilities);
-  // The daemon's hotkeys and its desktop; a sentence when they cannot be had.
-  GlobalHotkeys* (*openHotkeys)(std::string* problem);
+  // session has one, on top of the X11 module's accessibility, whose
+  // elements `describe` tells.
+  void (*addAccessibilityBus)(Platform::Services& services, std::set<Capability>& capabilities,
+                              X11ElementDescriber describe);
+  // What the X11 module's workspace leaves to GIO (application_opener.h).
+  std::optional<DesktopEntry> (*installedDesktopEntry)(std::string_view idOrName);
+  Checked<LaunchedApplication> (*launchApplication)(std::string_view path);
+  Checked<void> (*openURI)(std::string_view uri);
+  // The daemon's desktop.
   HostDesktop* (*makeHostDesktop)();
 };
 

@@ -1,5 +1,7 @@
 #include "platform/linux/gio_network_volumes.h"
 
+#include <gio/gio.h>
+
 #include <algorithm>
 #include <array>
 #include <chrono>

@@ -3,7 +3,7 @@
 // a GError collected for one call and freed after.
 #pragma once
 
-#include <gio/gio.h>
+#include <glib-object.h>
 
 #include <memory>
 #include <string>

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/gio_services.h"
+#include "platform/linux/desktop_entries.h"
 #include "platform/linux/x11_windows.h"
 
 namespace orla::linux_desktop {

@@ -1,15 +1,18 @@
 // The native platform on Linux. The clock, the environment, processes,
 // HTTP, the printers and the JavaScript worker are made here and cost
-// nothing at the start; every service that needs GIO, the X11 libraries or
-// the accessibility bus lives in the desktop module (orla_desktop.so, see
-// desktop_module.h) and comes in four deferred parts, each loaded the first
-// time one of its services or capabilities is asked for: the desktop's
-// services that connect to nothing at their start, then the X11 desktop
-// (keys, typing, the mouse, screens, windows, messages and menus), then
-// the clipboard, then the accessibility bus. A part before them reads the
-// settings schemas for whether focus modes can be read. So `orla validate`,
-// a shell command and `orla list` without a display load none of those
-// libraries, and a key chord does not wait for the accessibility bus.
+// nothing at the start; the desktop's services live in two modules, each
+// loaded the first time one of its services or capabilities is asked for:
+// the X11 module (orla_x11.so, x11_module.h: keys, typing, the mouse,
+// screens, windows, the running applications, the clipboard), which needs
+// only the X11 libraries and GLib, and the desktop module (orla_desktop.so,
+// desktop_module.h: files, the keyring, sound, the session, messages and
+// menus, the accessibility bus), which needs GIO, GTK and their libraries.
+// They come in deferred parts, in this order: whether focus modes can be
+// read (from the settings schemas), the X11 desktop, the clipboard,
+// messages and menus, the desktop's other services, the accessibility bus.
+// So `orla validate`, a shell command and `orla list` without a display load
+// neither module, a key chord or a paste loads the X11 module alone, and
+// nothing waits for the accessibility bus until it is asked for.
 #include <signal.h>
 #include <unistd.h>
 
@@ -23,6 +26,7 @@
 #include "platform/linux/cups_printers.h"
 #include "platform/linux/desktop_module.h"
 #include "platform/linux/module_missing_services.h"
+#include "platform/linux/x11_module.h"
 #include <orla/platform/local_notification_center.h>
 #include <orla/platform/memory_user_defaults.h>
 #include <orla/platform/platform.h>
@@ -34,43 +38,79 @@
 #include <orla/platform/thread_scheduler.h>
 #include <orla/platform/unavailable_services.h>
 
-// Defined only in a program that links desktop_module.cpp itself.
+// Defined only in a program that links the modules' code itself.
 extern "C" const orla::linux_desktop::DesktopModuleEntries* orla_desktop_module_entries() __attribute__((weak));
+extern "C" const orla::linux_desktop::X11ModuleEntries* orla_x11_module_entries() __attribute__((weak));
 
 namespace orla {
 namespace linux_desktop {
 
 namespace {
 
+template <class Entries>
 struct LoadedModule {
-  const DesktopModuleEntries* entries = nullptr;
+  const Entries* entries = nullptr;
   std::string problem;  // why there are none
 };
 
-const LoadedModule& desktopModule() {
-  static const LoadedModule loaded = [] {
-    LoadedModule m;
-    // A program that links the desktop's code itself (the tests of its
-    // services, which reach into it) uses that copy, so that what it sets
-    // up there and what its platform runs are one.
-    if (orla_desktop_module_entries) {
-      m.entries = orla_desktop_module_entries();
-      return m;
-    }
-    auto module = posix::loadServiceModule("orla_desktop.so", "the desktop's services");
-    if (!module) {
-      m.problem = module.error();
-      return m;
-    }
-    using Entries = const DesktopModuleEntries* (*)();
-    if (auto entries = reinterpret_cast<Entries>(posix::moduleSymbol(*module, "orla_desktop_module_entries")))
-      m.entries = entries();
-    else
-      m.problem = "Orla's module orla_desktop.so is not the one this program was built with; reinstall Orla.";
+// `linked`: the entry point of the module's code linked into this program,
+// when it is (the tests of its services, which reach into it): that copy is
+// used, so that what they set up there and what their platform runs are one.
+template <class Entries>
+LoadedModule<Entries> loadModule(const Entries* (*linked)(), const std::string& file, const std::string& purpose,
+                                 const char* entryPoint) {
+  LoadedModule<Entries> m;
+  if (linked) {
+    m.entries = linked();
     return m;
-  }();
+  }
+  auto module = posix::loadServiceModule(file, purpose);
+  if (!module) {
+    m.problem = module.error();
+    return m;
+  }
+  using EntryPoint = const Entries* (*)();
+  if (auto entries = reinterpret_cast<EntryPoint>(posix::moduleSymbol(*module, entryPoint))) {
+    m.entries = entries();
+  } else {
+    m.problem = "Orla's module ";
+    m.problem += file;
+    m.problem += " is not the one this program was built with; reinstall Orla.";
+  }
+  return m;
+}
+
+const LoadedModule<DesktopModuleEntries>& desktopModule() {
+  static const auto loaded = loadModule(orla_desktop_module_entries, "orla_desktop.so", "the desktop's services",
+                                        "orla_desktop_module_entries");
   return loaded;
 }
+
+const LoadedModule<X11ModuleEntries>& x11Module() {
+  static const auto loaded =
+      loadModule(orla_x11_module_entries, "orla_x11.so", "the X11 desktop", "orla_x11_module_entries");
+  return loaded;
+}
+
+// The workspace's way to GIO: the desktop module, loaded the first time an
+// application is started or looked up by name or an address opened.
+class ModuleApplicationOpener : public ApplicationOpener {
+ public:
+  std::optional<DesktopEntry> installedDesktopEntry(std::string_view idOrName) override {
+    const auto& module = desktopModule();
+    return module.entries ? module.entries->installedDesktopEntry(idOrName) : std::nullopt;
+  }
+  Checked<LaunchedApplication> launchApplication(std::string_view path) override {
+    const auto& module = desktopModule();
+    if (!module.entries) return fail(module.problem);
+    return module.entries->launchApplication(path);
+  }
+  Checked<void> openURI(std::string_view uri) override {
+    const auto& module = desktopModule();
+    if (!module.entries) return fail(module.problem);
+    return module.entries->openURI(uri);
+  }
+};
 
 // The main thread before and after the desktop module: its loop is GLib's,
 // which the module holds, so the module's main thread is made the first
@@ -223,20 +263,63 @@ namespace {
 
 using Service = Platform::Service;
 
-// The desktop module's four parts, as deferred parts of the platform.
+// The two modules' parts, as deferred parts of the platform.
 std::vector<Platform::DeferredPart> desktopParts(linux_desktop::DeferredMainThread& mainThread, bool connect) {
-  const bool sessionBus = linux_desktop::hasSessionBus();
+  using linux_desktop::desktopModule;
+  using linux_desktop::x11Module;
+  auto opener = std::make_shared<linux_desktop::ModuleApplicationOpener>();
+  // Without DISPLAY there is no X server to reach: the X11 parts would only
+  // load the module to find that out.
+  const char* display = std::getenv("DISPLAY");
+  const bool reachWindowSystem = connect && display && *display;
+  // The clipboard, messages, menus and the accessibility bus come only with
+  // the window system, and the bus adds to its accessibility.
+  auto windowSystem = std::make_shared<bool>(false);
   std::vector<Platform::DeferredPart> parts;
-  parts.push_back({{Service::workspace, Service::files, Service::fileWorkspace, Service::fileManager,
-                    Service::settingsPanes, Service::outputVolume, Service::sounds, Service::speech,
-                    Service::networkVolumes, Service::networkLocations, Service::sessionControl,
-                    Service::keychain, Service::focusModes},
+  if (reachWindowSystem) {
+    parts.push_back({{Service::keyboard, Service::mouse, Service::displays, Service::accessibility, Service::workspace},
+                     {Capability::keyboardEvents, Capability::mouseEvents, Capability::displays,
+                      Capability::accessibility, Capability::applicationControl},
+                     [opener, windowSystem](Platform::Services& services, std::set<Capability>& offered) {
+                       const auto& module = x11Module();
+                       if (!module.entries) {
+                         services.workspace = linux_desktop::makeModuleMissingWorkspace(module.problem);
+                         return;
+                       }
+                       module.entries->addWindowSystem(services, offered, opener);
+                       *windowSystem = offered.count(Capability::accessibility) > 0;
+                     }});
+    parts.push_back({{Service::pasteboard},
+                     {Capability::pasteboard},
+                     [windowSystem](Platform::Services& services, std::set<Capability>& offered) {
+                       if (const auto& module = x11Module(); module.entries && *windowSystem)
+                         module.entries->addClipboard(services, offered);
+                     }});
+    // GTK itself starts only when the first message or menu is shown.
+    parts.push_back({{Service::alerts, Service::popupMenus},
+                     {Capability::alerts, Capability::popUpMenus},
+                     [&mainThread, windowSystem](Platform::Services& services, std::set<Capability>& offered) {
+                       if (!*windowSystem) return;
+                       const auto& module = desktopModule();
+                       if (MainThread* loop = mainThread.real(); module.entries && loop)
+                         module.entries->addAlerts(services, offered, *loop);
+                     }});
+  } else {
+    parts.push_back({{Service::workspace}, {}, [opener](Platform::Services& services, std::set<Capability>&) {
+                       const auto& module = x11Module();
+                       if (module.entries) services.workspace.reset(module.entries->makeWorkspace(opener));
+                       else services.workspace = linux_desktop::makeModuleMissingWorkspace(module.problem);
+                     }});
+  }
+  const bool sessionBus = linux_desktop::hasSessionBus();
+  parts.push_back({{Service::files, Service::fileWorkspace, Service::fileManager, Service::settingsPanes,
+                    Service::outputVolume, Service::sounds, Service::speech, Service::networkVolumes,
+                    Service::networkLocations, Service::sessionControl, Service::keychain, Service::focusModes},
                    {},
                    [&mainThread, connect, sessionBus](Platform::Services& services, std::set<Capability>& offered) {
-                     const auto& module = linux_desktop::desktopModule();
+                     const auto& module = desktopModule();
                      MainThread* loop = mainThread.real();
                      if (!module.entries || !loop) {
-                       services.workspace = linux_desktop::makeModuleMissingWorkspace(module.problem);
                        services.files = linux_desktop::makeModuleMissingFiles(module.problem);
                        services.fileWorkspace = linux_desktop::makeModuleMissingFileWorkspace(module.problem);
                        services.fileManager = linux_desktop::makeModuleMissingFileManager(module.problem);
@@ -244,36 +327,15 @@ std::vector<Platform::DeferredPart> desktopParts(linux_desktop::DeferredMainThre
                      }
                      module.entries->addServices(services, offered, *loop, connect, sessionBus);
                    }});
-  // Without DISPLAY there is no X server to reach: the X11 parts would only
-  // load the module to find that out.
-  const char* display = std::getenv("DISPLAY");
-  if (!connect || !display || !*display) return parts;
-  // The clipboard and the accessibility bus come only with the window
-  // system, and the bus adds to its accessibility.
-  auto windowSystem = std::make_shared<bool>(false);
-  parts.push_back({{Service::keyboard, Service::mouse, Service::displays, Service::accessibility,
-                    Service::workspace, Service::alerts, Service::popupMenus},
-                   {Capability::keyboardEvents, Capability::mouseEvents, Capability::displays,
-                    Capability::accessibility, Capability::applicationControl, Capability::alerts,
-                    Capability::popUpMenus},
-                   [&mainThread, windowSystem](Platform::Services& services, std::set<Capability>& offered) {
-                     const auto& module = linux_desktop::desktopModule();
-                     if (MainThread* loop = mainThread.real(); module.entries && loop)
-                       module.entries->addWindowSystem(services, offered, *loop);
-                     *windowSystem = offered.count(Capability::accessibility) > 0;
-                   }});
-  parts.push_back({{Service::pasteboard},
-                   {Capability::pasteboard},
-                   [windowSystem](Platform::Services& services, std::set<Capability>& offered) {
-                     if (const auto& module = linux_desktop::desktopModule(); module.entries && *windowSystem)
-                       module.entries->addClipboard(services, offered);
-                   }});
-  parts.push_back({{Service::accessibility},
-                   {Capability::menuBars},
-                   [windowSystem](Platform::Services& services, std::set<Capability>& offered) {
-                     if (const auto& module = linux_desktop::desktopModule(); module.entries && *windowSystem)
-                       module.entries->addAccessibilityBus(services, offered);
-                   }});
+  if (reachWindowSystem)
+    parts.push_back({{Service::accessibility},
+                     {Capability::menuBars},
+                     [windowSystem](Platform::Services& services, std::set<Capability>& offered) {
+                       const auto& x11 = x11Module();
+                       const auto& module = desktopModule();
+                       if (x11.entries && module.entries && *windowSystem)
+                         module.entries->addAccessibilityBus(services, offered, x11.entries->describeElement);
+                     }});
   return parts;
 }
 
@@ -338,7 +400,7 @@ std::shared_ptr<Platform> makeNativePlatform() { return makeLinuxPlatform(true);
 std::shared_ptr<Platform> makeNativeCheckingPlatform() { return makeLinuxPlatform(false); }
 
 Checked<std::unique_ptr<GlobalHotkeys>> openNativeGlobalHotkeys() {
-  const auto& module = linux_desktop::desktopModule();
+  const auto& module = linux_desktop::x11Module();
   if (!module.entries) return fail(module.problem);
   std::string problem;
   if (GlobalHotkeys* hotkeys = module.entries->openHotkeys(&problem)) return std::unique_ptr<GlobalHotkeys>(hotkeys);

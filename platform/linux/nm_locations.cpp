@@ -1,6 +1,8 @@
 // Network locations as NetworkManager's connection profiles, over GDBus on
 // the system bus. Every call is synchronous with a short time-out: a
 // NetworkManager that does not answer must not hold the action.
+#include <gio/gio.h>
+
 #include <mutex>
 #include <optional>
 #include <string>

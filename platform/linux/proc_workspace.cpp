@@ -12,7 +12,7 @@
 #include <filesystem>
 #include <mutex>
 
-#include "platform/linux/gio_services.h"
+#include "platform/linux/desktop_entries.h"
 #include "platform/linux/launched_applications.h"
 #include "platform/linux/x11_active_window_watch.h"
 #include "platform/linux/x11_windows.h"
@@ -34,7 +34,8 @@ namespace {
 // and asked to close, and applications open from their desktop entries.
 class ProcWorkspace : public Workspace {
  public:
-  explicit ProcWorkspace(std::shared_ptr<X11Connection> x11 = nullptr) : x11_(std::move(x11)) {}
+  ProcWorkspace(std::shared_ptr<ApplicationOpener> opener, std::shared_ptr<X11Connection> x11)
+      : opener_(std::move(opener)), x11_(std::move(x11)) {}
 
   std::vector<RunningApplication> runningApplications() const override {
     auto apps = processes();
@@ -212,7 +213,7 @@ class ProcWorkspace : public Workspace {
       if (configuration.activates && !app.active) activate(app.processIdentifier, activation_options::ignoringOtherApps);
       return {};
     }
-    auto launched = launchApplication(path);
+    auto launched = opener_->launchApplication(path);
     if (!launched) return fail(launched.error());
     // An executable started by its path is named as any process is: by the
     // entry that runs it, if one does.
@@ -224,7 +225,7 @@ class ProcWorkspace : public Workspace {
   Checked<void> openApplicationWithBundleIdentifier(std::string_view bundleIdentifier,
                                                     const OpenConfiguration& configuration) override {
     if (!x11_) return unavailable();
-    const auto entry = installedDesktopEntry(bundleIdentifier);
+    const auto entry = opener_->installedDesktopEntry(bundleIdentifier);
     if (!entry) {
       std::string message = "No application “";
       message += bundleIdentifier;
@@ -234,10 +235,10 @@ class ProcWorkspace : public Workspace {
     return openApplication(entry->path, configuration);
   }
   std::optional<std::string> applicationPath(std::string_view bundleIdentifier) const override {
-    if (auto entry = installedDesktopEntry(bundleIdentifier)) return entry->path;
+    if (auto entry = opener_->installedDesktopEntry(bundleIdentifier)) return entry->path;
     return std::nullopt;
   }
-  Checked<void> openURL(std::string_view url) override { return openURIWithDefaultHandler(url); }
+  Checked<void> openURL(std::string_view url) override { return opener_->openURI(url); }
   bool itemExists(std::string_view path) const override {
     std::error_code ec;
     return !path.empty() && std::filesystem::exists(std::filesystem::path(path), ec);
@@ -304,6 +305,7 @@ class ProcWorkspace : public Workspace {
     else watch_ = std::move(watch).value();
   }
 
+  std::shared_ptr<ApplicationOpener> opener_;
   std::shared_ptr<X11Connection> x11_;
   LaunchedApplications launched_;
   // The last description of the front application: for the active window
@@ -328,8 +330,9 @@ class ProcWorkspace : public Workspace {
 
 }  // namespace
 
-std::unique_ptr<Workspace> makeProcWorkspace(std::shared_ptr<X11Connection> x11) {
-  return std::make_unique<ProcWorkspace>(std::move(x11));
+std::unique_ptr<Workspace> makeProcWorkspace(std::shared_ptr<ApplicationOpener> opener,
+                                             std::shared_ptr<X11Connection> x11) {
+  return std::make_unique<ProcWorkspace>(std::move(opener), std::move(x11));
 }
 
 }  // namespace orla::linux_desktop

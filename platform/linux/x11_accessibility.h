@@ -36,5 +36,8 @@ struct X11ElementInfo {
   bool isButton = false;
 };
 std::optional<X11ElementInfo> describeX11Element(const AXElement& element);
+// describeX11Element of the module that made the elements: the X11 module's
+// elements are its own types, which another module's copy cannot see.
+using X11ElementDescriber = std::optional<X11ElementInfo> (*)(const AXElement& element);
 
 }  // namespace orla::linux_desktop
