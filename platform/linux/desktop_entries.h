@@ -4,9 +4,11 @@
 // finding installed applications by name is GIO's (application_opener.h).
 #pragma once
 
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <orla/platform/workspace.h>
 
@@ -34,6 +36,11 @@ struct LaunchedApplication {
 // is `executable` (a process's resolved executable path).
 std::optional<DesktopEntry> desktopEntryForWindowClass(std::string_view instance, std::string_view windowClass,
                                                        std::string_view executable = {});
+// The same among the entries of `folders` (each an "applications" folder),
+// the first taking precedence, rather than the installed ones.
+std::optional<DesktopEntry> desktopEntryForWindowClass(std::string_view instance, std::string_view windowClass,
+                                                       std::string_view executable,
+                                                       const std::vector<std::filesystem::path>& folders);
 
 // The desktop entry in the file at `path`, as GIO reads one (an application
 // entry whose TryExec program is there); none when it is not one. Its id is
