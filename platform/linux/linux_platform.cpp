@@ -7,9 +7,10 @@
 // only the X11 libraries and GLib, and the desktop module (orla_desktop.so,
 // desktop_module.h: files, the keyring, sound, the session, messages and
 // menus, the accessibility bus), which needs GIO, GTK and their libraries.
-// They come in deferred parts, in this order: whether focus modes can be
-// read (from the settings schemas), the X11 desktop, the clipboard,
-// messages and menus, the desktop's other services, the accessibility bus.
+// They come in deferred parts, in this order: the X11 desktop (without a
+// display, the running applications alone), the clipboard, messages and
+// menus, whether focus modes can be read (from the settings schemas; first
+// without a display), the desktop's other services, the accessibility bus.
 // So `orla validate`, a shell command and `orla list` without a display load
 // neither module, a key chord or a paste loads the X11 module alone, and
 // nothing waits for the accessibility bus until it is asked for.
@@ -276,6 +277,16 @@ std::vector<Platform::DeferredPart> desktopParts(linux_desktop::DeferredMainThre
   // the window system, and the bus adds to its accessibility.
   auto windowSystem = std::make_shared<bool>(false);
   std::vector<Platform::DeferredPart> parts;
+  // Whether focus modes can be read is known from the settings schemas,
+  // read only when asked (a shell command never does): with a display, after
+  // the X11 desktop's parts, so that a key chord or a paste does not read
+  // them; without one, first, so that asking loads nothing else. The focus
+  // service itself comes with the desktop's other services after it.
+  Platform::DeferredPart focus{{}, {Capability::focusModes}, [](Platform::Services&, std::set<Capability>& offered) {
+                                 if (linux_desktop::hasNotificationSettingsSchema())
+                                   offered.insert(Capability::focusModes);
+                               }};
+  if (connect && !reachWindowSystem) parts.push_back(std::move(focus));
   if (reachWindowSystem) {
     parts.push_back({{Service::keyboard, Service::mouse, Service::displays, Service::accessibility, Service::workspace},
                      {Capability::keyboardEvents, Capability::mouseEvents, Capability::displays,
@@ -311,6 +322,7 @@ std::vector<Platform::DeferredPart> desktopParts(linux_desktop::DeferredMainThre
                        else services.workspace = linux_desktop::makeModuleMissingWorkspace(module.problem);
                      }});
   }
+  if (reachWindowSystem) parts.push_back(std::move(focus));
   const bool sessionBus = linux_desktop::hasSessionBus();
   parts.push_back({{Service::files, Service::fileWorkspace, Service::fileManager, Service::settingsPanes,
                     Service::outputVolume, Service::sounds, Service::speech, Service::networkVolumes,
@@ -383,14 +395,6 @@ std::shared_ptr<Platform> makeLinuxPlatform(bool connect) {
   if (linux_desktop::hasSoundServer()) capabilities.insert(Capability::sound);
   if (linux_desktop::hasSessionBus()) capabilities.insert({Capability::networkVolumes, Capability::keychain});
   auto parts = desktopParts(deferredMainThread, connect);
-  // Whether focus modes can be read is known from the settings schemas, read
-  // only when asked (a shell command never does). First, so that asking
-  // loads nothing else.
-  if (connect)
-    parts.insert(parts.begin(), {{}, {Capability::focusModes}, [](Platform::Services&, std::set<Capability>& offered) {
-                                   if (linux_desktop::hasNotificationSettingsSchema())
-                                     offered.insert(Capability::focusModes);
-                                 }});
   return std::make_shared<Platform>("linux", std::move(services), std::move(capabilities), std::move(parts));
 }
 
