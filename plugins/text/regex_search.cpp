@@ -4,6 +4,10 @@
 #include <unicode/utf16.h>
 #include <unicode/utf8.h>
 
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
+#include <immintrin.h>
+#endif
+
 #include <algorithm>
 #include <cctype>
 #include <cstring>
@@ -45,10 +49,23 @@ bool extendsPrevious(std::string_view text, std::size_t at) {
   return c >= 0 && (u_hasBinaryProperty(c, UCHAR_GRAPHEME_EXTEND) || u_charType(c) == U_FORMAT_CHAR);
 }
 
-// UTF-16 of well-formed UTF-8 (the text was repaired, and windows end
-// between characters); ASCII eight bytes a step. ICU's converter checks
-// every byte and took a sixth of a search on non-ASCII text.
-int32_t toUtf16(std::string_view utf8, char16_t* out) {
+// One code point of well-formed UTF-8 at `s`, as one or two UTF-16 units.
+inline void convertOne(const uint8_t* s, std::size_t& i, char16_t*& out) {
+  const uint8_t c = s[i];
+  if (c < 0x80) {
+    *out++ = c, i += 1;
+  } else if (c < 0xE0) {
+    *out++ = static_cast<char16_t>(((c & 0x1F) << 6) | (s[i + 1] & 0x3F)), i += 2;
+  } else if (c < 0xF0) {
+    *out++ = static_cast<char16_t>(((c & 0x0F) << 12) | ((s[i + 1] & 0x3F) << 6) | (s[i + 2] & 0x3F)), i += 3;
+  } else {
+    const UChar32 code =
+        ((c & 0x07) << 18) | ((s[i + 1] & 0x3F) << 12) | ((s[i + 2] & 0x3F) << 6) | (s[i + 3] & 0x3F);
+    *out++ = U16_LEAD(code), *out++ = U16_TRAIL(code), i += 4;
+  }
+}
+
+int32_t toUtf16Scalar(std::string_view utf8, char16_t* out) {
   const auto* s = reinterpret_cast<const uint8_t*>(utf8.data());
   const std::size_t n = utf8.size();
   char16_t* const first = out;
@@ -60,23 +77,112 @@ int32_t toUtf16(std::string_view utf8, char16_t* out) {
       out += 8, i += 8;
       continue;
     }
-    const uint8_t c = s[i];
-    if (c < 0x80) {
-      *out++ = c, i += 1;
-    } else if (c < 0xE0) {
-      *out++ = static_cast<char16_t>(((c & 0x1F) << 6) | (s[i + 1] & 0x3F)), i += 2;
-    } else if (c < 0xF0) {
-      *out++ = static_cast<char16_t>(((c & 0x0F) << 12) | ((s[i + 1] & 0x3F) << 6) | (s[i + 2] & 0x3F)), i += 3;
-    } else {
-      const UChar32 code =
-          ((c & 0x07) << 18) | ((s[i + 1] & 0x3F) << 12) | ((s[i + 2] & 0x3F) << 6) | (s[i + 3] & 0x3F);
-      *out++ = U16_LEAD(code), *out++ = U16_TRAIL(code), i += 4;
-    }
+    convertOne(s, i, out);
   }
   return static_cast<int32_t>(out - first);
 }
 
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
+#define ORLA_REGEX_AVX2 1
+#pragma GCC push_options
+#pragma GCC target("avx2,bmi")
+
+// Leading two-byte code points (Cyrillic, Greek, accented Latin letters) in
+// the 32 bytes at `s`, up to 16, converted into `out`; how many.
+inline unsigned twoByteRun(const uint8_t* s, char16_t* out) {
+  // Each 16-bit word is a lead (low byte) and its continuation (high byte).
+  const __m256i words = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
+  const __m256i valid = _mm256_cmpeq_epi16(_mm256_and_si256(words, _mm256_set1_epi16(static_cast<short>(0xC0E0))),
+                                           _mm256_set1_epi16(static_cast<short>(0x80C0)));
+  const auto bits = static_cast<uint32_t>(_mm256_movemask_epi8(valid));
+  const unsigned count = bits == 0xFFFFFFFFu ? 16 : static_cast<unsigned>(__builtin_ctz(~bits)) / 2;
+  const __m256i units = _mm256_or_si256(_mm256_slli_epi16(_mm256_and_si256(words, _mm256_set1_epi16(0x1F)), 6),
+                                        _mm256_and_si256(_mm256_srli_epi16(words, 8), _mm256_set1_epi16(0x3F)));
+  _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), units);
+  return count;
+}
+
+// Leading three-byte code points (Chinese, Japanese, Korean, most symbols)
+// in the 24 bytes at `s`, up to 8, converted into `out`; how many.
+inline unsigned threeByteRun(const uint8_t* s, char16_t* out) {
+  // Twelve bytes in each half, each code point spread into a 32-bit lane.
+  const __m256i bytes = _mm256_loadu2_m128i(reinterpret_cast<const __m128i*>(s + 12),
+                                            reinterpret_cast<const __m128i*>(s));
+  const __m256i spread = _mm256_shuffle_epi8(
+      bytes, _mm256_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1, 0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8,
+                              -1, 9, 10, 11, -1));
+  const __m256i valid = _mm256_cmpeq_epi32(_mm256_and_si256(spread, _mm256_set1_epi32(0xC0C0F0)),
+                                           _mm256_set1_epi32(0x8080E0));
+  const auto bits = static_cast<unsigned>(_mm256_movemask_ps(_mm256_castsi256_ps(valid)));
+  const unsigned count = bits == 0xFF ? 8 : static_cast<unsigned>(__builtin_ctz(~bits));
+  const __m256i units = _mm256_or_si256(
+      _mm256_or_si256(_mm256_slli_epi32(_mm256_and_si256(spread, _mm256_set1_epi32(0x0F)), 12),
+                      _mm256_and_si256(_mm256_srli_epi32(spread, 2), _mm256_set1_epi32(0x0FC0))),
+      _mm256_and_si256(_mm256_srli_epi32(spread, 16), _mm256_set1_epi32(0x3F)));
+  // Each half packs its four units into its low 64 bits; the two are then
+  // put side by side.
+  const __m256i packed = _mm256_permute4x64_epi64(_mm256_packus_epi32(units, units), 0x08);
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm256_castsi256_si128(packed));
+  return count;
+}
+
+// Text that mixes scripts changes between ASCII and other code points every
+// few bytes, which breaks any fixed-size ASCII step. Here every step widens
+// the next 32 bytes whole and keeps as many units as the ASCII bytes they
+// begin with (the rest is written over), then converts the code points up
+// to the next ASCII byte: runs of two-byte and of three-byte ones a vector at
+// a time in the same way, the others one by one. What a step writes never
+// reaches past the buffer: there are never more units than bytes, and 32
+// bytes are left.
+int32_t toUtf16Avx2(std::string_view utf8, char16_t* out) {
+  const auto* s = reinterpret_cast<const uint8_t*>(utf8.data());
+  const std::size_t n = utf8.size();
+  char16_t* const first = out;
+  std::size_t i = 0;
+  while (i < n) {
+    if (i + 32 <= n) {
+      const __m256i bytes = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + i));
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), _mm256_cvtepu8_epi16(_mm256_castsi256_si128(bytes)));
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + 16),
+                          _mm256_cvtepu8_epi16(_mm256_extracti128_si256(bytes, 1)));
+      const auto high = static_cast<uint32_t>(_mm256_movemask_epi8(bytes));
+      if (high == 0) {
+        out += 32, i += 32;
+        continue;
+      }
+      const unsigned ascii = static_cast<unsigned>(__builtin_ctz(high));
+      out += ascii, i += ascii;
+    }
+    do {
+      if (i + 32 <= n && s[i] >= 0xC0 && s[i] < 0xF0) {
+        const bool two = s[i] < 0xE0;
+        if (const unsigned run = two ? twoByteRun(s + i, out) : threeByteRun(s + i, out); run > 0) {
+          out += run, i += run * (two ? 2 : 3);
+          continue;
+        }
+      }
+      convertOne(s, i, out);
+    } while (i < n && s[i] >= 0x80);
+  }
+  return static_cast<int32_t>(out - first);
+}
+
+#pragma GCC pop_options
+
+bool haveAvx2() {
+  static const bool have = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi");
+  return have;
+}
+#endif
+
 }  // namespace
+
+int32_t toUtf16(std::string_view utf8, char16_t* out) {
+#ifdef ORLA_REGEX_AVX2
+  if (utf8.size() >= 64 && haveAvx2()) return toUtf16Avx2(utf8, out);
+#endif
+  return toUtf16Scalar(utf8, out);
+}
 
 RegexReach regexReach(std::string_view pattern) {
   RegexReach reach;

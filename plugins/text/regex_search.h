@@ -26,6 +26,12 @@
 
 namespace orla::transforms {
 
+// UTF-16 of well-formed UTF-8 (the text was repaired, and windows end between
+// characters) into `out`, which has room for as many units as `utf8` has
+// bytes; the number of units written. ICU's converter checks every byte and
+// took a sixth of a search on non-ASCII text.
+int32_t toUtf16(std::string_view utf8, char16_t* out);
+
 // Whether the whole text must be converted for `pattern`, and otherwise how
 // many UTF-16 units a search may look back from where it starts (an
 // over-estimate: ICU does not publish the bounds of its look-behinds).

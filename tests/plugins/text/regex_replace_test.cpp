@@ -63,6 +63,27 @@ TEST(RegexReplace, SameAsAUtf16ReplaceOnRandomText) {
   }
 }
 
+// The windows' conversion to UTF-16 goes a vector at a time through runs of
+// ASCII, of two-byte and of three-byte code points: runs of every length of
+// each, at every alignment and up to the end, give ICU's units.
+TEST(RegexReplace, WindowsAreConvertedToUtf16AsIcuConvertsThem) {
+  const char* const pieces[] = {"a", "word ", "é", "Москва", "中文", "👋🏽", "\x7f", "\xc2\x80", "\xdf\xbf", "\xe0\xa0\x80",
+                                "\xef\xbf\xbf", "\xf4\x8f\xbf\xbf", "0123456789abcdefghijklmnopqrstuvwxyz",
+                                "ЖЖЖЖЖЖЖЖЖЖЖЖЖЖЖЖЖЖЖЖ", "中中中中中中中中中中"};
+  std::mt19937 random(24);
+  for (int round = 0; round < 3000; ++round) {
+    std::string text(random() % 40, 'x');  // shifts where the 32-byte steps fall
+    const int count = static_cast<int>(random() % 60);
+    for (int k = 0; k < count; ++k) text += pieces[random() % std::size(pieces)];
+    const icu::UnicodeString expected = icu::UnicodeString::fromUTF8(text);
+    std::u16string units(text.size() + 1, u'\0');
+    const int32_t written = toUtf16(text, units.data());
+    ASSERT_EQ(std::u16string_view(units.data(), static_cast<std::size_t>(written)),
+              std::u16string_view(expected.getBuffer(), static_cast<std::size_t>(expected.length())))
+        << "round " << round;
+  }
+}
+
 TEST(RegexReplace, InvalidBytesReadAsReplacementCharacters) {
   EXPECT_EQ(regexReplace("a\xFF" "b", "\\x{FFFD}", "?").value(), "a?b");
   EXPECT_EQ(regexReplace("\xE2\x82 x", "x", "y").value(), "\uFFFD y");
