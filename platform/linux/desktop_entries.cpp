@@ -8,8 +8,8 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <memory>
 #include <iterator>
+#include <memory>
 #include <set>
 #include <vector>
 

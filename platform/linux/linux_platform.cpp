@@ -264,9 +264,63 @@ namespace {
 
 using Service = Platform::Service;
 
+// The X11 desktop's parts, with the GTK part that needs its window system:
+// the parts of a platform that reaches an X server.
+void addWindowSystemParts(std::vector<Platform::DeferredPart>& parts,
+                          std::shared_ptr<linux_desktop::ApplicationOpener> opener,
+                          linux_desktop::DeferredMainThread& mainThread, std::shared_ptr<bool> windowSystem) {
+  using linux_desktop::x11Module;
+  parts.push_back({{Service::keyboard, Service::mouse, Service::displays, Service::accessibility, Service::workspace},
+                   {Capability::keyboardEvents, Capability::mouseEvents, Capability::displays,
+                    Capability::accessibility, Capability::applicationControl},
+                   [opener, windowSystem](Platform::Services& services, std::set<Capability>& offered) {
+                     const auto& module = x11Module();
+                     if (!module.entries) {
+                       services.workspace = linux_desktop::makeModuleMissingWorkspace(module.problem);
+                       return;
+                     }
+                     module.entries->addWindowSystem(services, offered, opener);
+                     *windowSystem = offered.count(Capability::accessibility) > 0;
+                   }});
+  parts.push_back({{Service::pasteboard},
+                   {Capability::pasteboard},
+                   [windowSystem](Platform::Services& services, std::set<Capability>& offered) {
+                     if (const auto& module = x11Module(); module.entries && *windowSystem)
+                       module.entries->addClipboard(services, offered);
+                   }});
+  // GTK itself starts only when the first message or menu is shown.
+  parts.push_back({{Service::alerts, Service::popupMenus},
+                   {Capability::alerts, Capability::popUpMenus},
+                   [&mainThread, windowSystem](Platform::Services& services, std::set<Capability>& offered) {
+                     if (!*windowSystem) return;
+                     const auto& module = linux_desktop::desktopModule();
+                     if (MainThread* loop = mainThread.real(); module.entries && loop)
+                       module.entries->addAlerts(services, offered, *loop);
+                   }});
+}
+
+// The desktop module's services that connect to nothing at their start.
+Platform::DeferredPart desktopServicesPart(linux_desktop::DeferredMainThread& mainThread, bool connect) {
+  const bool sessionBus = linux_desktop::hasSessionBus();
+  return {{Service::files, Service::fileWorkspace, Service::fileManager, Service::settingsPanes,
+           Service::outputVolume, Service::sounds, Service::speech, Service::networkVolumes,
+           Service::networkLocations, Service::sessionControl, Service::keychain, Service::focusModes},
+          {},
+          [&mainThread, connect, sessionBus](Platform::Services& services, std::set<Capability>& offered) {
+            const auto& module = linux_desktop::desktopModule();
+            MainThread* loop = mainThread.real();
+            if (!module.entries || !loop) {
+              services.files = linux_desktop::makeModuleMissingFiles(module.problem);
+              services.fileWorkspace = linux_desktop::makeModuleMissingFileWorkspace(module.problem);
+              services.fileManager = linux_desktop::makeModuleMissingFileManager(module.problem);
+              return;
+            }
+            module.entries->addServices(services, offered, *loop, connect, sessionBus);
+          }};
+}
+
 // The two modules' parts, as deferred parts of the platform.
 std::vector<Platform::DeferredPart> desktopParts(linux_desktop::DeferredMainThread& mainThread, bool connect) {
-  using linux_desktop::desktopModule;
   using linux_desktop::x11Module;
   auto opener = std::make_shared<linux_desktop::ModuleApplicationOpener>();
   // Without DISPLAY there is no X server to reach: the X11 parts would only
@@ -276,7 +330,6 @@ std::vector<Platform::DeferredPart> desktopParts(linux_desktop::DeferredMainThre
   // The clipboard, messages, menus and the accessibility bus come only with
   // the window system, and the bus adds to its accessibility.
   auto windowSystem = std::make_shared<bool>(false);
-  std::vector<Platform::DeferredPart> parts;
   // Whether focus modes can be read is known from the settings schemas,
   // read only when asked (a shell command never does): with a display, after
   // the X11 desktop's parts, so that a key chord or a paste does not read
@@ -286,65 +339,25 @@ std::vector<Platform::DeferredPart> desktopParts(linux_desktop::DeferredMainThre
                                  if (linux_desktop::hasNotificationSettingsSchema())
                                    offered.insert(Capability::focusModes);
                                }};
-  if (connect && !reachWindowSystem) parts.push_back(std::move(focus));
+  std::vector<Platform::DeferredPart> parts;
   if (reachWindowSystem) {
-    parts.push_back({{Service::keyboard, Service::mouse, Service::displays, Service::accessibility, Service::workspace},
-                     {Capability::keyboardEvents, Capability::mouseEvents, Capability::displays,
-                      Capability::accessibility, Capability::applicationControl},
-                     [opener, windowSystem](Platform::Services& services, std::set<Capability>& offered) {
-                       const auto& module = x11Module();
-                       if (!module.entries) {
-                         services.workspace = linux_desktop::makeModuleMissingWorkspace(module.problem);
-                         return;
-                       }
-                       module.entries->addWindowSystem(services, offered, opener);
-                       *windowSystem = offered.count(Capability::accessibility) > 0;
-                     }});
-    parts.push_back({{Service::pasteboard},
-                     {Capability::pasteboard},
-                     [windowSystem](Platform::Services& services, std::set<Capability>& offered) {
-                       if (const auto& module = x11Module(); module.entries && *windowSystem)
-                         module.entries->addClipboard(services, offered);
-                     }});
-    // GTK itself starts only when the first message or menu is shown.
-    parts.push_back({{Service::alerts, Service::popupMenus},
-                     {Capability::alerts, Capability::popUpMenus},
-                     [&mainThread, windowSystem](Platform::Services& services, std::set<Capability>& offered) {
-                       if (!*windowSystem) return;
-                       const auto& module = desktopModule();
-                       if (MainThread* loop = mainThread.real(); module.entries && loop)
-                         module.entries->addAlerts(services, offered, *loop);
-                     }});
+    addWindowSystemParts(parts, opener, mainThread, windowSystem);
+    parts.push_back(std::move(focus));
   } else {
+    if (connect) parts.push_back(std::move(focus));
     parts.push_back({{Service::workspace}, {}, [opener](Platform::Services& services, std::set<Capability>&) {
                        const auto& module = x11Module();
                        if (module.entries) services.workspace.reset(module.entries->makeWorkspace(opener));
                        else services.workspace = linux_desktop::makeModuleMissingWorkspace(module.problem);
                      }});
   }
-  if (reachWindowSystem) parts.push_back(std::move(focus));
-  const bool sessionBus = linux_desktop::hasSessionBus();
-  parts.push_back({{Service::files, Service::fileWorkspace, Service::fileManager, Service::settingsPanes,
-                    Service::outputVolume, Service::sounds, Service::speech, Service::networkVolumes,
-                    Service::networkLocations, Service::sessionControl, Service::keychain, Service::focusModes},
-                   {},
-                   [&mainThread, connect, sessionBus](Platform::Services& services, std::set<Capability>& offered) {
-                     const auto& module = desktopModule();
-                     MainThread* loop = mainThread.real();
-                     if (!module.entries || !loop) {
-                       services.files = linux_desktop::makeModuleMissingFiles(module.problem);
-                       services.fileWorkspace = linux_desktop::makeModuleMissingFileWorkspace(module.problem);
-                       services.fileManager = linux_desktop::makeModuleMissingFileManager(module.problem);
-                       return;
-                     }
-                     module.entries->addServices(services, offered, *loop, connect, sessionBus);
-                   }});
+  parts.push_back(desktopServicesPart(mainThread, connect));
   if (reachWindowSystem)
     parts.push_back({{Service::accessibility},
                      {Capability::menuBars},
                      [windowSystem](Platform::Services& services, std::set<Capability>& offered) {
                        const auto& x11 = x11Module();
-                       const auto& module = desktopModule();
+                       const auto& module = linux_desktop::desktopModule();
                        if (x11.entries && module.entries && *windowSystem)
                          module.entries->addAccessibilityBus(services, offered, x11.entries->describeElement);
                      }});
