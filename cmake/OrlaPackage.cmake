@@ -44,9 +44,10 @@ target_include_directories(orla_library PUBLIC
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/include>
   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 # The public headers use ICU, nlohmann-json and threads; the rest is private
-# (a static library still carries it to the host's link line).
+# (a static library still carries it to the host's link line). libcurl,
+# libcups, libzip, GIO, GTK and the X11 libraries are the modules' own.
 target_link_libraries(orla_library PUBLIC ICU::uc ICU::i18n nlohmann_json::nlohmann_json Threads::Threads
-                      PRIVATE CURL::libcurl uriparser::uriparser simdjson::simdjson PkgConfig::LIBZIP ${CMAKE_DL_LIBS})
+                      PRIVATE uriparser::uriparser simdjson::simdjson ${CMAKE_DL_LIBS})
 if(TARGET orla_desktop)
   add_dependencies(orla_library orla_x11 orla_desktop)
 endif()
@@ -72,16 +73,16 @@ file(RELATIVE_PATH ORLA_PC_PREFIX "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" ${CMA
 # `pkg-config --static` would also ask for the static libraries of theirs,
 # which Debian does not install: so they are plain requirements there.
 set(ORLA_PC_PUBLIC "icu-uc icu-i18n nlohmann_json")
-set(ORLA_PC_PRIVATE "libcurl liburiparser simdjson libzip")
+set(ORLA_PC_PRIVATE "liburiparser simdjson")
 if(BUILD_SHARED_LIBS)
   set(ORLA_PC_REQUIRES "${ORLA_PC_PUBLIC}")
   set(ORLA_PC_REQUIRES_PRIVATE "${ORLA_PC_PRIVATE}")
   set(ORLA_PC_LIBS "")
-  set(ORLA_PC_LIBS_PRIVATE "-lcups -ldl -pthread")
+  set(ORLA_PC_LIBS_PRIVATE "-ldl -pthread")
 else()
   set(ORLA_PC_REQUIRES "${ORLA_PC_PUBLIC} ${ORLA_PC_PRIVATE}")
   set(ORLA_PC_REQUIRES_PRIVATE "")
-  set(ORLA_PC_LIBS "-lcups -ldl -pthread")
+  set(ORLA_PC_LIBS "-ldl -pthread")
   set(ORLA_PC_LIBS_PRIVATE "")
 endif()
 configure_file(${PROJECT_SOURCE_DIR}/cmake/orla-plugins.pc.in ${PROJECT_BINARY_DIR}/orla-plugins.pc @ONLY)

@@ -10,6 +10,7 @@
 #include <optional>
 #include <string_view>
 
+#include <orla/models/checked.h>
 #include "platform/linux/desktop_entries.h"
 
 namespace orla::linux_desktop {
@@ -18,8 +19,9 @@ class ApplicationOpener {
  public:
   virtual ~ApplicationOpener() = default;
   // The installed desktop entry with this desktop-file id (".desktop" may
-  // be left out), else the first whose name is this, ignoring case.
-  virtual std::optional<DesktopEntry> installedDesktopEntry(std::string_view idOrName) = 0;
+  // be left out), else the first whose name is this, ignoring case; a
+  // sentence when the entries cannot be looked up at all.
+  virtual Checked<std::optional<DesktopEntry>> installedDesktopEntry(std::string_view idOrName) = 0;
   // Starts the desktop entry at `path` (a ".desktop" file) or the executable
   // file at `path`; a sentence when it is neither or cannot start.
   virtual Checked<LaunchedApplication> launchApplication(std::string_view path) = 0;

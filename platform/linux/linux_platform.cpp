@@ -97,9 +97,10 @@ const LoadedModule<X11ModuleEntries>& x11Module() {
 // application is started or looked up by name or an address opened.
 class ModuleApplicationOpener : public ApplicationOpener {
  public:
-  std::optional<DesktopEntry> installedDesktopEntry(std::string_view idOrName) override {
+  Checked<std::optional<DesktopEntry>> installedDesktopEntry(std::string_view idOrName) override {
     const auto& module = desktopModule();
-    return module.entries ? module.entries->installedDesktopEntry(idOrName) : std::nullopt;
+    if (!module.entries) return fail(module.problem);
+    return module.entries->installedDesktopEntry(idOrName);
   }
   Checked<LaunchedApplication> launchApplication(std::string_view path) override {
     const auto& module = desktopModule();

@@ -225,7 +225,9 @@ class ProcWorkspace : public Workspace {
   Checked<void> openApplicationWithBundleIdentifier(std::string_view bundleIdentifier,
                                                     const OpenConfiguration& configuration) override {
     if (!x11_) return unavailable();
-    const auto entry = opener_->installedDesktopEntry(bundleIdentifier);
+    const auto found = opener_->installedDesktopEntry(bundleIdentifier);
+    if (!found) return fail(found.error());
+    const auto& entry = found.value();
     if (!entry) {
       std::string message = "No application “";
       message += bundleIdentifier;
@@ -235,7 +237,8 @@ class ProcWorkspace : public Workspace {
     return openApplication(entry->path, configuration);
   }
   std::optional<std::string> applicationPath(std::string_view bundleIdentifier) const override {
-    if (auto entry = opener_->installedDesktopEntry(bundleIdentifier)) return entry->path;
+    if (auto found = opener_->installedDesktopEntry(bundleIdentifier); found && found.value())
+      return found.value()->path;
     return std::nullopt;
   }
   Checked<void> openURL(std::string_view url) override { return opener_->openURI(url); }
