@@ -9,13 +9,28 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <mutex>
+#include <utility>
+#include <vector>
 
 namespace orla::linux_desktop {
 namespace {
 
 std::atomic<bool> errorSeen{false};
 
-int noteError(Display*, XErrorEvent*) {
+// The connections with receivers of their own (few: the hotkeys').
+std::mutex routesMutex;
+std::vector<std::pair<Display*, void (*)(unsigned char)>> routes;
+
+int noteError(Display* display, XErrorEvent* error) {
+  {
+    std::lock_guard lock(routesMutex);
+    for (const auto& [routed, receiver] : routes)
+      if (routed == display) {
+        receiver(error->error_code);
+        return 0;
+      }
+  }
   errorSeen = true;
   return 0;
 }
@@ -25,6 +40,15 @@ int noteError(Display*, XErrorEvent*) {
 bool takeX11Error() { return errorSeen.exchange(false); }
 
 void installX11ErrorHandler() { XSetErrorHandler(noteError); }
+
+void routeX11Errors(Display* display, void (*receiver)(unsigned char code)) {
+  {
+    std::lock_guard lock(routesMutex);
+    std::erase_if(routes, [&](const auto& route) { return route.first == display; });
+    if (receiver) routes.emplace_back(display, receiver);
+  }
+  installX11ErrorHandler();
+}
 
 Checked<std::shared_ptr<X11Connection>> X11Connection::open() {
   const char* name = std::getenv("DISPLAY");

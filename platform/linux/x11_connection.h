@@ -67,7 +67,14 @@ class X11Connection {
 bool takeX11Error();
 // Xlib's default handler ends the process on any error; a window that closes
 // between a read and a request is ordinary on a desktop, so errors are only
-// noted for `takeX11Error`. Installed by every X11 service.
+// noted for `takeX11Error`. Installed by every X11 service; installing it
+// again keeps what routeX11Errors set.
 void installX11ErrorHandler();
+// The errors of `display` go to `receiver` (with their error code) rather
+// than to takeX11Error, until routed to nullptr: for a connection that must
+// know which of its requests failed (a grab another client holds answers
+// BadAccess). Xlib has one error handler per process, so this is the only
+// way to have one's own; the handler is installed here.
+void routeX11Errors(Display* display, void (*receiver)(unsigned char code));
 
 }  // namespace orla::linux_desktop

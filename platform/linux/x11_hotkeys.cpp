@@ -17,23 +17,14 @@
 namespace orla::linux_desktop {
 namespace {
 
-// Xlib's error handler is one per process: ours notes the errors of the
-// hotkey connection (a grab that another client holds answers BadAccess)
-// and passes every other one to the handler the other services installed.
+// The errors of the hotkey connection (a grab that another client holds
+// answers BadAccess), routed here from the process's one error handler.
 std::mutex errorMutex;
-Display* hotkeyDisplay = nullptr;
 unsigned char hotkeyError = 0;
-XErrorHandler otherHandler = nullptr;
 
-int noteHotkeyError(Display* display, XErrorEvent* error) {
-  {
-    std::lock_guard lock(errorMutex);
-    if (display == hotkeyDisplay) {
-      if (!hotkeyError) hotkeyError = error->error_code;
-      return 0;
-    }
-  }
-  return otherHandler ? otherHandler(display, error) : 0;
+void noteHotkeyError(unsigned char code) {
+  std::lock_guard lock(errorMutex);
+  if (!hotkeyError) hotkeyError = code;
 }
 
 unsigned char takeHotkeyError() {
@@ -54,11 +45,7 @@ class X11GlobalHotkeys final : public GlobalHotkeys {
   // the socket would never see it.
   X11GlobalHotkeys(Display* display, Display* query)
       : display_(display), query_(query), root_(DefaultRootWindow(display)) {
-    {
-      std::lock_guard lock(errorMutex);
-      hotkeyDisplay = display_;
-      otherHandler = XSetErrorHandler(noteHotkeyError);
-    }
+    routeX11Errors(display_, noteHotkeyError);
     // Holding a hotkey down repeats its press without releases between, so
     // that a repeat can be told from a new press.
     XkbSetDetectableAutoRepeat(display_, True, nullptr);
@@ -69,11 +56,12 @@ class X11GlobalHotkeys final : public GlobalHotkeys {
     {
       std::lock_guard lock(displayMutex_);
       for (const auto& [id, grab] : grabs_) ungrabLocked(grab);
+      XSync(display_, False);
+      // Before the connection goes: another one may be given its address.
+      routeX11Errors(display_, nullptr);
       XCloseDisplay(display_);
     }
     XCloseDisplay(query_);
-    std::lock_guard lock(errorMutex);
-    if (hotkeyDisplay == display_) hotkeyDisplay = nullptr;
   }
 
   std::optional<GrabProblem> grab(Id id, const Hotkey& hotkey) override {
