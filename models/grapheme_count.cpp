@@ -120,6 +120,16 @@ struct RuleTables {
   int rules = 1;  // bit 0 flags a lead whatever follows (filled in from the check)
   // Whether U+0300–036F are all marks that join what comes before.
   bool asciiMarks = false;
+  // The common emoji sequences, settled in the block (settleSequences):
+  // 0xFF for every 64 code points of U+1F000–1FFFF that are all
+  // pictographs (by the third byte's low six bits).
+  alignas(64) std::uint8_t pictographGroups[64]{};
+  bool sequences = false;
+  // U+2100–2FFF hold no control, CR or LF.
+  bool quietSymbols = false;
+  // U+FB00–FB3F but U+FB1E (the ligatures and the Hebrew letters after
+  // them, which share the point's lead and second byte) need no step.
+  bool ligatures = false;
 
   bool flags(unsigned char b0, unsigned char b1, unsigned char b2) const {
     for (int g = 0; g < 2; ++g)
@@ -151,6 +161,44 @@ struct RuleTables {
 bool needsStep(const Tables& t, std::uint32_t cp, bool words) {
   if ((kJoiningClasses >> classOf(t, cp)) & 1) return true;
   return words && cp < 0x10000 && isWhitespaceOrNewline(static_cast<char32_t>(cp));
+}
+
+// The tables the block needs to settle emoji sequences itself, and the
+// facts about the code points it relies on, checked here: where one does
+// not hold for the ICU this runs with, those sequences go through the state
+// machine as before.
+void addSequenceTables(RuleTables& r, bool words) {
+  const Tables& t = tables();
+  const auto classIs = [&](std::uint32_t first, std::uint32_t last, std::uint8_t cls) {
+    for (std::uint32_t cp = first; cp <= last; ++cp)
+      if (classOf(t, cp) != cls) return false;
+    return true;
+  };
+  const auto loud = [&](std::uint32_t cp) {
+    const std::uint8_t cls = classOf(t, cp);
+    return cls == gCR || cls == gLF || cls == gControl;
+  };
+  const auto prepended = [&](std::uint32_t first, std::uint32_t last) {
+    for (std::uint32_t cp = first; cp <= last; ++cp)
+      if (classOf(t, cp) == gPrepend) return true;
+    return false;
+  };
+  const auto quiet = [&](std::uint32_t first, std::uint32_t last) {
+    for (std::uint32_t cp = first; cp <= last; ++cp)
+      if (loud(cp)) return false;
+    return true;
+  };
+  for (std::uint32_t group = 0; group < 64; ++group)
+    r.pictographGroups[group] = classIs(0x1F000 + group * 64, 0x1F000 + group * 64 + 63, gPictographic) ? 0xFF : 0;
+  r.quietSymbols = quiet(0x2100, 0x2FFF);
+  r.sequences = classIs(0xFE00, 0xFE0F, gExtend) && classIs(0x1F3FB, 0x1F3FF, gExtend) &&
+                classIs(0x200D, 0x200D, gZWJ) && classIs(0x1F1E6, 0x1F1FF, gRegional) && quiet(0x1F000, 0x1FFFF) &&
+                !prepended(0x1F000, 0x1FFFF);
+  // The ligatures are unflagged only where the rules flag them by their
+  // second byte, not with their whole lead.
+  r.ligatures = !(r.lead[0][0xEF & 0x3F] & 1);
+  for (std::uint32_t cp = 0xFB00; cp <= 0xFB3F; ++cp)
+    if (cp != 0xFB1E && needsStep(t, cp, words)) r.ligatures = false;
 }
 
 RuleTables makeRules(bool words) {
@@ -201,6 +249,7 @@ RuleTables makeRules(bool words) {
       if (!r.flags(lead, b1, b2)) flagLead(lead);
     }
   }
+  addSequenceTables(r, words);
   return r;
 }
 
@@ -211,14 +260,94 @@ const RuleTables& rules(bool words) {
   return wordTables;
 }
 
-// The state after the code point that ends at `end`, which is ordinary:
-// its class, whatever came before.
-inline std::uint8_t stateBefore(const unsigned char* s, std::size_t end, const Tables& t) {
-  if (end == 0) return kStartState;
-  std::size_t lead = end - 1;
-  while ((s[lead] & 0xC0) == 0x80) --lead;
+// The state at `end`, where the walk last knew it was `known` at
+// `knownAt` (at or before `end`). After an ordinary code point the state is
+// its class, whatever came before; after joining ones (which the block may
+// have settled itself, as in an emoji sequence) it depends on what they
+// followed, so the walk goes back to the last ordinary code point, or to
+// `knownAt`, and forward again. Each stretch walks back at most to where the
+// one before it stopped, so this stays linear.
+inline std::uint8_t stateAt(const unsigned char* s, std::size_t end, std::size_t knownAt, std::uint8_t known,
+                            const Tables& t) {
+  std::size_t from = end;
+  std::uint8_t state = known;
   std::uint32_t length;
-  return classOf(t, decodeWellFormed(s + lead, length));
+  while (from > knownAt) {
+    std::size_t lead = from - 1;
+    while ((s[lead] & 0xC0) == 0x80) --lead;
+    const std::uint8_t cls = classOf(t, decodeWellFormed(s + lead, length));
+    if (!((kJoiningClasses >> cls) & 1)) {
+      state = cls;
+      break;
+    }
+    from = lead;
+  }
+  while (from < end) {
+    state = t.transitions[state * kClasses + classOf(t, decodeWellFormed(s + from, length))] & 0x7F;
+    from += length;
+  }
+  return state;
+}
+
+__attribute__((target("avx512f"))) inline __m512i splat(int b) { return _mm512_set1_epi8(static_cast<char>(b)); }
+
+// What settleSequences decided for a block: the lanes that continue the
+// character before them, and the flagged lanes now settled (those, the
+// first of a flag's two indicators, which starts a character, and the
+// ligatures, which need no step).
+struct Settled {
+  std::uint64_t joined = 0;
+  std::uint64_t resolved = 0;
+};
+
+// The common emoji sequences, settled 64 lanes at a time: a variation
+// selector or skin tone after a code point that is no control, a joiner
+// after a pictograph (and the selectors or skin tones after it) with the
+// pictograph or ASCII after the joiner, and a pair of regional indicators
+// after ASCII or another emoji. Each of these code points has a length of
+// its own, so "the code point before" is a shift by that length. What the
+// masks cannot see (a code point before the block, longer runs, a joiner
+// before what they cannot tell) stays flagged for the state machine; a
+// stretch of it runs on through the joining code points after it, so a
+// lane settled here only counts when what it follows was not flagged.
+__attribute__((target("avx512f,avx512bw,avx512vbmi"))) inline Settled settleSequences(
+    const RuleTables& r, __m512i v0, __m512i v1, __m512i v2, __m512i v3, std::uint64_t leads) {
+  const std::uint64_t emoji = _mm512_mask_cmpeq_epi8_mask(_mm512_mask_cmpeq_epi8_mask(leads, v0, splat(0xF0)), v1, splat(0x9F));
+  const std::uint64_t pictograph =
+      _mm512_mask_test_epi8_mask(emoji, _mm512_permutexvar_epi8(v2, _mm512_load_si512(r.pictographGroups)), splat(0xFF));
+  const std::uint64_t skinTone =
+      _mm512_mask_cmpge_epu8_mask(_mm512_mask_cmpeq_epi8_mask(emoji, v2, splat(0x8F)), v3, splat(0xBB));
+  const std::uint64_t regional =
+      _mm512_mask_cmpge_epu8_mask(_mm512_mask_cmpeq_epi8_mask(emoji, v2, splat(0x87)), v3, splat(0xA6));
+  const std::uint64_t e2 = _mm512_mask_cmpeq_epi8_mask(leads, v0, splat(0xE2));
+  const std::uint64_t joiner = _mm512_mask_cmpeq_epi8_mask(_mm512_mask_cmpeq_epi8_mask(e2, v1, splat(0x80)), v2, splat(0x8D));
+  const std::uint64_t symbol = r.quietSymbols ? _mm512_mask_cmpge_epu8_mask(e2, v1, splat(0x84)) : 0;
+  const std::uint64_t ef = _mm512_mask_cmpeq_epi8_mask(leads, v0, splat(0xEF));
+  const std::uint64_t selector = _mm512_mask_cmple_epu8_mask(_mm512_mask_cmpeq_epi8_mask(ef, v1, splat(0xB8)), v2, splat(0x8F));
+  const std::uint64_t ascii = ~_mm512_movepi8_mask(v0);
+  const std::uint64_t printable = _mm512_mask_cmple_epu8_mask(ascii, _mm512_sub_epi8(v0, splat(0x21)), splat(0x7E - 0x21));
+  Settled out;
+  if (r.ligatures)
+    out.resolved = _mm512_mask_cmpneq_epi8_mask(_mm512_mask_cmpeq_epi8_mask(ef, v1, splat(0xAC)), v2, splat(0x9E));
+  // Selectors and skin tones join anything but a control, CR or LF.
+  const std::uint64_t extend = selector | skinTone;
+  const std::uint64_t quietBefore = (printable << 1) | ((symbol | selector) << 3) | (emoji << 4);
+  std::uint64_t joined = extend & quietBefore;
+  // After a pictograph and up to two selectors or skin tones, a joiner
+  // joins the next pictograph too.
+  const auto after = [&](std::uint64_t m) { return ((m & emoji) << 4) | ((m & selector) << 3); };
+  const std::uint64_t marked = extend & after(pictograph);
+  const std::uint64_t inEmoji = pictograph | marked | (extend & after(marked));
+  const std::uint64_t zwj = joiner & after(inEmoji) & ((pictograph | ascii) >> 3);
+  joined |= zwj | ((zwj << 3) & pictograph);
+  // A flag's first indicator starts a character after ASCII or another
+  // emoji (neither is an indicator's partner or a prepended mark); the
+  // second joins it.
+  const std::uint64_t first = regional & ~(regional << 4) & ((ascii << 1) | (emoji << 4));
+  joined |= regional & (first << 4);
+  out.joined = joined;
+  out.resolved |= joined | first;
+  return out;
 }
 
 // The lanes from `from` up to `to` (at most 64).
@@ -243,11 +372,11 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi,popcnt"))) std::size_t countW
   Totals totals;
   std::size_t i = 0;
   std::size_t settledAt = 0;  // where the state machine last stopped: totals.state holds there
-  while (i + 66 <= n) {
+  while (i + 67 <= n) {
     const __m512i v0 = _mm512_loadu_si512(s + i);
     const __m512i v1 = _mm512_loadu_si512(s + i + 1);
     const __m512i v2 = _mm512_loadu_si512(s + i + 2);
-    const __mmask64 leads = _mm512_cmpge_epu8_mask(v0, _mm512_set1_epi8(static_cast<char>(0xC0)));
+    const __mmask64 leads = _mm512_cmpge_epu8_mask(v0, splat(0xC0));
     std::uint64_t starts = ~(_mm512_movepi8_mask(v0) & ~leads);
     // Rule bits of the lead lanes only (the masked form also spares GCC 12
     // a false warning about the unmasked one's undefined lanes).
@@ -263,9 +392,9 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi,popcnt"))) std::size_t countW
     // they start no character. The state after them is their class, as
     // after any ordinary code point.
     if (r.asciiMarks) {
-      const __mmask64 marks = leads & (_mm512_cmpeq_epi8_mask(v0, _mm512_set1_epi8(static_cast<char>(0xCC))) |
-                                       (_mm512_cmpeq_epi8_mask(v0, _mm512_set1_epi8(static_cast<char>(0xCD))) &
-                                        _mm512_cmplt_epu8_mask(v1, _mm512_set1_epi8(static_cast<char>(0xB0)))));
+      const __mmask64 marks = leads & (_mm512_cmpeq_epi8_mask(v0, splat(0xCC)) |
+                                       (_mm512_cmpeq_epi8_mask(v0, splat(0xCD)) &
+                                        _mm512_cmplt_epu8_mask(v1, splat(0xB0))));
       const std::uint64_t printable =
           _mm512_cmple_epu8_mask(_mm512_sub_epi8(v0, _mm512_set1_epi8(0x21)), _mm512_set1_epi8(0x7E - 0x21));
       std::uint64_t joined = marks & (printable << 1);
@@ -273,6 +402,11 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi,popcnt"))) std::size_t countW
       joined |= marks & (joined << 2);
       flagged &= ~joined;
       starts &= ~joined;
+    }
+    if (leads && r.sequences) {
+      const Settled settled = settleSequences(r, v0, v1, v2, _mm512_loadu_si512(s + i + 3), leads);
+      flagged &= ~settled.resolved;
+      starts &= ~settled.joined;
     }
     std::uint64_t separators = 0;
     if constexpr (Words)
@@ -298,7 +432,7 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi,popcnt"))) std::size_t countW
       const auto at = static_cast<unsigned>(__builtin_ctzll(flagged));
       countLanes(at);
       std::size_t j = i + at;
-      if (j != settledAt) totals.state = stateBefore(s, j, t);
+      if (j != settledAt) totals.state = stateAt(s, j, settledAt, totals.state, t);
       while (j < n && ((kJoiningClasses >> step<Words>(s, j, t, totals)) & 1)) {
       }
       settledAt = j;
@@ -315,7 +449,7 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi,popcnt"))) std::size_t countW
   }
   // The end of the last block may fall inside a code point it counted.
   while (i < n && (s[i] & 0xC0) == 0x80) ++i;
-  if (i != settledAt) totals.state = stateBefore(s, i, t);
+  if (i != settledAt) totals.state = stateAt(s, i, settledAt, totals.state, t);
   while (i < n) step<Words>(s, i, t, totals);
   return totals.count;
 }
