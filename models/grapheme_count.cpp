@@ -25,6 +25,7 @@
 #include <orla/models/graphemes.h>
 
 #include <array>
+#include <cstdlib>
 #include <cstring>
 #include <initializer_list>
 
@@ -127,9 +128,6 @@ struct RuleTables {
   bool sequences = false;
   // U+2100–2FFF hold no control, CR or LF.
   bool quietSymbols = false;
-  // U+FB00–FB3F but U+FB1E (the ligatures and the Hebrew letters after
-  // them, which share the point's lead and second byte) need no step.
-  bool ligatures = false;
 
   bool flags(unsigned char b0, unsigned char b1, unsigned char b2) const {
     for (int g = 0; g < 2; ++g)
@@ -142,6 +140,7 @@ struct RuleTables {
   // `third` (any byte where a set is left empty).
   void add(std::initializer_list<int> leads, Ranges secondBytes, Ranges thirdBytes = {}) {
     const int bit = rules++;
+    if (bit >= 16) std::abort();  // two groups of eight: a rule more needs a third permute
     const int g = bit / 8;
     const auto mask = static_cast<std::uint8_t>(1u << (bit % 8));
     for (int l : leads) lead[g][l & 0x3F] |= mask;
@@ -167,7 +166,7 @@ bool needsStep(const Tables& t, std::uint32_t cp, bool words) {
 // facts about the code points it relies on, checked here: where one does
 // not hold for the ICU this runs with, those sequences go through the state
 // machine as before.
-void addSequenceTables(RuleTables& r, bool words) {
+void addSequenceTables(RuleTables& r) {
   const Tables& t = tables();
   const auto classIs = [&](std::uint32_t first, std::uint32_t last, std::uint8_t cls) {
     for (std::uint32_t cp = first; cp <= last; ++cp)
@@ -194,11 +193,6 @@ void addSequenceTables(RuleTables& r, bool words) {
   r.sequences = classIs(0xFE00, 0xFE0F, gExtend) && classIs(0x1F3FB, 0x1F3FF, gExtend) &&
                 classIs(0x200D, 0x200D, gZWJ) && classIs(0x1F1E6, 0x1F1FF, gRegional) && quiet(0x1F000, 0x1FFFF) &&
                 !prepended(0x1F000, 0x1FFFF);
-  // The ligatures are unflagged only where the rules flag them by their
-  // second byte, not with their whole lead.
-  r.ligatures = !(r.lead[0][0xEF & 0x3F] & 1);
-  for (std::uint32_t cp = 0xFB00; cp <= 0xFB3F; ++cp)
-    if (cp != 0xFB1E && needsStep(t, cp, words)) r.ligatures = false;
 }
 
 RuleTables makeRules(bool words) {
@@ -210,17 +204,19 @@ RuleTables makeRules(bool words) {
   r.add({0xF0}, {{0x90, 0x9E}});  // the historic and Indic scripts of the first plane above
   r.add({0xF0}, {{0x9F, 0x9F}}, {{0x87, 0x87}, {0x8F, 0x8F}});          // regional indicators, skin tones
   r.add({0xE2}, {{0x83, 0x83}, {0xB3, 0xB3}, {0xB5, 0xB5}, {0xB7, 0xB7}});  // combining marks for symbols, Coptic
-  r.add({0xE2}, {{0x80, 0x80}}, {{0x8C, 0x8D}});  // the zero-width non-joiner and joiner
-  r.add({0xE3}, {{0x80, 0x80}}, {{0xAA, 0xAF}});  // ideographic tone marks
+  // The zero-width non-joiner and joiner; for words, with the spaces and
+  // separators among the punctuation around them.
+  if (words) r.add({0xE2}, {{0x80, 0x81}});
+  else r.add({0xE2}, {{0x80, 0x80}}, {{0x8C, 0x8D}});
+  // Ideographic tone marks; for words, and the ideographic space.
+  if (words) r.add({0xE3}, {{0x80, 0x80}}, {{0x80, 0x80}, {0xAA, 0xAF}});
+  else r.add({0xE3}, {{0x80, 0x80}}, {{0xAA, 0xAF}});
   r.add({0xE3}, {{0x82, 0x82}}, {{0x99, 0x9A}});  // kana voicing marks
-  r.add({0xEF}, {{0xAC, 0xAC}, {0xB8, 0xB8}, {0xBE, 0xBE}});  // a Hebrew point, variation selectors, half-width voicing
+  r.add({0xEF}, {{0xB8, 0xB8}, {0xBE, 0xBE}});    // variation selectors, half-width voicing
+  r.add({0xEF}, {{0xAC, 0xAC}}, {{0x9E, 0x9E}});  // a Hebrew point among ligatures and letters
   r.add({0xCD}, {{0x80, 0xAF}});  // combining diacritical marks, not the Greek after them
   r.add({0xD2}, {{0x80, 0x89}});  // Cyrillic combining marks
-  if (words) {
-    r.add({0xC2}, {{0x85, 0x85}, {0xA0, 0xA0}});  // next line, no-break space
-    r.add({0xE2}, {{0x80, 0x81}});                // the spaces and separators among the punctuation
-    r.add({0xE3}, {{0x80, 0x80}}, {{0x80, 0x80}});  // the ideographic space
-  }
+  if (words) r.add({0xC2}, {{0x85, 0x85}, {0xA0, 0xA0}});  // next line, no-break space
   r.asciiMarks = true;
   for (std::uint32_t cp = 0x300; cp <= 0x36F; ++cp) {
     const std::uint8_t cls = classOf(tables(), cp);
@@ -249,7 +245,7 @@ RuleTables makeRules(bool words) {
       if (!r.flags(lead, b1, b2)) flagLead(lead);
     }
   }
-  addSequenceTables(r, words);
+  addSequenceTables(r);
   return r;
 }
 
@@ -292,16 +288,16 @@ inline std::uint8_t stateAt(const unsigned char* s, std::size_t end, std::size_t
 __attribute__((target("avx512f"))) inline __m512i splat(int b) { return _mm512_set1_epi8(static_cast<char>(b)); }
 
 // What settleSequences decided for a block: the lanes that continue the
-// character before them, and the flagged lanes now settled (those, the
-// first of a flag's two indicators, which starts a character, and the
-// ligatures, which need no step).
+// character before them, and the flagged lanes now settled (those and the
+// first of a flag's two indicators, which starts a character).
 struct Settled {
   std::uint64_t joined = 0;
   std::uint64_t resolved = 0;
 };
 
 // The common emoji sequences, settled 64 lanes at a time: a variation
-// selector or skin tone after a code point that is no control, a joiner
+// selector or skin tone after an emoji, a symbol of U+2100–2FFF or another
+// selector (none of them a control, CR or LF), a joiner
 // after a pictograph (and the selectors or skin tones after it) with the
 // pictograph or ASCII after the joiner, and a pair of regional indicators
 // after ASCII or another emoji. Each of these code points has a length of
@@ -311,7 +307,7 @@ struct Settled {
 // stretch of it runs on through the joining code points after it, so a
 // lane settled here only counts when what it follows was not flagged.
 __attribute__((target("avx512f,avx512bw,avx512vbmi"))) inline Settled settleSequences(
-    const RuleTables& r, __m512i v0, __m512i v1, __m512i v2, __m512i v3, std::uint64_t leads) {
+    const RuleTables& r, __m512i v0, __m512i v1, __m512i v2, __m512i v3, std::uint64_t leads, unsigned before) {
   const std::uint64_t emoji = _mm512_mask_cmpeq_epi8_mask(_mm512_mask_cmpeq_epi8_mask(leads, v0, splat(0xF0)), v1, splat(0x9F));
   const std::uint64_t pictograph =
       _mm512_mask_test_epi8_mask(emoji, _mm512_permutexvar_epi8(v2, _mm512_load_si512(r.pictographGroups)), splat(0xFF));
@@ -322,16 +318,16 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi"))) inline Settled settleSequ
   const std::uint64_t e2 = _mm512_mask_cmpeq_epi8_mask(leads, v0, splat(0xE2));
   const std::uint64_t joiner = _mm512_mask_cmpeq_epi8_mask(_mm512_mask_cmpeq_epi8_mask(e2, v1, splat(0x80)), v2, splat(0x8D));
   const std::uint64_t symbol = r.quietSymbols ? _mm512_mask_cmpge_epu8_mask(e2, v1, splat(0x84)) : 0;
-  const std::uint64_t ef = _mm512_mask_cmpeq_epi8_mask(leads, v0, splat(0xEF));
-  const std::uint64_t selector = _mm512_mask_cmple_epu8_mask(_mm512_mask_cmpeq_epi8_mask(ef, v1, splat(0xB8)), v2, splat(0x8F));
+  const std::uint64_t selector = _mm512_mask_cmple_epu8_mask(
+      _mm512_mask_cmpeq_epi8_mask(_mm512_mask_cmpeq_epi8_mask(leads, v0, splat(0xEF)), v1, splat(0xB8)), v2, splat(0x8F));
   const std::uint64_t ascii = ~_mm512_movepi8_mask(v0);
-  const std::uint64_t printable = _mm512_mask_cmple_epu8_mask(ascii, _mm512_sub_epi8(v0, splat(0x21)), splat(0x7E - 0x21));
   Settled out;
-  if (r.ligatures)
-    out.resolved = _mm512_mask_cmpneq_epi8_mask(_mm512_mask_cmpeq_epi8_mask(ef, v1, splat(0xAC)), v2, splat(0x9E));
   // Selectors and skin tones join anything but a control, CR or LF.
   const std::uint64_t extend = selector | skinTone;
-  const std::uint64_t quietBefore = (printable << 1) | ((symbol | selector) << 3) | (emoji << 4);
+  // The byte before the block, when it is ASCII, is the code point before
+  // its first lane.
+  const std::uint64_t asciiBefore = before < 0x80;
+  const std::uint64_t quietBefore = ((symbol | selector) << 3) | (emoji << 4);
   std::uint64_t joined = extend & quietBefore;
   // After a pictograph and up to two selectors or skin tones, a joiner
   // joins the next pictograph too.
@@ -343,7 +339,7 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi"))) inline Settled settleSequ
   // A flag's first indicator starts a character after ASCII or another
   // emoji (neither is an indicator's partner or a prepended mark); the
   // second joins it.
-  const std::uint64_t first = regional & ~(regional << 4) & ((ascii << 1) | (emoji << 4));
+  const std::uint64_t first = regional & ~(regional << 4) & ((ascii << 1) | asciiBefore | (emoji << 4));
   joined |= regional & (first << 4);
   out.joined = joined;
   out.resolved |= joined | first;
@@ -354,6 +350,52 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi"))) inline Settled settleSequ
 inline std::uint64_t lanes(unsigned from, unsigned to) {
   const std::uint64_t upTo = to >= 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << to) - 1;
   return upTo & ~((std::uint64_t{1} << from) - 1);
+}
+
+// The code points of lanes [from, to) whose lanes are in `starts`, each a
+// character; for words, those that follow white space and are none.
+template <bool Words>
+__attribute__((target("popcnt"))) inline void countLanes(std::uint64_t starts, std::uint64_t separators, unsigned from,
+                                                        unsigned to, Totals& totals) {
+  if (to <= from) return;
+  const std::uint64_t span = lanes(from, to);
+  if constexpr (Words) {
+    // A word starts where a code point that is not white space follows
+    // one that is; the first lane's predecessor is what the walk knows.
+    const std::uint64_t before =
+        ((separators << 1) & ~(std::uint64_t{1} << from)) | (std::uint64_t{totals.afterSeparator} << from);
+    totals.count += static_cast<std::size_t>(__builtin_popcountll(starts & ~separators & before & span));
+    totals.afterSeparator = (separators >> (to - 1)) & 1;
+  } else {
+    totals.count += static_cast<std::size_t>(__builtin_popcountll(starts & span));
+  }
+}
+
+// A block at `i` with flagged lanes: the lanes between them counted from
+// the masks, each flagged one and the joining ones after it by the state
+// machine. Returns where the next block starts: after this one, or where
+// the state machine stopped when that is beyond it. Out of line, so that
+// the loop over blocks keeps its tables in registers.
+template <bool Words>
+__attribute__((noinline, target("popcnt"))) std::size_t countFlagged(const unsigned char* s, std::size_t n, std::size_t i,
+                                                                   std::uint64_t flagged, std::uint64_t starts,
+                                                                   std::uint64_t separators, Totals& totals,
+                                                                   std::size_t& settledAt, const Tables& t) {
+  unsigned from = 0;  // the lanes before it are counted
+  while (flagged) {
+    const auto at = static_cast<unsigned>(__builtin_ctzll(flagged));
+    countLanes<Words>(starts, separators, from, at, totals);
+    std::size_t j = i + at;
+    if (j != settledAt) totals.state = stateAt(s, j, settledAt, totals.state, t);
+    while (j < n && ((kJoiningClasses >> step<Words>(s, j, t, totals)) & 1)) {
+    }
+    settledAt = j;
+    if (j >= i + 64) return j;
+    from = static_cast<unsigned>(j - i);
+    flagged &= ~lanes(0, from);
+  }
+  countLanes<Words>(starts, separators, from, 64, totals);
+  return i + 64;
 }
 
 // Blocks of 64 bytes: the code points the rules do not flag (nor CR) are
@@ -397,14 +439,14 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi,popcnt"))) std::size_t countW
                                         _mm512_cmplt_epu8_mask(v1, splat(0xB0))));
       const std::uint64_t printable =
           _mm512_cmple_epu8_mask(_mm512_sub_epi8(v0, _mm512_set1_epi8(0x21)), _mm512_set1_epi8(0x7E - 0x21));
-      std::uint64_t joined = marks & (printable << 1);
+      std::uint64_t joined = marks & ((printable << 1) | (i > 0 && s[i - 1] - 0x21u <= 0x7Eu - 0x21u));
       joined |= marks & (joined << 2);
       joined |= marks & (joined << 2);
       flagged &= ~joined;
       starts &= ~joined;
     }
     if (leads && r.sequences) {
-      const Settled settled = settleSequences(r, v0, v1, v2, _mm512_loadu_si512(s + i + 3), leads);
+      const Settled settled = settleSequences(r, v0, v1, v2, _mm512_loadu_si512(s + i + 3), leads, i > 0 ? s[i - 1] : 0u);
       flagged &= ~settled.resolved;
       starts &= ~settled.joined;
     }
@@ -412,39 +454,11 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi,popcnt"))) std::size_t countW
     if constexpr (Words)
       separators = _mm512_cmpeq_epi8_mask(v0, _mm512_set1_epi8(' ')) |
                    _mm512_cmple_epu8_mask(_mm512_sub_epi8(v0, _mm512_set1_epi8(9)), _mm512_set1_epi8(4));
-    unsigned from = 0;  // the lanes before it are counted
-    // The ordinary code points of lanes [from, to), each a character.
-    const auto countLanes = [&](unsigned to) {
-      if (to <= from) return;
-      const std::uint64_t span = lanes(from, to);
-      if constexpr (Words) {
-        // A word starts where a code point that is not white space follows
-        // one that is; the first lane's predecessor is what the walk knows.
-        const std::uint64_t before = ((separators << 1) & ~(std::uint64_t{1} << from)) |
-                                     (std::uint64_t{totals.afterSeparator} << from);
-        totals.count += static_cast<std::size_t>(__builtin_popcountll(starts & ~separators & before & span));
-        totals.afterSeparator = (separators >> (to - 1)) & 1;
-      } else {
-        totals.count += static_cast<std::size_t>(__builtin_popcountll(starts & span));
-      }
-    };
-    while (flagged) {
-      const auto at = static_cast<unsigned>(__builtin_ctzll(flagged));
-      countLanes(at);
-      std::size_t j = i + at;
-      if (j != settledAt) totals.state = stateAt(s, j, settledAt, totals.state, t);
-      while (j < n && ((kJoiningClasses >> step<Words>(s, j, t, totals)) & 1)) {
-      }
-      settledAt = j;
-      if (j >= i + 64) break;
-      from = static_cast<unsigned>(j - i);
-      flagged &= ~lanes(0, from);
-    }
-    if (settledAt >= i + 64) {
-      i = settledAt;
+    if (flagged) {
+      i = countFlagged<Words>(s, n, i, flagged, starts, separators, totals, settledAt, t);
       continue;
     }
-    countLanes(64);
+    countLanes<Words>(starts, separators, 0, 64, totals);
     i += 64;
   }
   // The end of the last block may fall inside a code point it counted.
