@@ -307,19 +307,19 @@ struct Settled {
 // stretch of it runs on through the joining code points after it, so a
 // lane settled here only counts when what it follows was not flagged.
 __attribute__((target("avx512f,avx512bw,avx512vbmi"))) inline Settled settleSequences(
-    const RuleTables& r, __m512i v0, __m512i v1, __m512i v2, __m512i v3, std::uint64_t leads, unsigned before) {
-  const std::uint64_t emoji = _mm512_mask_cmpeq_epi8_mask(_mm512_mask_cmpeq_epi8_mask(leads, v0, splat(0xF0)), v1, splat(0x9F));
+    const RuleTables& r, __m512i v0, __m512i v1, __m512i v2, __m512i v3, unsigned before) {
+  // Independent compares, combined after: shorter chains than masked ones.
+  // F0, E2 and EF are always leads.
+  const std::uint64_t emoji = _mm512_cmpeq_epi8_mask(v0, splat(0xF0)) & _mm512_cmpeq_epi8_mask(v1, splat(0x9F));
   const std::uint64_t pictograph =
-      _mm512_mask_test_epi8_mask(emoji, _mm512_permutexvar_epi8(v2, _mm512_load_si512(r.pictographGroups)), splat(0xFF));
-  const std::uint64_t skinTone =
-      _mm512_mask_cmpge_epu8_mask(_mm512_mask_cmpeq_epi8_mask(emoji, v2, splat(0x8F)), v3, splat(0xBB));
-  const std::uint64_t regional =
-      _mm512_mask_cmpge_epu8_mask(_mm512_mask_cmpeq_epi8_mask(emoji, v2, splat(0x87)), v3, splat(0xA6));
-  const std::uint64_t e2 = _mm512_mask_cmpeq_epi8_mask(leads, v0, splat(0xE2));
-  const std::uint64_t joiner = _mm512_mask_cmpeq_epi8_mask(_mm512_mask_cmpeq_epi8_mask(e2, v1, splat(0x80)), v2, splat(0x8D));
-  const std::uint64_t symbol = r.quietSymbols ? _mm512_mask_cmpge_epu8_mask(e2, v1, splat(0x84)) : 0;
-  const std::uint64_t selector = _mm512_mask_cmple_epu8_mask(
-      _mm512_mask_cmpeq_epi8_mask(_mm512_mask_cmpeq_epi8_mask(leads, v0, splat(0xEF)), v1, splat(0xB8)), v2, splat(0x8F));
+      emoji & _mm512_test_epi8_mask(_mm512_permutexvar_epi8(v2, _mm512_load_si512(r.pictographGroups)), splat(0xFF));
+  const std::uint64_t skinTone = emoji & _mm512_cmpeq_epi8_mask(v2, splat(0x8F)) & _mm512_cmpge_epu8_mask(v3, splat(0xBB));
+  const std::uint64_t regional = emoji & _mm512_cmpeq_epi8_mask(v2, splat(0x87)) & _mm512_cmpge_epu8_mask(v3, splat(0xA6));
+  const std::uint64_t e2 = _mm512_cmpeq_epi8_mask(v0, splat(0xE2));
+  const std::uint64_t joiner = e2 & _mm512_cmpeq_epi8_mask(v1, splat(0x80)) & _mm512_cmpeq_epi8_mask(v2, splat(0x8D));
+  const std::uint64_t symbol = r.quietSymbols ? e2 & _mm512_cmpge_epu8_mask(v1, splat(0x84)) : 0;
+  const std::uint64_t selector = _mm512_cmpeq_epi8_mask(v0, splat(0xEF)) & _mm512_cmpeq_epi8_mask(v1, splat(0xB8)) &
+                                 ~_mm512_cmpge_epu8_mask(v2, splat(0x90));
   const std::uint64_t ascii = ~_mm512_movepi8_mask(v0);
   Settled out;
   // Selectors and skin tones join anything but a control, CR or LF.
@@ -446,7 +446,7 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi,popcnt"))) std::size_t countW
       starts &= ~joined;
     }
     if (leads && r.sequences) {
-      const Settled settled = settleSequences(r, v0, v1, v2, _mm512_loadu_si512(s + i + 3), leads, i > 0 ? s[i - 1] : 0u);
+      const Settled settled = settleSequences(r, v0, v1, v2, _mm512_loadu_si512(s + i + 3), i > 0 ? s[i - 1] : 0u);
       flagged &= ~settled.resolved;
       starts &= ~settled.joined;
     }
