@@ -297,15 +297,15 @@ struct Settled {
 
 // The common emoji sequences, settled 64 lanes at a time: a variation
 // selector or skin tone after an emoji, a symbol of U+2100–2FFF or another
-// selector (none of them a control, CR or LF), a joiner
-// after a pictograph (and the selectors or skin tones after it) with the
-// pictograph or ASCII after the joiner, and a pair of regional indicators
-// after ASCII or another emoji. Each of these code points has a length of
-// its own, so "the code point before" is a shift by that length. What the
-// masks cannot see (a code point before the block, longer runs, a joiner
-// before what they cannot tell) stays flagged for the state machine; a
-// stretch of it runs on through the joining code points after it, so a
-// lane settled here only counts when what it follows was not flagged.
+// selector (none of them a control, CR or LF), a joiner after a pictograph
+// (and a selector or skin tone after it) with a pictograph or ASCII after
+// the joiner, and a pair of regional indicators after ASCII. Each of these
+// code points has a length of its own, so "the code point before" is a
+// shift by that length. What the masks cannot see (a code point before the
+// block, longer runs, a joiner before what they cannot tell) stays flagged
+// for the state machine; a stretch of it runs on through the joining code
+// points after it, so a lane settled here only counts when what it follows
+// was not flagged.
 __attribute__((target("avx512f,avx512bw,avx512vbmi"))) inline Settled settleSequences(
     const RuleTables& r, __m512i v0, __m512i v1, __m512i v2, __m512i v3, unsigned before) {
   // Independent compares, combined after: shorter chains than masked ones.
@@ -329,17 +329,17 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi"))) inline Settled settleSequ
   const std::uint64_t asciiBefore = before < 0x80;
   const std::uint64_t quietBefore = ((symbol | selector) << 3) | (emoji << 4);
   std::uint64_t joined = extend & quietBefore;
-  // After a pictograph and up to two selectors or skin tones, a joiner
-  // joins the next pictograph too.
-  const auto after = [&](std::uint64_t m) { return ((m & emoji) << 4) | ((m & selector) << 3); };
-  const std::uint64_t marked = extend & after(pictograph);
-  const std::uint64_t inEmoji = pictograph | marked | (extend & after(marked));
-  const std::uint64_t zwj = joiner & after(inEmoji) & ((pictograph | ascii) >> 3);
+  // After a pictograph, alone or with a selector or skin tone, a joiner
+  // joins the next pictograph too (pictographs and skin tones are four
+  // bytes long, selectors three).
+  const std::uint64_t marked = extend & (pictograph << 4);
+  const std::uint64_t inEmojiBefore = ((pictograph | (marked & skinTone)) << 4) | ((marked & selector) << 3);
+  const std::uint64_t zwj = joiner & inEmojiBefore & ((pictograph | ascii) >> 3);
   joined |= zwj | ((zwj << 3) & pictograph);
-  // A flag's first indicator starts a character after ASCII or another
-  // emoji (neither is an indicator's partner or a prepended mark); the
-  // second joins it.
-  const std::uint64_t first = regional & ~(regional << 4) & ((ascii << 1) | asciiBefore | (emoji << 4));
+  // A flag's first indicator starts a character after ASCII (which is
+  // neither an indicator's partner nor a prepended mark); the second joins
+  // it.
+  const std::uint64_t first = regional & ((ascii << 1) | asciiBefore);
   joined |= regional & (first << 4);
   out.joined = joined;
   out.resolved |= joined | first;
