@@ -125,9 +125,26 @@ struct RuleTables {
   // 0xFF for every 64 code points of U+1F000–1FFFF that are all
   // pictographs (by the third byte's low six bits).
   alignas(64) std::uint8_t pictographGroups[64]{};
+  // The bytes the blocks are compared with, each in all 64 lanes: loaded
+  // where they are used, which costs less than making them again in every
+  // block (the loop has too few registers to keep them all).
+  static constexpr std::uint8_t kCompared[] = {0xF0, 0x9F, 0xFF, 0x8F, 0xBB, 0x87, 0xA6, 0xE2, 0x80, 0x8D, 0x84, 0xEF,
+                                                0xB8, 0x90, 0xC0, '\r', 0xCC, 0xCD, 0xB0, 0x21, 0x7E - 0x21, ' ', 9, 4};
+  alignas(64) std::uint8_t compared[sizeof kCompared][64]{};
   bool sequences = false;
   // U+2100–2FFF hold no control, CR or LF.
   bool quietSymbols = false;
+
+  template <std::uint8_t Byte>
+  __attribute__((target("avx512f"))) __m512i splat() const {
+    constexpr std::size_t k = [] {
+      std::size_t at = 0;
+      while (at < sizeof kCompared && kCompared[at] != Byte) ++at;
+      return at;
+    }();
+    static_assert(k < sizeof kCompared, "a byte to compare with is missing from kCompared");
+    return _mm512_load_si512(compared[k]);
+  }
 
   bool flags(unsigned char b0, unsigned char b1, unsigned char b2) const {
     for (int g = 0; g < 2; ++g)
@@ -197,6 +214,7 @@ void addSequenceTables(RuleTables& r) {
 
 RuleTables makeRules(bool words) {
   RuleTables r;
+  for (std::size_t k = 0; k < sizeof RuleTables::kCompared; ++k) std::memset(r.compared[k], RuleTables::kCompared[k], 64);
   for (int k = 0; k < 64; ++k) r.second[0][k] = r.third[0][k] = 1;
   r.add({0xE1}, {{0x80, 0xB7}});  // U+1000–1DFF: Myanmar, jamo, Khmer, Mongolian, Balinese, combining marks
   r.add({0xEA}, {{0x80, 0xAF}});  // U+A000–ABFF, not the Hangul syllables after it
@@ -285,8 +303,6 @@ inline std::uint8_t stateAt(const unsigned char* s, std::size_t end, std::size_t
   return state;
 }
 
-__attribute__((target("avx512f"))) inline __m512i splat(int b) { return _mm512_set1_epi8(static_cast<char>(b)); }
-
 // What settleSequences decided for a block: the lanes that continue the
 // character before them, and the flagged lanes now settled (those and the
 // first of a flag's two indicators, which starts a character).
@@ -310,16 +326,20 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi"))) inline Settled settleSequ
     const RuleTables& r, __m512i v0, __m512i v1, __m512i v2, __m512i v3, unsigned before) {
   // Independent compares, combined after: shorter chains than masked ones.
   // F0, E2 and EF are always leads.
-  const std::uint64_t emoji = _mm512_cmpeq_epi8_mask(v0, splat(0xF0)) & _mm512_cmpeq_epi8_mask(v1, splat(0x9F));
+  const std::uint64_t emoji = _mm512_cmpeq_epi8_mask(v0, r.splat<0xF0>()) & _mm512_cmpeq_epi8_mask(v1, r.splat<0x9F>());
   const std::uint64_t pictograph =
-      emoji & _mm512_test_epi8_mask(_mm512_permutexvar_epi8(v2, _mm512_load_si512(r.pictographGroups)), splat(0xFF));
-  const std::uint64_t skinTone = emoji & _mm512_cmpeq_epi8_mask(v2, splat(0x8F)) & _mm512_cmpge_epu8_mask(v3, splat(0xBB));
-  const std::uint64_t regional = emoji & _mm512_cmpeq_epi8_mask(v2, splat(0x87)) & _mm512_cmpge_epu8_mask(v3, splat(0xA6));
-  const std::uint64_t e2 = _mm512_cmpeq_epi8_mask(v0, splat(0xE2));
-  const std::uint64_t joiner = e2 & _mm512_cmpeq_epi8_mask(v1, splat(0x80)) & _mm512_cmpeq_epi8_mask(v2, splat(0x8D));
-  const std::uint64_t symbol = r.quietSymbols ? e2 & _mm512_cmpge_epu8_mask(v1, splat(0x84)) : 0;
-  const std::uint64_t selector = _mm512_cmpeq_epi8_mask(v0, splat(0xEF)) & _mm512_cmpeq_epi8_mask(v1, splat(0xB8)) &
-                                 ~_mm512_cmpge_epu8_mask(v2, splat(0x90));
+      emoji & _mm512_test_epi8_mask(_mm512_permutexvar_epi8(v2, _mm512_load_si512(r.pictographGroups)), r.splat<0xFF>());
+  const std::uint64_t skinTone =
+      emoji & _mm512_cmpeq_epi8_mask(v2, r.splat<0x8F>()) & _mm512_cmpge_epu8_mask(v3, r.splat<0xBB>());
+  const std::uint64_t regional =
+      emoji & _mm512_cmpeq_epi8_mask(v2, r.splat<0x87>()) & _mm512_cmpge_epu8_mask(v3, r.splat<0xA6>());
+  const std::uint64_t e2 = _mm512_cmpeq_epi8_mask(v0, r.splat<0xE2>());
+  const std::uint64_t joiner =
+      e2 & _mm512_cmpeq_epi8_mask(v1, r.splat<0x80>()) & _mm512_cmpeq_epi8_mask(v2, r.splat<0x8D>());
+  const std::uint64_t symbol = r.quietSymbols ? e2 & _mm512_cmpge_epu8_mask(v1, r.splat<0x84>()) : 0;
+  const std::uint64_t selector = _mm512_cmpeq_epi8_mask(v0, r.splat<0xEF>()) &
+                                 _mm512_cmpeq_epi8_mask(v1, r.splat<0xB8>()) &
+                                 ~_mm512_cmpge_epu8_mask(v2, r.splat<0x90>());
   const std::uint64_t ascii = ~_mm512_movepi8_mask(v0);
   Settled out;
   // Selectors and skin tones join anything but a control, CR or LF.
@@ -418,7 +438,7 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi,popcnt"))) std::size_t countW
     const __m512i v0 = _mm512_loadu_si512(s + i);
     const __m512i v1 = _mm512_loadu_si512(s + i + 1);
     const __m512i v2 = _mm512_loadu_si512(s + i + 2);
-    const __mmask64 leads = _mm512_cmpge_epu8_mask(v0, splat(0xC0));
+    const __mmask64 leads = _mm512_cmpge_epu8_mask(v0, r.splat<0xC0>());
     std::uint64_t starts = ~(_mm512_movepi8_mask(v0) & ~leads);
     // Rule bits of the lead lanes only (the masked form also spares GCC 12
     // a false warning about the unmasked one's undefined lanes).
@@ -428,17 +448,17 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi,popcnt"))) std::size_t countW
                                        _mm512_maskz_permutexvar_epi8(leads, v1, secondB));
     std::uint64_t flagged = _mm512_test_epi8_mask(a, _mm512_maskz_permutexvar_epi8(leads, v2, thirdA)) |
                             _mm512_test_epi8_mask(b, _mm512_maskz_permutexvar_epi8(leads, v2, thirdB)) |
-                            _mm512_cmpeq_epi8_mask(v0, _mm512_set1_epi8('\r'));
+                            _mm512_cmpeq_epi8_mask(v0, r.splat<'\r'>());
     // Combining diacritical marks (U+0300–036F) right after a printable
     // ASCII character, or after such a mark, join it: no state machine, and
     // they start no character. The state after them is their class, as
     // after any ordinary code point.
     if (r.asciiMarks) {
-      const __mmask64 marks = leads & (_mm512_cmpeq_epi8_mask(v0, splat(0xCC)) |
-                                       (_mm512_cmpeq_epi8_mask(v0, splat(0xCD)) &
-                                        _mm512_cmplt_epu8_mask(v1, splat(0xB0))));
+      const __mmask64 marks = leads & (_mm512_cmpeq_epi8_mask(v0, r.splat<0xCC>()) |
+                                       (_mm512_cmpeq_epi8_mask(v0, r.splat<0xCD>()) &
+                                        _mm512_cmplt_epu8_mask(v1, r.splat<0xB0>())));
       const std::uint64_t printable =
-          _mm512_cmple_epu8_mask(_mm512_sub_epi8(v0, _mm512_set1_epi8(0x21)), _mm512_set1_epi8(0x7E - 0x21));
+          _mm512_cmple_epu8_mask(_mm512_sub_epi8(v0, r.splat<0x21>()), r.splat<0x7E - 0x21>());
       std::uint64_t joined = marks & ((printable << 1) | (i > 0 && s[i - 1] - 0x21u <= 0x7Eu - 0x21u));
       joined |= marks & (joined << 2);
       joined |= marks & (joined << 2);
@@ -452,8 +472,8 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi,popcnt"))) std::size_t countW
     }
     std::uint64_t separators = 0;
     if constexpr (Words)
-      separators = _mm512_cmpeq_epi8_mask(v0, _mm512_set1_epi8(' ')) |
-                   _mm512_cmple_epu8_mask(_mm512_sub_epi8(v0, _mm512_set1_epi8(9)), _mm512_set1_epi8(4));
+      separators = _mm512_cmpeq_epi8_mask(v0, r.splat<' '>()) |
+                   _mm512_cmple_epu8_mask(_mm512_sub_epi8(v0, r.splat<9>()), r.splat<4>());
     if (flagged) {
       i = countFlagged<Words>(s, n, i, flagged, starts, separators, totals, settledAt, t);
       continue;
