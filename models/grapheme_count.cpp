@@ -309,6 +309,17 @@ inline std::uint8_t stateAt(const unsigned char* s, std::size_t end, std::size_t
 struct Settled {
   std::uint64_t joined = 0;
   std::uint64_t resolved = 0;
+  std::uint64_t unknown = 0;  // lanes the state machine must see after all
+};
+
+// What a block tells the next about its last code points, as lanes of the
+// next block: where the code point before is one the masks know.
+struct Carried {
+  std::uint64_t quiet = 0;       // an emoji, a symbol or a selector
+  std::uint64_t pictograph = 0;  // a pictograph
+  std::uint64_t inEmoji = 0;     // a pictograph, or a selector or skin tone after one
+  std::uint64_t joiner = 0;      // a joiner after those
+  std::uint64_t first = 0;       // a flag's first indicator
 };
 
 // The common emoji sequences, settled 64 lanes at a time: a variation
@@ -323,7 +334,7 @@ struct Settled {
 // points after it, so a lane settled here only counts when what it follows
 // was not flagged.
 __attribute__((target("avx512f,avx512bw,avx512vbmi"))) inline Settled settleSequences(
-    const RuleTables& r, __m512i v0, __m512i v1, __m512i v2, __m512i v3, unsigned before) {
+    const RuleTables& r, __m512i v0, __m512i v1, __m512i v2, __m512i v3, unsigned before, Carried& carried) {
   // Independent compares, combined after: shorter chains than masked ones.
   // F0, E2 and EF are always leads.
   const std::uint64_t emoji = _mm512_cmpeq_epi8_mask(v0, r.splat<0xF0>()) & _mm512_cmpeq_epi8_mask(v1, r.splat<0x9F>());
@@ -345,24 +356,34 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi"))) inline Settled settleSequ
   // Selectors and skin tones join anything but a control, CR or LF.
   const std::uint64_t extend = selector | skinTone;
   // The byte before the block, when it is ASCII, is the code point before
-  // its first lane.
+  // its first lane; what the block before knew comes in as `carried`.
   const std::uint64_t asciiBefore = before < 0x80;
-  const std::uint64_t quietBefore = ((symbol | selector) << 3) | (emoji << 4);
+  const std::uint64_t quietBefore = ((symbol | selector) << 3) | (emoji << 4) | carried.quiet;
   std::uint64_t joined = extend & quietBefore;
   // After a pictograph, alone or with a selector or skin tone, a joiner
   // joins the next pictograph too (pictographs and skin tones are four
   // bytes long, selectors three).
-  const std::uint64_t marked = extend & (pictograph << 4);
-  const std::uint64_t inEmojiBefore = ((pictograph | (marked & skinTone)) << 4) | ((marked & selector) << 3);
-  const std::uint64_t zwj = joiner & inEmojiBefore & ((pictograph | ascii) >> 3);
-  joined |= zwj | ((zwj << 3) & pictograph);
+  const std::uint64_t marked = extend & ((pictograph << 4) | carried.pictograph);
+  const std::uint64_t inEmoji4 = pictograph | (marked & skinTone), inEmoji3 = marked & selector;
+  const std::uint64_t zwj = joiner & ((inEmoji4 << 4) | (inEmoji3 << 3) | carried.inEmoji);
+  // The masks tell ASCII and the pictographs of U+1F000–1FFFF after such a
+  // joiner; whatever else follows it goes to the state machine, which walks
+  // back to the pictograph for its state.
+  const std::uint64_t afterJoiner = (zwj << 3) | carried.joiner;
+  joined |= zwj | (afterJoiner & pictograph);
+  out.unknown = afterJoiner & ~pictograph & ~ascii;
   // A flag's first indicator starts a character after ASCII (which is
   // neither an indicator's partner nor a prepended mark); the second joins
   // it.
   const std::uint64_t first = regional & ((ascii << 1) | asciiBefore);
-  joined |= regional & (first << 4);
+  joined |= regional & ((first << 4) | carried.first);
   out.joined = joined;
-  out.resolved |= joined | first;
+  out.resolved = joined | first;
+  carried.quiet = ((symbol | selector) >> 61) | (emoji >> 60);
+  carried.pictograph = pictograph >> 60;
+  carried.inEmoji = (inEmoji4 >> 60) | (inEmoji3 >> 61);
+  carried.joiner = zwj >> 61;
+  carried.first = first >> 60;
   return out;
 }
 
@@ -434,6 +455,8 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi,popcnt"))) std::size_t countW
   Totals totals;
   std::size_t i = 0;
   std::size_t settledAt = 0;  // where the state machine last stopped: totals.state holds there
+  Carried carried;            // from the block that ends at carriedTo
+  std::size_t carriedTo = 0;
   while (i + 67 <= n) {
     const __m512i v0 = _mm512_loadu_si512(s + i);
     const __m512i v1 = _mm512_loadu_si512(s + i + 1);
@@ -466,8 +489,11 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi,popcnt"))) std::size_t countW
       starts &= ~joined;
     }
     if (leads && r.sequences) {
-      const Settled settled = settleSequences(r, v0, v1, v2, _mm512_loadu_si512(s + i + 3), i > 0 ? s[i - 1] : 0u);
-      flagged &= ~settled.resolved;
+      if (i != carriedTo) carried = Carried{};
+      const Settled settled =
+          settleSequences(r, v0, v1, v2, _mm512_loadu_si512(s + i + 3), i > 0 ? s[i - 1] : 0u, carried);
+      carriedTo = i + 64;
+      flagged = (flagged & ~settled.resolved) | settled.unknown;
       starts &= ~settled.joined;
     }
     std::uint64_t separators = 0;
