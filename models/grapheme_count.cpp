@@ -22,6 +22,13 @@
 // tables are then checked against every code point, and any lead that a
 // rule misses is flagged whole. Word counts flag white space beyond ASCII
 // the same way.
+//
+// The emoji sequences text is full of (a pictograph with a skin tone or a
+// variation selector, pictographs joined by zero-width joiners, flags) are
+// then settled in the block too, from masks of their bytes: each of their
+// code points has a length of its own, so what comes before a lane is a
+// shift of a mask. Only what those masks cannot tell goes to the state
+// machine.
 #include <orla/models/graphemes.h>
 
 #include <array>
