@@ -61,9 +61,10 @@ const std::vector<Sequence>& sequences() {
   return all;
 }
 
-// Every sequence at every offset across two 32-byte blocks, between ASCII
-// and between other valid characters, in texts long enough for the vector
-// path: errors at block edges are where such code goes wrong.
+// Every sequence at every offset across the first block edge of either
+// vector width (32 and 64 bytes), between ASCII and between other valid
+// characters, in texts long enough for the vector paths: errors at block
+// edges are where such code goes wrong.
 TEST(Utf8, SequencesAtEveryOffsetAndLength) {
   for (const Sequence& sequence : sequences()) {
     for (const std::string& filler : {std::string("a"), std::string("\xC3\xA9"), std::string("\xE2\x82\xAC")}) {
