@@ -345,8 +345,8 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi"))) inline Settled settleSequ
   // Independent compares, combined after: shorter chains than masked ones.
   // F0, E2 and EF are always leads.
   const std::uint64_t emoji = _mm512_cmpeq_epi8_mask(v0, r.splat<0xF0>()) & _mm512_cmpeq_epi8_mask(v1, r.splat<0x9F>());
-  const std::uint64_t pictograph =
-      _mm512_test_epi8_mask(_mm512_maskz_permutexvar_epi8(emoji, v2, _mm512_load_si512(r.pictographGroups)), r.splat<0xFF>());
+  const std::uint64_t pictograph = _mm512_test_epi8_mask(
+      _mm512_maskz_permutexvar_epi8(emoji, v2, _mm512_load_si512(r.pictographGroups)), r.splat<0xFF>());
   const std::uint64_t skinTone =
       emoji & _mm512_cmpeq_epi8_mask(v2, r.splat<0x8F>()) & _mm512_cmpge_epu8_mask(v3, r.splat<0xBB>());
   const std::uint64_t regional =
