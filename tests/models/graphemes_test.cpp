@@ -337,6 +337,26 @@ TEST(GraphemeWalker, WideCountSettlesEmojiSequencesAtEveryPosition) {
       }
 }
 
+// Text of emoji sequences and other non-ASCII characters, ASCII only beside
+// joiners: every block hands the next what it ended with, and sequences run
+// across blocks at every offset.
+TEST(GraphemeWalker, WideCountCarriesSequencesAcrossBlocks) {
+  using namespace graphemes_detail;
+  if (!wideCountAvailable()) GTEST_SKIP() << "this processor has no 64-byte byte permutes; the state machine counts alone";
+  const std::vector<std::string> pieces = {"👍", "🏽", "\uFE0F", "\u200D", "👨", "👩", "\U0001F1E9", "\U0001F1EA",
+                                           "\u2764", "\u2640", "日本", "한", "é", "\u0301", "ﬁ", "\u3000", "\u00A0",
+                                           "🏳", "\U000E0067", "\u0915\u094D", "a\u200D👍", "x\u200D"};
+  std::mt19937 random(24);
+  for (int round = 0; round < 1000; ++round) {
+    std::string text;
+    const int length = 40 + static_cast<int>(random() % 400);
+    for (int k = 0; k < length; ++k) text += pieces[random() % pieces.size()];
+    for (bool words : {false, true})
+      ASSERT_EQ(countWellFormed(text, words), countWellFormedByStateMachine(text, words))
+          << (words ? "words " : "characters ") << testing::PrintToString(text);
+  }
+}
+
 TEST(GraphemeWalker, PrefixStopsAtCharacterBoundaries) {
   const std::string text = "e\u0301\U0001F1E9\U0001F1EA\r\nz";
   const struct {
