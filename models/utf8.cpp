@@ -204,7 +204,7 @@ inline __m512i highNibbles(__m512i v) { return _mm512_and_si512(_mm512_srli_epi1
 // The byte N before each byte of `input`, from `previous` for the first N.
 template <int N>
 inline __m512i before(__m512i input, __m512i previous) {
-  alignas(64) static const auto indexes = [] {
+  alignas(64) static constexpr auto indexes = [] {
     std::array<uint8_t, 64> at{};
     for (int k = 0; k < 64; ++k) at[k] = static_cast<uint8_t>(k >= N ? k - N : 64 + 64 - N + k);
     return at;
@@ -234,7 +234,7 @@ struct Checker {
     const __m512i owed = _mm512_and_si512(_mm512_or_si512(third, fourth), _mm512_set1_epi8(static_cast<char>(0x80)));
     error = _mm512_or_si512(error, _mm512_xor_si512(owed, special));
     // A lead in the last three bytes that needs more bytes than are left.
-    alignas(64) static const auto limits = [] {
+    alignas(64) static constexpr auto limits = [] {
       std::array<uint8_t, 64> at{};
       at.fill(0xFF);
       at[61] = 0xF0 - 1;
