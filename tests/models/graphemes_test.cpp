@@ -294,6 +294,69 @@ TEST(GraphemeWalker, WideCountAgreesOnRandomMixes) {
   }
 }
 
+// The 64-byte count settles the common emoji sequences (selectors, skin
+// tones, joiners between pictographs, flags) from the block's masks. Every
+// shape, and the near misses the masks must leave to the state machine, at
+// every position of two blocks, with what may follow; then cut at every
+// byte near a block's end, malformed or not.
+TEST(GraphemeWalker, WideCountSettlesEmojiSequencesAtEveryPosition) {
+  using namespace graphemes_detail;
+  if (!wideCountAvailable()) GTEST_SKIP() << "this processor has no 64-byte byte permutes; the state machine counts alone";
+  const std::vector<std::string> shapes = {
+      "👍🏽", "\u2764\uFE0F", "👨‍👩‍👧‍👦", "👨🏽‍💻", "👩‍❤️‍👨", "🏳️‍🌈", "👁️‍🗨️", "🏃‍♀️", "🇩🇪", "🇩🇪🇯🇵",
+      "🇺🇸🇦", "\U0001F1E6", "x\uFE0F", " \uFE0F", "\n\uFE0F", "\r\uFE0F", "\u00AD\uFE0F", "\u200B\uFE0F",
+      "\u3000\uFE0F", "\u1680\uFE0F", "\u2028\u200D👍", "👍\u200D", "👍\u200Da", "👍\u200D\u2764",
+      "👍\u200D\U0001F1E6", "👍\u200D\U0001F3FB", "👍\u200D\uFE0F", "👍\u200D\u200D👍", "👍\uFE0F\uFE0F\u200D👍",
+      "👍🏽\uFE0F\u200D👍", "👍\uFE0F\uFE0F\uFE0F\u200D👍", "a\u200D👍", "\u0915\u200D\u0937", "\u0915\u094D\u200D\u0937",
+      "\u0600🇩🇪", "\u0600\uFE0F", "\u0600👍", "e\u0301\uFE0F", "e\u0301\u200D👍", "ﬁ", "ﬃ", "\uFB1E", "a\uFB1E",
+      "\uFB1D\uFB1E", "🏴\U000E0067\U000E0062\U000E0065\U000E006E\U000E0067\U000E007F", "👍\u200D\U000E0020",
+      "\U0001F3FB\U0001F3FB", "\u1100\uFE0F", "한\uFE0F", "\uFEFF\uFE0F", "\U0001F004\u200D\U0001F004"};
+  const std::vector<std::string> after = {"", "a", " ", "\u200D👍", "\uFE0F", "\U0001F1E9", "\u0301"};
+  std::string text;
+  for (const std::string& shape : shapes)
+    for (std::size_t at = 0; at < 130; ++at)
+      for (const std::string& next : after) {
+        text.assign(at, 'x');
+        text += shape;
+        text += next;
+        text.append(70 + at % 7, 'y');
+        for (bool words : {false, true})
+          ASSERT_EQ(countWellFormed(text, words), countWellFormedByStateMachine(text, words))
+              << (words ? "words at " : "characters at ") << at << " " << testing::PrintToString(shape + next);
+      }
+  // Texts that end inside a sequence, at every byte, near the end of the
+  // first block: malformed ones take the walk that reads invalid bytes.
+  for (const std::string& shape : shapes)
+    for (std::size_t at = 52; at < 68; ++at)
+      for (std::size_t cut = 1; cut <= shape.size(); ++cut) {
+        text.assign(at, 'x');
+        text.append(shape, 0, cut);
+        text.append(at % 2 == 0 ? 0 : 80, 'y');
+        ASSERT_EQ(graphemeCount(text), icuEnds(text).size()) << at << " " << testing::PrintToString(text);
+        ASSERT_EQ(transforms::countWords(text), icuWordCount(text)) << at << " " << testing::PrintToString(text);
+      }
+}
+
+// Text of emoji sequences and other non-ASCII characters, ASCII only beside
+// joiners: every block hands the next what it ended with, and sequences run
+// across blocks at every offset.
+TEST(GraphemeWalker, WideCountCarriesSequencesAcrossBlocks) {
+  using namespace graphemes_detail;
+  if (!wideCountAvailable()) GTEST_SKIP() << "this processor has no 64-byte byte permutes; the state machine counts alone";
+  const std::vector<std::string> pieces = {"👍", "🏽", "\uFE0F", "\u200D", "👨", "👩", "\U0001F1E9", "\U0001F1EA",
+                                           "\u2764", "\u2640", "日本", "한", "é", "\u0301", "ﬁ", "\u3000", "\u00A0",
+                                           "🏳", "\U000E0067", "\u0915\u094D", "a\u200D👍", "x\u200D"};
+  std::mt19937 random(24);
+  for (int round = 0; round < 1000; ++round) {
+    std::string text;
+    const int length = 40 + static_cast<int>(random() % 400);
+    for (int k = 0; k < length; ++k) text += pieces[random() % pieces.size()];
+    for (bool words : {false, true})
+      ASSERT_EQ(countWellFormed(text, words), countWellFormedByStateMachine(text, words))
+          << (words ? "words " : "characters ") << testing::PrintToString(text);
+  }
+}
+
 TEST(GraphemeWalker, PrefixStopsAtCharacterBoundaries) {
   const std::string text = "e\u0301\U0001F1E9\U0001F1EA\r\nz";
   const struct {

@@ -61,13 +61,14 @@ const std::vector<Sequence>& sequences() {
   return all;
 }
 
-// Every sequence at every offset across two 32-byte blocks, between ASCII
-// and between other valid characters, in texts long enough for the vector
-// path: errors at block edges are where such code goes wrong.
+// Every sequence at every offset across the first block edges of either
+// vector width (32 and 64 bytes), between ASCII and between other valid
+// characters, in texts long enough for the vector paths: errors at block
+// edges are where such code goes wrong.
 TEST(Utf8, SequencesAtEveryOffsetAndLength) {
   for (const Sequence& sequence : sequences()) {
     for (const std::string& filler : {std::string("a"), std::string("\xC3\xA9"), std::string("\xE2\x82\xAC")}) {
-      for (std::size_t offset = 0; offset < 70; ++offset) {
+      for (std::size_t offset = 0; offset < 134; ++offset) {
         for (std::size_t after : {0u, 1u, 40u, 97u}) {
           std::string text;
           while (text.size() < offset) text += filler;
