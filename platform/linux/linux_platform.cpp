@@ -266,7 +266,7 @@ namespace {
 using Service = Platform::Service;
 
 // The X11 desktop's parts, with the GTK part that needs its window system:
-// the parts of a platform that reaches an X server.
+// what a platform that reaches an X server adds first.
 void addWindowSystemParts(std::vector<Platform::DeferredPart>& parts,
                           std::shared_ptr<linux_desktop::ApplicationOpener> opener,
                           linux_desktop::DeferredMainThread& mainThread, std::shared_ptr<bool> windowSystem) {
