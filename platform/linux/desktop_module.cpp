@@ -48,8 +48,10 @@ void addServices(Platform::Services& services, std::set<Capability>&, MainThread
   if (connect) services.focusModes = makeGSettingsFocusModes();
 }
 
-void addAlerts(Platform::Services& services, std::set<Capability>& capabilities, MainThread& mainThread) {
+void addAlerts(Platform::Services& services, std::set<Capability>& capabilities, MainThread& mainThread,
+               X11ErrorRoute routeErrors) {
   auto& glib = static_cast<GLibMainThread&>(mainThread);
+  routeGtkErrors(routeErrors);
   services.alerts = makeGtkAlerts(glib);
   services.popupMenus = makeGtkPopupMenus(glib);
   capabilities.insert({Capability::alerts, Capability::popUpMenus});

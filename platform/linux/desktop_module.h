@@ -34,8 +34,10 @@ struct DesktopModuleEntries {
   void (*addServices)(Platform::Services& services, std::set<Capability>& capabilities, MainThread& mainThread,
                       bool connect, bool sessionBus);
   // Messages and menus (GTK, started when the first is shown), once the
-  // X11 module has found a window system.
-  void (*addAlerts)(Platform::Services& services, std::set<Capability>& capabilities, MainThread& mainThread);
+  // X11 module has found a window system; GTK's X errors go to it through
+  // the X11 module's `routeErrors`.
+  void (*addAlerts)(Platform::Services& services, std::set<Capability>& capabilities, MainThread& mainThread,
+                    X11ErrorRoute routeErrors);
   // Applications' menus and controls over the accessibility bus, when the
   // session has one, on top of the X11 module's accessibility, whose
   // elements `describe` tells.

@@ -36,6 +36,7 @@ std::filesystem::path modulePath() {
 std::mutex gMutex;
 bool gTried = false;
 GtkUi* gUi = nullptr;
+X11ErrorRoute gRouteErrors = nullptr;
 
 GtkUi* loadedUi() {
   std::lock_guard lock(gMutex);
@@ -48,7 +49,7 @@ GtkUi* loadedUi() {
   if (!module) return nullptr;
   auto open = reinterpret_cast<OrlaGtkUiOpen>(dlsym(module, "orla_gtk_ui_open"));
   std::string why;
-  gUi = open ? open(&why) : nullptr;
+  gUi = open ? open(&why, gRouteErrors) : nullptr;
   return gUi;
 }
 
@@ -101,6 +102,11 @@ class GtkPopupMenus : public PopupMenus {
 }  // namespace
 
 std::unique_ptr<Alerts> makeGtkAlerts(GLibMainThread& mainThread) { return std::make_unique<GtkAlerts>(mainThread); }
+
+void routeGtkErrors(X11ErrorRoute routeErrors) {
+  std::lock_guard lock(gMutex);
+  gRouteErrors = routeErrors;
+}
 std::unique_ptr<PopupMenus> makeGtkPopupMenus(GLibMainThread& mainThread) {
   return std::make_unique<GtkPopupMenus>(mainThread);
 }

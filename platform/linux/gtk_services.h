@@ -9,11 +9,15 @@
 
 #include <orla/platform/alerts.h>
 #include "platform/linux/glib_main_thread.h"
+#include "platform/linux/x11_connection.h"
 #include <orla/platform/popup_menus.h>
 
 namespace orla::linux_desktop {
 
 std::unique_ptr<Alerts> makeGtkAlerts(GLibMainThread& mainThread);
+// How GTK's X errors reach its own handler once it starts (see
+// routeX11Errors): set before the first message or menu.
+void routeGtkErrors(X11ErrorRoute routeErrors);
 std::unique_ptr<PopupMenus> makeGtkPopupMenus(GLibMainThread& mainThread);
 
 // Whether GTK has been loaded into this process (for the memory figures and

@@ -296,7 +296,7 @@ void addWindowSystemParts(std::vector<Platform::DeferredPart>& parts,
                      if (!*windowSystem) return;
                      const auto& module = linux_desktop::desktopModule();
                      if (MainThread* loop = mainThread.real(); module.entries && loop)
-                       module.entries->addAlerts(services, offered, *loop);
+                       module.entries->addAlerts(services, offered, *loop, x11Module().entries->routeErrors);
                    }});
 }
 

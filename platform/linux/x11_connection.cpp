@@ -20,17 +20,16 @@ std::atomic<bool> errorSeen{false};
 
 // The connections with receivers of their own (few: the hotkeys').
 std::mutex routesMutex;
-std::vector<std::pair<Display*, void (*)(unsigned char)>> routes;
+std::vector<std::pair<Display*, XErrorHandler>> routes;
 
 int noteError(Display* display, XErrorEvent* error) {
+  XErrorHandler receiver = nullptr;
   {
     std::lock_guard lock(routesMutex);
-    for (const auto& [routed, receiver] : routes)
-      if (routed == display) {
-        receiver(error->error_code);
-        return 0;
-      }
+    for (const auto& [routed, routedTo] : routes)
+      if (routed == display) receiver = routedTo;
   }
+  if (receiver) return receiver(display, error);
   errorSeen = true;
   return 0;
 }
@@ -41,11 +40,11 @@ bool takeX11Error() { return errorSeen.exchange(false); }
 
 void installX11ErrorHandler() { XSetErrorHandler(noteError); }
 
-void routeX11Errors(Display* display, void (*receiver)(unsigned char code)) {
+void routeX11Errors(Display* display, void* receiver) {
   {
     std::lock_guard lock(routesMutex);
     std::erase_if(routes, [&](const auto& route) { return route.first == display; });
-    if (receiver) routes.emplace_back(display, receiver);
+    if (receiver) routes.emplace_back(display, reinterpret_cast<XErrorHandler>(receiver));
   }
   installX11ErrorHandler();
 }

@@ -70,11 +70,15 @@ bool takeX11Error();
 // noted for `takeX11Error`. Installed by every X11 service; installing it
 // again keeps what routeX11Errors set.
 void installX11ErrorHandler();
-// The errors of `display` go to `receiver` (with their error code) rather
-// than to takeX11Error, until routed to nullptr: for a connection that must
-// know which of its requests failed (a grab another client holds answers
-// BadAccess). Xlib has one error handler per process, so this is the only
-// way to have one's own; the handler is installed here.
-void routeX11Errors(Display* display, void (*receiver)(unsigned char code));
+// The errors of `display` go to `receiver` rather than to takeX11Error,
+// until routed to nullptr: for a connection that must know which of its
+// requests failed (a grab another client holds answers BadAccess), and for
+// GTK's, whose own handler would swallow everyone else's errors. Xlib has
+// one error handler per process, so this is the only way to have one's own;
+// the handler is installed here. `receiver` is an XErrorHandler, passed
+// untyped so that this header need not include Xlib's.
+void routeX11Errors(Display* display, void* receiver);
+// routeX11Errors as one module hands it to another (GTK's), both untyped.
+using X11ErrorRoute = void (*)(void* display, void* receiver);
 
 }  // namespace orla::linux_desktop

@@ -22,9 +22,10 @@ namespace {
 std::mutex errorMutex;
 unsigned char hotkeyError = 0;
 
-void noteHotkeyError(unsigned char code) {
+int noteHotkeyError(Display*, XErrorEvent* error) {
   std::lock_guard lock(errorMutex);
-  if (!hotkeyError) hotkeyError = code;
+  if (!hotkeyError) hotkeyError = error->error_code;
+  return 0;
 }
 
 unsigned char takeHotkeyError() {
@@ -45,7 +46,7 @@ class X11GlobalHotkeys final : public GlobalHotkeys {
   // the socket would never see it.
   X11GlobalHotkeys(Display* display, Display* query)
       : display_(display), query_(query), root_(DefaultRootWindow(display)) {
-    routeX11Errors(display_, noteHotkeyError);
+    routeX11Errors(display_, reinterpret_cast<void*>(noteHotkeyError));
     // Holding a hotkey down repeats its press without releases between, so
     // that a repeat can be told from a new press.
     XkbSetDetectableAutoRepeat(display_, True, nullptr);

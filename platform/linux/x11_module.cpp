@@ -50,7 +50,10 @@ GlobalHotkeys* openHotkeys(std::string* problem) {
   return std::move(hotkeys).value().release();
 }
 
-constexpr X11ModuleEntries kEntries{addWindowSystem, addClipboard, makeWorkspace, openHotkeys, describeX11Element};
+void routeErrors(void* display, void* receiver) { routeX11Errors(static_cast<Display*>(display), receiver); }
+
+constexpr X11ModuleEntries kEntries{addWindowSystem, addClipboard,       makeWorkspace,
+                                    openHotkeys,     describeX11Element, routeErrors};
 
 }  // namespace
 

@@ -33,6 +33,8 @@ struct X11ModuleEntries {
   GlobalHotkeys* (*openHotkeys)(std::string* problem);
   // What an element of this module's accessibility service stands for.
   X11ElementDescriber describeElement;
+  // Hands the errors of one connection to a handler of its own (GTK's).
+  X11ErrorRoute routeErrors;
 };
 
 }  // namespace orla::linux_desktop

@@ -337,10 +337,18 @@ class GtkUiImpl : public GtkUi {
   }
 };
 
+// GTK's error handler, between taking it back from Xlib and handing it to
+// the process's handler for GTK's own connection: errors meanwhile still
+// reach it, so no error goes to Xlib's default handler, which would end the
+// process.
+XErrorHandler gdkHandler = nullptr;
+int toGdk(Display* display, XErrorEvent* error) { return gdkHandler ? gdkHandler(display, error) : 0; }
+
 }  // namespace
 }  // namespace orla::linux_desktop
 
-extern "C" __attribute__((visibility("default"))) orla::linux_desktop::GtkUi* orla_gtk_ui_open(std::string* why) {
+extern "C" __attribute__((visibility("default"))) orla::linux_desktop::GtkUi* orla_gtk_ui_open(
+    std::string* why, void (*routeErrors)(void* display, void* handler)) {
   // The X11 backend drives this display; GTK must not pick another one, nor
   // change the process's locale under the rest of the program.
   gdk_set_allowed_backends("x11");
@@ -349,6 +357,11 @@ extern "C" __attribute__((visibility("default"))) orla::linux_desktop::GtkUi* or
   if (!gtk_init_check(nullptr, nullptr)) {
     if (why) *why = "GTK cannot open the display";
     return nullptr;
+  }
+  if (routeErrors) {
+    namespace ld = orla::linux_desktop;
+    ld::gdkHandler = XSetErrorHandler(ld::toGdk);
+    routeErrors(GDK_DISPLAY_XDISPLAY(gdk_display_get_default()), reinterpret_cast<void*>(ld::gdkHandler));
   }
   return new orla::linux_desktop::GtkUiImpl();
 }

@@ -44,6 +44,12 @@ class GtkUi {
 
 // The module's one entry point: starts GTK on the display of the process
 // and answers the interface, or null with the reason in `why` when GTK
-// cannot start (no display). Call once, on the main thread.
-extern "C" orla::linux_desktop::GtkUi* orla_gtk_ui_open(std::string* why);
-using OrlaGtkUiOpen = orla::linux_desktop::GtkUi* (*)(std::string*);
+// cannot start (no display). Call once, on the main thread. GTK takes
+// Xlib's one error handler for itself as it starts, and its handler
+// swallows the errors of every other connection; with `routeErrors` (the
+// X11 module's routeX11Errors: a Display* and an XErrorHandler, untyped)
+// the process's handler is put back and GTK's gets the errors of GTK's
+// connection only.
+extern "C" orla::linux_desktop::GtkUi* orla_gtk_ui_open(std::string* why,
+                                                        void (*routeErrors)(void* display, void* handler));
+using OrlaGtkUiOpen = orla::linux_desktop::GtkUi* (*)(std::string*, void (*)(void*, void*));

@@ -7,6 +7,9 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <memory>
 #include <optional>
@@ -17,7 +20,39 @@
 #include <orla/platform/platform.h>
 #include "platform/sim/sim_desktop.h"
 
+extern char** environ;
+
 namespace orla::desktop_testing {
+
+// Runs the desktop driver in the background while this process shows its
+// dialog or menu; `succeeded` waits for it.
+class Driver {
+ public:
+  explicit Driver(std::vector<std::string> args) {
+    args.insert(args.begin(), ORLA_DESKTOP_DRIVER);
+    std::vector<char*> argv;
+    for (std::string& a : args) argv.push_back(a.data());
+    argv.push_back(nullptr);
+    if (posix_spawn(&pid_, argv[0], nullptr, nullptr, argv.data(), environ) != 0) pid_ = -1;
+  }
+  ~Driver() { succeeded(); }
+  bool succeeded() {
+    if (pid_ > 0) {
+      int status = 0;
+      waitpid(pid_, &status, 0);
+      ok_ = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+      pid_ = -1;
+    }
+    return ok_;
+  }
+
+ private:
+  pid_t pid_ = -1;
+  bool ok_ = false;
+};
+
+inline std::string self() { return std::to_string(::getpid()); }
+
 
 // The application of the receiving window, as every backend names it.
 inline constexpr const char* kTestWindowName = "Orla Test Window";

@@ -4,47 +4,14 @@
 // items through the accessibility bus, or types keys with XTest.
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <thread>
 
 #include "tests/platform/desktop/desktop_backends.h"
 
-extern char** environ;
-
 namespace orla::desktop_testing {
 namespace {
-
-// Runs the desktop driver in the background while this process shows its
-// dialog or menu; `succeeded` waits for it.
-class Driver {
- public:
-  explicit Driver(std::vector<std::string> args) {
-    args.insert(args.begin(), ORLA_DESKTOP_DRIVER);
-    std::vector<char*> argv;
-    for (std::string& a : args) argv.push_back(a.data());
-    argv.push_back(nullptr);
-    if (posix_spawn(&pid_, argv[0], nullptr, nullptr, argv.data(), environ) != 0) pid_ = -1;
-  }
-  ~Driver() { succeeded(); }
-  bool succeeded() {
-    if (pid_ > 0) {
-      int status = 0;
-      waitpid(pid_, &status, 0);
-      ok_ = WIFEXITED(status) && WEXITSTATUS(status) == 0;
-      pid_ = -1;
-    }
-    return ok_;
-  }
-
- private:
-  pid_t pid_ = -1;
-  bool ok_ = false;
-};
-
-std::string self() { return std::to_string(::getpid()); }
 
 // What the user will do with the next dialog or menu, the same way on
 // every backend.
