@@ -102,13 +102,13 @@ class GtkPopupMenus : public PopupMenus {
 }  // namespace
 
 std::unique_ptr<Alerts> makeGtkAlerts(GLibMainThread& mainThread) { return std::make_unique<GtkAlerts>(mainThread); }
+std::unique_ptr<PopupMenus> makeGtkPopupMenus(GLibMainThread& mainThread) {
+  return std::make_unique<GtkPopupMenus>(mainThread);
+}
 
 void routeGtkErrors(X11ErrorRoute routeErrors) {
   std::lock_guard lock(gMutex);
   gRouteErrors = routeErrors;
-}
-std::unique_ptr<PopupMenus> makeGtkPopupMenus(GLibMainThread& mainThread) {
-  return std::make_unique<GtkPopupMenus>(mainThread);
 }
 
 GMountOperation* newGtkMountOperation() {

@@ -18,7 +18,7 @@ namespace {
 
 std::atomic<bool> errorSeen{false};
 
-// The connections with receivers of their own (few: the hotkeys').
+// The connections with receivers of their own (few: the hotkeys', GTK's).
 std::mutex routesMutex;
 std::vector<std::pair<Display*, XErrorHandler>> routes;
 
